@@ -1,0 +1,86 @@
+# Sourced by the other scripts; they have set -euo pipefail and run in the top folder.
+# shellcheck shell=bash
+
+fail() { # MESSAGE: to standard error, named after the script
+    printf '%s: %s\n' "${0##*/}" "$1" >&2
+    exit 1
+}
+
+# Polls, since nothing that we wait for tells when it is ready.
+wait_until() { # SECONDS COMMAND...
+    local deadline=$((${EPOCHREALTIME//[!0-9]/} + $1 * 1000000))
+    until "${@:2}"; do
+        ((${EPOCHREALTIME//[!0-9]/} < deadline)) || return 1
+        sleep 0.02
+    done
+}
+
+quietly() { # LOG COMMAND...: the output is shown only when the command fails
+    "${@:2}" >"$1" 2>&1 || {
+        cat "$1" >&2
+        fail "failed: ${*:2}"
+    }
+}
+
+progress() { # LABEL: standard input as one line that changes, on a terminal
+    local line
+    if [[ -t 1 ]]; then
+        while IFS= read -r line; do
+            printf '\r\e[K%s: %.60s' "$1" "$line"
+        done
+        printf '\r\e[K'
+    else
+        printf '%s\n' "$1"
+        cat >/dev/null
+    fi
+}
+
+is_installed() { # PACKAGE
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>&1) == installed ]]
+}
+
+install_packages() ( # PACKAGE...: a subshell, for a trap of its own
+    policy=/usr/sbin/policy-rc.d
+    if [[ ! -e $policy ]]; then
+        trap 'rm -f "$policy"' EXIT
+        # The web server is wanted as a program only: its service must not start.
+        install -m 755 /dev/stdin "$policy" <<<$'#!/bin/sh\nexit 101'
+    fi
+    export DEBIAN_FRONTEND=noninteractive
+    command=(apt-get install -y --no-install-recommends "$@")
+    "${command[@]}" || { apt-get update && "${command[@]}"; } || exit
+    if [[ " $* " == *" nginx "* && -d /run/systemd/system ]]; then
+        systemctl disable nginx
+    fi
+)
+
+need() { # PACKAGE...
+    local package missing=() log
+    for package; do
+        is_installed "$package" || missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+    ((EUID == 0)) || fail "missing; as root: apt-get install --no-install-recommends ${missing[*]}"
+
+    printf 'installing %s\n' "${missing[*]}"
+    log=$(mktemp)
+    quietly "$log" install_packages "${missing[@]}"
+    rm "$log"
+}
+
+need_everything() {
+    need cmake ninja-build g++ qtbase5-dev iproute2 nginx openssl python3 util-linux
+}
+
+build() { # PRESET FOLDER: the two name the same thing to CMake and to us
+    mkdir -p "$2"
+    # The variable only counts in a new folder: one that another generator made stays usable.
+    {
+        CMAKE_GENERATOR=Ninja cmake --preset "$1" &&
+            cmake --build --preset "$1" --parallel "$(nproc)"
+    } 2>&1 | tee "$2/build.log" | progress "building $2" || {
+        cat "$2/build.log" >&2
+        fail "the build failed"
+    }
+    printf 'built %s\n' "$2"
+}

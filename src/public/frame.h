@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QByteArray>
+
+/// The envelope of every message on the local socket: two signed 32-bit
+/// integers in the machine's byte order (sender id, payload length in bytes),
+/// then the payload. Pure functions; may be called from any thread.
+namespace Frame {
+
+enum Sender : qint32 {
+    Daemon = 1,
+    Client = 2,
+};
+
+enum class State {
+    Complete,
+    CutShort,      ///< the bytes end inside the header or before the length that it names
+    ForeignSender, ///< the header names another sender than the expected one
+    BadLength,     ///< the header names a negative length
+};
+
+/// One frame found in a sequence of bytes.
+struct Slice
+{
+    State state;
+    QByteArray payload; ///< empty unless the frame is complete
+    int end; ///< position of the first byte behind the frame; the start unless it is complete
+};
+
+inline constexpr int kHeaderBytes = 8;
+
+/// Puts a header in front of the payload.
+QByteArray pack(Sender sender, const QByteArray &payload);
+
+/// Looks at the frame that starts at the position (0 to the number of bytes).
+/// Never looks at a byte outside, whatever the header says.
+Slice take(const QByteArray &bytes, int position, Sender expected);
+
+} // namespace Frame

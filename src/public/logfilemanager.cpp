@@ -1,0 +1,163 @@
+#include "logfilemanager.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QLoggingCategory>
+#include <QString>
+
+#include <chrono>
+#include <cstring>
+#include <ctime>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr quint64 kMaxAgeSeconds = 604800;
+constexpr quint64 kMaxBytes = 52428800;
+constexpr mode_t kLogMode = 0666; // less what the umask takes
+
+QString
+    logFilePathIn; // clazy:exclude=non-pod-global-static: set before the handler, kept to the end
+
+// Not std::time(): it lags behind the clock that dates files, and a file from
+// the future would be deleted.
+qint64 currentSeconds()
+{
+    using namespace std::chrono;
+    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
+
+quint32 creationSeconds(const struct statx &file)
+{
+    const auto &time = (file.stx_mask & STATX_BTIME) != 0 ? file.stx_btime : file.stx_mtime;
+    return static_cast<quint32>(time.tv_sec);
+}
+
+bool isOverLimit(const struct statx &file)
+{
+    const auto now = static_cast<quint32>(currentSeconds());
+    const quint64 age = quint64{now} - quint64{creationSeconds(file)};
+    return age > kMaxAgeSeconds || file.stx_size > kMaxBytes;
+}
+
+/// False when something else than a file stands at the path: a FIFO or a
+/// device could block the writer or swallow its lines.
+bool makeRoomForLine(const QByteArray &path)
+{
+    struct statx file = {};
+    if (statx(AT_FDCWD, path.constData(), 0, STATX_BASIC_STATS | STATX_BTIME, &file) != 0)
+        return true;
+    if (!S_ISREG(file.stx_mode))
+        return false;
+    if (isOverLimit(file))
+        ::unlink(path.constData());
+    return true;
+}
+
+const char *tagOf(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return "Debug";
+    case QtWarningMsg:
+        return "qWarning";
+    case QtCriticalMsg:
+        return "Cirtiacl";
+    case QtFatalMsg:
+        return "Fatal";
+    case QtInfoMsg:
+        break;
+    }
+    return "Qinfo";
+}
+
+const char *baseName(const char *file)
+{
+    if (file == nullptr)
+        return "";
+    const char *slash = std::strrchr(file, '/');
+    return slash == nullptr ? file : slash + 1;
+}
+
+/// "yyyy-MM-dd hh:mm:ss". Local time costs more than the rest of a line, so the
+/// text is kept until the second changes; a change of the time zone is seen then.
+const char *localTimeText()
+{
+    thread_local std::time_t second = -1;
+    thread_local char text[sizeof "yyyy-MM-dd hh:mm:ss"] = "";
+
+    const std::time_t now = currentSeconds();
+    if (now != second) {
+        second = now;
+        std::tm local = {};
+        ::tzset();
+        ::localtime_r(&now, &local);
+        if (std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0)
+            text[0] = '\0';
+    }
+    return text;
+}
+
+QByteArray lineOf(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    const QByteArray text = message.toLocal8Bit();
+    QByteArray line;
+    line.reserve(text.size() + 96);
+    line.append('[').append(tagOf(type)).append(':').append(localTimeText());
+    line.append(':').append(baseName(context.file));
+    line.append(" line:").append(QByteArray::number(context.line)).append("] ");
+    return line.append(text).append('\n');
+}
+
+/// On a full disk a write can end inside the line: the next one would be glued to it.
+void takeBack(int file, ssize_t written)
+{
+    const off_t end = ::lseek(file, 0, SEEK_CUR);
+    if (end >= written && ::ftruncate(file, end - written) != 0)
+        qWarning("logFile shortened failed");
+}
+
+/// One single write in append mode keeps the lines of several threads whole.
+bool appendLine(const QByteArray &path, const QByteArray &line)
+{
+    constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    const int file = ::open(path.constData(), flags, kLogMode);
+    if (file < 0)
+        return false;
+
+    const ssize_t written = ::write(file, line.constData(), static_cast<size_t>(line.size()));
+    const bool whole = written == line.size();
+    if (!whole && written > 0)
+        takeBack(file, written);
+    ::close(file);
+    return whole;
+}
+
+} // namespace
+
+void ServiceLog::getLogFilePath(const QString &path)
+{
+    logFilePathIn = path;
+}
+
+void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
+                                        const QString &message)
+{
+    const QByteArray path = QFile::encodeName(logFilePathIn);
+    // A message raised inside the handler goes, as bare text, to standard error.
+    if (!makeRoomForLine(path) || !appendLine(path, lineOf(type, context, message)))
+        qWarning("logFile closed failed");
+}
+
+void ServiceLog::printAllLog()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("*=true"));
+}
+
+void ServiceLog::FixTimerBackUpFile()
+{
+    makeRoomForLine(QFile::encodeName(logFilePathIn));
+}

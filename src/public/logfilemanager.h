@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QtGlobal>
+
+class QString;
+
+/// The process's message handler: each message becomes one line of one log
+/// file, which is deleted when it grows too old or too large. No line is held
+/// back and the file is never kept open between two messages, so a crash loses
+/// nothing that was logged.
+namespace ServiceLog {
+
+/// Stores the full path of the log file. Call once, before the handler is installed.
+void getLogFilePath(const QString &path);
+
+/// The handler, for qInstallMessageHandler(). May run on several threads at
+/// once. A line that cannot be written is lost, with a warning on standard error.
+void InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
+                            const QString &message);
+
+/// Switches on every logging category at every level.
+void printAllLog();
+
+/// Deletes the log file when it is more than 7 days old or more than 50 MiB
+/// large. A file from the future counts as too old.
+void FixTimerBackUpFile();
+
+} // namespace ServiceLog

@@ -1,0 +1,202 @@
+#include "logencryption.h"
+#include "logfilemanager.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <optional>
+#include <thread>
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+std::optional<qint64> pretendedAge; // seconds
+constexpr qint64 kMaxBytes = 52428800;
+constexpr qint64 kMaxAge = 604800;
+
+} // namespace
+
+// No call sets the time at which a file was made, so the handler looks through this one.
+extern "C" int statx(int directory, const char *path, int flags, unsigned int mask,
+                     struct statx *file)
+{
+    const auto result = syscall(SYS_statx, directory, path, flags, mask, file);
+    if (result == 0 && pretendedAge)
+        file->stx_btime.tv_sec = QDateTime::currentSecsSinceEpoch() - *pretendedAge;
+    return static_cast<int>(result);
+}
+
+Q_DECLARE_METATYPE(QtMsgType)
+
+class TestLog : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup() { pretendedAge.reset(); }
+
+    void scramblesEveryByte();
+    void scramblesTexts_data();
+    void scramblesTexts();
+    void writesLines_data();
+    void writesLines();
+    void deletesOverLimit_data();
+    void deletesOverLimit();
+    void keepsLinesOfThreadsWhole();
+
+private:
+    QByteArray content() const;
+    static void log(QtMsgType type, const char *file, int line, const QString &text)
+    {
+        ServiceLog::InstallerMessageOutput(type, {file, line, "f", "category"}, text);
+    }
+
+    QScopedPointer<QTemporaryDir> m_dir;
+    QString m_path;
+};
+
+void TestLog::init()
+{
+    m_dir.reset(new QTemporaryDir);
+    m_path = m_dir->filePath(QStringLiteral("quillon.log"));
+    ServiceLog::getLogFilePath(m_path);
+}
+
+QByteArray TestLog::content() const
+{
+    QFile file(m_path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
+}
+
+void TestLog::scramblesEveryByte()
+{
+    QByteArray bytes;
+    for (int byte = 0; byte < 256; ++byte)
+        bytes.append(static_cast<char>(byte));
+    for (int length = 1; length <= bytes.size(); ++length) {
+        const QByteArray message = bytes.right(length);
+        const QByteArray scrambled = LogEncryption::encryptionMessage(message);
+        QVERIFY(scrambled.startsWith("LogEncryption"));
+        const QByteArray base64 = scrambled.mid(13);
+        QCOMPARE(base64.size(), (length + 2) / 3 * 4);
+        QCOMPARE(LogEncryption::decryptionMessage(QByteArray::fromBase64(base64)), message);
+        QVERIFY(LogEncryption::decryptionMessage(scrambled) != message);
+    }
+}
+
+void TestLog::scramblesTexts_data()
+{
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QByteArray>("scrambled");
+    const QString e = QStringLiteral("\u00e9"); // two bytes in UTF-8
+    QTest::newRow("none") << QStringList() << QByteArray();
+    QTest::newRow("empty") << QStringList{QString()} << QByteArray();
+    QTest::newRow("one byte") << QStringList{QStringLiteral("a")}
+                              << QByteArray("LogEncryptionSA==");
+    QTest::newRow("two, joined") << QStringList{QStringLiteral("a"), e}
+                                 << QByteArray("LogEncryptionSAXqgA==");
+}
+
+void TestLog::scramblesTexts()
+{
+    QFETCH(const QStringList, texts);
+    QTEST(LogEncryption::encryptionMessage(texts), "scrambled");
+    QTEST(LogEncryption::encryptionMessage(texts.join(QLatin1Char(','))), "scrambled");
+}
+
+void TestLog::writesLines_data()
+{
+    QTest::addColumn<QtMsgType>("type");
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<int>("line");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("head");
+    QTest::addColumn<QByteArray>("tail");
+    const QString text = QStringLiteral("a");
+    QTest::newRow("debug") << QtDebugMsg << QByteArray("/x/y/m.cpp") << 7 << text
+                           << QByteArray("[Debug:") << QByteArray(":m.cpp line:7] a\n");
+    QTest::newRow("warning") << QtWarningMsg << QByteArray("m.cpp") << 10 << text
+                             << QByteArray("[qWarning:") << QByteArray(":m.cpp line:10] a\n");
+    QTest::newRow("critical, no file") << QtCriticalMsg << QByteArray() << 0 << text
+                                       << QByteArray("[Cirtiacl:") << QByteArray(": line:0] a\n");
+    QTest::newRow("fatal, placeholders")
+        << QtFatalMsg << QByteArray("m") << 1 << QStringLiteral("%1 %4") << QByteArray("[Fatal:")
+        << QByteArray(":m line:1] %1 %4\n");
+    QTest::newRow("info, several lines")
+        << QtInfoMsg << QByteArray("m") << 1 << QStringLiteral("\n\n\u00e9\n")
+        << QByteArray("[Qinfo:") << QByteArray(":m line:1] \n\n\xc3\xa9\n\n");
+}
+
+void TestLog::writesLines()
+{
+    QFETCH(const QtMsgType, type);
+    QFETCH(const QByteArray, file);
+    QFETCH(const int, line);
+    QFETCH(const QString, text);
+    QFETCH(const QByteArray, head);
+    QFETCH(const QByteArray, tail);
+    const QDateTime before = QDateTime::currentDateTime();
+    log(type, file.isNull() ? nullptr : file.constData(), line, text);
+
+    const QByteArray written = content();
+    const int stampEnd = head.size() + 19;
+    QCOMPARE(written.left(head.size()), head);
+    QCOMPARE(written.mid(stampEnd), tail);
+    const auto stamp = QDateTime::fromString(QString::fromLatin1(written.mid(head.size(), 19)),
+                                             QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    QVERIFY(qAbs(before.secsTo(stamp)) <= 1);
+}
+
+void TestLog::deletesOverLimit_data()
+{
+    QTest::addColumn<qint64>("bytes");
+    QTest::addColumn<qint64>("age");
+    QTest::addColumn<bool>("stays");
+    QTest::newRow("largest") << kMaxBytes << qint64{0} << true;
+    QTest::newRow("too large") << kMaxBytes + 1 << qint64{0} << false;
+    QTest::newRow("oldest") << qint64{2} << kMaxAge << true;
+    QTest::newRow("too old") << qint64{2} << kMaxAge + 1 << false;
+    QTest::newRow("from the future") << qint64{2} << qint64{-1} << false;
+}
+
+void TestLog::deletesOverLimit()
+{
+    QFETCH(const qint64, bytes);
+    QFETCH(const qint64, age);
+    QFile file(m_path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("old") == 3 && file.resize(bytes));
+
+    pretendedAge = age;
+    log(QtDebugMsg, "m", 1, QStringLiteral("next"));
+    QTEST(content().startsWith("ol"), "stays");
+    QVERIFY(content().endsWith("] next\n"));
+}
+
+void TestLog::keepsLinesOfThreadsWhole()
+{
+    const auto write = [](char letter) {
+        const QString text(20000, QLatin1Char(letter));
+        for (int line = 0; line < 50; ++line)
+            log(QtDebugMsg, "m", 1, text);
+    };
+    std::thread other(write, 'a');
+    write('b');
+    other.join();
+
+    QList<QByteArray> lines = content().split('\n');
+    QCOMPARE(lines.size(), 101);
+    QVERIFY(lines.takeLast().isEmpty());
+    for (const QByteArray &line : qAsConst(lines)) {
+        const QByteArray text = line.mid(line.indexOf("] ") + 2);
+        QCOMPARE(text, QByteArray(20000, text.at(0)));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestLog)
+#include "testlog.moc"
