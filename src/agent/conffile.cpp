@@ -1,0 +1,94 @@
+#include "conffile.h"
+
+#include "regularfile.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool copyOwnerAndMode(const QFile &original, const QFile &copy)
+{
+    struct stat status = {};
+    return ::fstat(original.handle(), &status) == 0
+           && ::fchown(copy.handle(), status.st_uid, status.st_gid) == 0
+           && ::fchmod(copy.handle(), status.st_mode & ALLPERMS) == 0;
+}
+
+bool writeToDisk(QFile &file, const QByteArray &content)
+{
+    return file.write(content) == content.size() && ::fsync(file.handle()) == 0;
+}
+
+bool renameOnto(const QString &from, const QString &to)
+{
+    // QFile::rename() refuses to replace a file.
+    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+}
+
+} // namespace
+
+ConfFile::ConfFile(QString path)
+    : m_path(std::move(path))
+{
+}
+
+bool ConfFile::exists() const
+{
+    return QFile::exists(m_path);
+}
+
+std::optional<QByteArray> ConfFile::read() const
+{
+    QFile file(m_path);
+    if (!RegularFile::isReadableWhole(m_path) || !file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return std::nullopt;
+    return file.read(RegularFile::kMaxBytes);
+}
+
+bool ConfFile::isWritable() const
+{
+    QFile file(m_path);
+    return QFileInfo(m_path).isFile()
+           && file.open(QIODevice::ReadWrite | QIODevice::Text | QIODevice::ExistingOnly);
+}
+
+bool ConfFile::replace(const QByteArray &content) const
+{
+    removeLeftover();
+    QFile original(target());
+    QFile draft(draftPath());
+    constexpr auto flags = QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered;
+    if (!original.open(QIODevice::ReadOnly) || !draft.open(flags))
+        return false;
+
+    const bool replaced = copyOwnerAndMode(original, draft) && writeToDisk(draft, content)
+                          && renameOnto(draft.fileName(), original.fileName());
+    if (!replaced)
+        draft.remove();
+    return replaced;
+}
+
+void ConfFile::removeLeftover() const
+{
+    QFile::remove(draftPath());
+}
+
+QString ConfFile::target() const
+{
+    const QString resolved = QFileInfo(m_path).canonicalFilePath();
+    return resolved.isEmpty() ? m_path : resolved;
+}
+
+// One fixed name, which no administrator gives to a copy of his own: the next
+// replace() finds what a killed one left.
+QString ConfFile::draftPath() const
+{
+    return target() + QLatin1String(".quillon-draft");
+}

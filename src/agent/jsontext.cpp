@@ -1,0 +1,10 @@
+#include "jsontext.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+bool JsonText::isEmpty(const QJsonDocument &document)
+{
+    return document.object().isEmpty() && document.array().isEmpty();
+}

@@ -1,0 +1,221 @@
+#include "localServer.h"
+
+#include "frame.h"
+#include "jsontext.h"
+#include "logencryption.h"
+#include "paths.h"
+#include "protocol.h"
+#include "sharedconstants.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalServer>
+#include <QLocalSocket>
+
+#include <limits>
+#include <utility>
+
+namespace {
+
+void makeRunDirectory()
+{
+    const QString path = Paths::runDirectory;
+    if (QDir(path).exists() || !QDir().mkpath(path))
+        return;
+    // Whatever the umask: every user has to get to the socket.
+    using Permission = QFile::Permission;
+    QFile::setPermissions(path, Permission::ReadOwner | Permission::WriteOwner
+                                    | Permission::ExeOwner | Permission::ReadGroup
+                                    | Permission::ExeGroup | Permission::ReadOther
+                                    | Permission::ExeOther);
+}
+
+/// The decimal number in a JSON string; 0 when there is none. A number that is
+/// too large stays too large, so that it can never name a server.
+int numberIn(const QJsonValue &value)
+{
+    using Limits = std::numeric_limits<int>;
+    return static_cast<int>(
+        qBound<qlonglong>(Limits::min(), value.toString().toLongLong(), Limits::max()));
+}
+
+QString numberText(unsigned int number)
+{
+    return QString::number(number);
+}
+
+} // namespace
+
+LocalServer::LocalServer(QObject * /*parent*/)
+    : QObject(nullptr)
+{
+    makeRunDirectory();
+    m_socketPath = Paths::socket;
+    initLocalServer();
+}
+
+LocalServer::~LocalServer()
+{
+    qDebug() << "*******~LocalServer [START]*********";
+    if (m_server != nullptr) {
+        m_server->close();
+        std::exchange(m_server, nullptr)->deleteLater();
+    }
+    deleteClientSocket();
+}
+
+void LocalServer::initLocalServer()
+{
+    m_server = new QLocalServer(this);
+    m_server->setSocketOptions(QLocalServer::WorldAccessOption);
+    connect(m_server, &QLocalServer::newConnection, this, &LocalServer::newConnection);
+    QLocalServer::removeServer(m_socketPath);
+    if (!m_server->listen(m_socketPath))
+        qWarning() << "quillon listen falie !";
+}
+
+void LocalServer::newConnection()
+{
+    // A client that has left meanwhile must not keep the place: on to the next.
+    while (m_client == nullptr) {
+        m_client = m_server->nextPendingConnection();
+        if (m_client == nullptr)
+            return;
+        serveClient();
+    }
+}
+
+void LocalServer::serveClient()
+{
+    connect(m_client, &QLocalSocket::readyRead, this, &LocalServer::recvClientData);
+    connect(m_client, &QLocalSocket::disconnected, this, &LocalServer::disconnectClient);
+#if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
+    connect(m_client, &QLocalSocket::errorOccurred, this, &LocalServer::handleClientError);
+#else
+    connect(m_client, QOverload<QLocalSocket::LocalSocketError>::of(&QLocalSocket::error), this,
+            &LocalServer::handleClientError);
+#endif
+    printConnectStatus();
+
+    // What happened while it waited was notified then, and will not be again.
+    if (m_client->bytesAvailable() > 0)
+        emit m_client->readyRead();
+    if (m_client != nullptr && m_client->state() == QLocalSocket::UnconnectedState)
+        disconnectClient();
+}
+
+void LocalServer::printConnectStatus()
+{
+    qDebug() << "The new client is connected : " << m_client->serverName();
+}
+
+void LocalServer::handleClientError(int error)
+{
+    const auto code = static_cast<QLocalSocket::LocalSocketError>(error);
+    qWarning() << "local socket error : " << code;
+    if (code != QLocalSocket::PeerClosedError)
+        deleteClientSocket();
+}
+
+void LocalServer::disconnectClient()
+{
+    qDebug() << "client disconnect !";
+    deleteClientSocket();
+}
+
+void LocalServer::deleteClientSocket()
+{
+    if (m_client == nullptr)
+        return;
+    QLocalSocket *client = std::exchange(m_client, nullptr);
+    client->disconnect(this); // abort() tells of the disconnection, and we would come here again
+    client->abort();
+    client->close();
+    client->deleteLater();
+}
+
+void LocalServer::recvClientData()
+{
+    auto *client = qobject_cast<QLocalSocket *>(sender());
+    if (client == nullptr)
+        return;
+
+    const QByteArray received = client->readAll();
+    qInfo() << "recv client data : " << LogEncryption::encryptionMessage(received);
+    for (const QVariant &message : parseRecvData(received))
+        dispatch(message.toJsonObject());
+}
+
+QVariantList LocalServer::parseRecvData(QByteArray recv_data)
+{
+    QVariantList objects;
+    QByteArray pending;
+    for (int position = 0; position < recv_data.size();) {
+        const Frame::Slice frame = Frame::take(recv_data, position, Frame::Client);
+        if (frame.state != Frame::State::Complete) {
+            qWarning() << "data not sent by a quillon client, the rest of it is dropped";
+            break;
+        }
+        position = frame.end;
+        pending += frame.payload;
+        qDebug() << "byteArray: " << LogEncryption::encryptionMessage(pending);
+
+        QJsonParseError error = {};
+        const QJsonDocument document = QJsonDocument::fromJson(pending, &error);
+        if (error.error != QJsonParseError::NoError) {
+            qWarning() << "QJsonParseError " << error.errorString();
+        } else if (!JsonText::isEmpty(document)) {
+            objects.append(document.object());
+            pending.clear();
+        }
+    }
+    return objects;
+}
+
+void LocalServer::dispatch(const QJsonObject &message)
+{
+    switch (numberIn(message.value(Protocol::typeName))) {
+    case Protocol::ChooseServer:
+        emit setServerUrl(numberIn(message.value(Protocol::serverIndexName)));
+        break;
+    case Protocol::Configuration:
+        emit requestServerConfUrl();
+        break;
+    default:
+        break;
+    }
+}
+
+void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QString &activeMessage)
+{
+    sendData({{Protocol::typeName, numberText(Protocol::StatusMessage)},
+              {Protocol::statusCodeName, numberText(activeMessageType)},
+              {Protocol::statusTextName, activeMessage}});
+}
+
+void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
+{
+    QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
+    message.insert(Protocol::typeName, numberText(Protocol::Configuration));
+    sendData(message);
+}
+
+void LocalServer::sendData(QJsonObject message)
+{
+    const QByteArray text = QJsonDocument(message).toJson(QJsonDocument::Compact);
+    qDebug() << "send data :" << LogEncryption::encryptionMessage(text);
+
+    const QByteArray frame = Frame::pack(Frame::Daemon, text);
+    if (m_client == nullptr || !m_client->isValid()
+        || m_client->state() != QLocalSocket::ConnectedState)
+        return;
+    for (qint64 accepted = 0; accepted < frame.size();) {
+        const qint64 more = m_client->write(frame.constData() + accepted, frame.size() - accepted);
+        if (more <= 0)
+            return;
+        accepted += more;
+    }
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QObject>
+#include <QVariantMap>
+
+class QJsonObject;
+class QLocalServer;
+class QLocalSocket;
+
+/// The local socket: listens for client programs, serves one at a time, and
+/// turns their requests into signals. Frames and messages are those of frame.h
+/// and protocol.h. It acts on no request itself.
+class LocalServer : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(LocalServer)
+
+public:
+    /// Makes the run directory and listens; a failure gives a warning and
+    /// leaves a server that nobody can reach.
+    /// @param parent not taken: the creator owns the server
+    explicit LocalServer(QObject *parent = nullptr);
+    ~LocalServer() override;
+
+    void initLocalServer();
+    /// Drops the client, if any, with all that was not sent to it yet.
+    void deleteClientSocket();
+    /// Sends one message to the client; without one it is dropped.
+    void sendData(QJsonObject message);
+
+signals:
+    /// Once for each request to use the default server with this index; any
+    /// number that a client wrote, 0 when it wrote none.
+    void setServerUrl(int index);
+    /// Once for each request for the configuration.
+    void requestServerConfUrl();
+
+public slots:
+    void newConnection();
+    void recvClientData();
+    void printConnectStatus();
+    /// Splits one read into its frames and puts cut objects together again.
+    /// @return the whole JSON objects (QJsonObject), in order of arrival
+    QVariantList parseRecvData(QByteArray recv_data);
+    /// @param activeMessageType a Protocol::StatusCode
+    void sendActiveMsg(const unsigned int &activeMessageType,
+                       const QString &activeMessage = QString());
+    /// @param serverConfUrl a map as ServerConf::toReply() makes it
+    void sendServerConfUrl(const QVariantMap &serverConfUrl);
+    void disconnectClient();
+
+private:
+    void serveClient();
+    void handleClientError(int error);
+    void dispatch(const QJsonObject &message);
+
+    QLocalServer *m_server = nullptr; // child of this
+    QLocalSocket *m_client = nullptr; // child of the server
+    QString m_socketPath;
+};

@@ -1,0 +1,61 @@
+#include "isolation.h"
+#include "logfilemanager.h"
+#include "paths.h"
+#include "serviceagent.h"
+#include "servicecore.h"
+#include "sharedconstants.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QDir>
+#include <QLocalSocket>
+#include <QTextCodec>
+
+#include <chrono>
+
+namespace {
+
+constexpr std::chrono::milliseconds kProbeWait{1000};
+
+bool isAnswered(QLocalSocket &probe)
+{
+    probe.connectToServer(Paths::socket, QIODevice::ReadWrite);
+    if (!probe.waitForConnected(static_cast<int>(kProbeWait.count())))
+        return false;
+    probe.disconnectFromServer();
+    probe.close();
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    isolateFromStarter();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("quillon"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
+    // Nothing of ours lives in a plugin; the network plugins would poll and start a bus library.
+    QCoreApplication::setLibraryPaths({});
+
+    QLocalSocket probe;
+    if (isAnswered(probe))
+        return 0;
+
+    const QDir directory;
+    if (!directory.exists(Paths::logDirectory))
+        directory.mkpath(Paths::logDirectory);
+    const QString logPath =
+        QStringLiteral("%1/%2.log").arg(Paths::logDirectory, QCoreApplication::applicationName());
+    ServiceLog::getLogFilePath(logPath);
+    qInstallMessageHandler(ServiceLog::InstallerMessageOutput);
+    ServiceLog::printAllLog();
+    qInfo() << "\n\nversion:" << QCoreApplication::applicationVersion();
+
+    ServiceCore core;
+    ServiceAgent agent(&core, nullptr);
+    agent.startService();
+    QCoreApplication::exec();
+    return 0;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QByteArray>
+#include <QVariantMap>
+
+/// The server configuration as a map with the keys of confkeys.h: bool, int,
+/// int, string, string and list of the default servers' base URLs. Pure
+/// functions between that map and its JSON forms.
+namespace ServerConf {
+
+struct Parsed
+{
+    QVariantMap map; ///< all six keys; empty when the bytes hold no configuration
+    QString error;   ///< the parser's text; means something only with an empty map
+};
+
+/// Reads the file's content. An absent member takes its default, a member of
+/// another JSON type the neutral value of its own; anything but these six
+/// is dropped. No JSON, `{}` and `[]` hold no configuration.
+Parsed parse(const QByteArray &content);
+
+/// The file's content for a map: indented JSON, members in ascending order.
+QByteArray toFileContent(const QVariantMap &map);
+
+/// What clients are told: five keys, without the health path. A key that the
+/// map lacks is reported as 0, empty text or empty list.
+QVariantMap toReply(const QVariantMap &map);
+
+/// Base URL of the server in use: a default server, empty when the index is
+/// none of theirs; or the custom address behind its scheme, not validated.
+QString serverUrl(const QVariantMap &map);
+
+} // namespace ServerConf

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QObject>
+#include <QScopedPointer>
+
+class ServiceCore;
+struct ServiceAgentPrivate;
+
+/// Joins the local socket server, which it owns, to the core, which it does not.
+class ServiceAgent : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(ServiceAgent)
+
+public:
+    /// Begins to listen for local clients.
+    explicit ServiceAgent(ServiceCore *core, QObject *parent = nullptr);
+    ~ServiceAgent() override;
+
+    /// Starts the first health check. Call once.
+    void startService();
+
+public slots:
+    /// A client's choice of a default server.
+    void ImportDefaultServerUrl(const int &index);
+
+private:
+    void initLocalServerConnect();
+    void initHarborConnect();
+
+    const QScopedPointer<ServiceAgentPrivate> d_ptr;
+};

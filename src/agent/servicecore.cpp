@@ -1,0 +1,153 @@
+#include "servicecore.h"
+
+#include "conffile.h"
+#include "logencryption.h"
+#include "osversion.h"
+#include "paths.h"
+#include "protocol.h"
+#include "serverconf.h"
+#include "serverjson.h"
+#include "sharedconstants.h"
+
+#include <QDebug>
+#include <QReadWriteLock>
+
+#include <chrono>
+
+struct ServiceCorePrivate
+{
+    QVariantMap m_confMap; // empty until the file was loaded
+    ConfFile m_confFile{Paths::configuration};
+    OsVersion m_osVersion;
+    int systemType = OtherEdition;
+    ServerJson *m_json = new ServerJson; // owned by the core, which deletes it later
+};
+
+namespace {
+
+constexpr std::chrono::milliseconds kNetworkTimeout{8000};
+constexpr int kHttpOk = 200;
+
+QReadWriteLock lock; // clazy:exclude=non-pod-global-static: guards the health state
+
+} // namespace
+
+ServiceCore::ServiceCore()
+    : d_ptr(new ServiceCorePrivate)
+{
+    readOsVersionInfo();
+    connect(&m_networkTimer, SIGNAL(timeout()), this, SLOT(checkNetworkTimeout()));
+    initServerUrlConf();
+    connect(d_ptr->m_json, &ServerJson::sendHealthData, this, &ServiceCore::parseNetWorkCheck);
+    parseSystemType();
+}
+
+ServiceCore::~ServiceCore()
+{
+    d_ptr->m_json->deleteLater();
+}
+
+void ServiceCore::readOsVersionInfo()
+{
+    d_ptr->m_osVersion = OsVersion::read(Paths::osVersion);
+}
+
+void ServiceCore::parseSystemType()
+{
+    d_ptr->systemType = d_ptr->m_osVersion.systemType();
+}
+
+void ServiceCore::initServerUrlConf()
+{
+    d_ptr->m_confFile.removeLeftover();
+    const std::optional<QByteArray> content = d_ptr->m_confFile.read();
+    if (!content) {
+        qWarning() << "agent.json open failed.";
+        return;
+    }
+
+    const ServerConf::Parsed parsed = ServerConf::parse(*content);
+    if (parsed.map.isEmpty()) {
+        qWarning() << "QJsonParseError :" << parsed.error;
+        return;
+    }
+    d_ptr->m_confMap = parsed.map;
+    getServerUrlConf(d_ptr->m_confMap);
+}
+
+QVariantMap ServiceCore::getServerConfUrl() const
+{
+    return ServerConf::toReply(d_ptr->m_confMap);
+}
+
+void ServiceCore::getServerUrlConf(QVariantMap map)
+{
+    d_ptr->m_json->getServerUrlConf(map);
+}
+
+void ServiceCore::setDefaultServerUrl(int index)
+{
+    if (!d_ptr->m_confFile.exists()) {
+        qWarning() << "agent.json not exists.";
+        emit statusMessageChange(Protocol::FileUnusable);
+        return;
+    }
+    if (!d_ptr->m_confFile.isWritable()) {
+        qWarning() << "agent.json open failed.";
+        emit statusMessageChange(Protocol::FileUnusable);
+        return;
+    }
+
+    const QStringList servers = d_ptr->m_confMap.value(defaultUrlName).toStringList();
+    qInfo() << "current defaultUrl confMap:" << LogEncryption::encryptionMessage(servers);
+    if (index < 0 || index >= servers.size()) {
+        qWarning() << "not server url index.";
+        emit statusMessageChange(Protocol::IndexOutOfRange);
+        return;
+    }
+
+    d_ptr->m_confMap.insert(confDefaultName, true);
+    d_ptr->m_confMap.insert(confDefaultIndexName, index);
+    getServerUrlConf(d_ptr->m_confMap);
+    if (!d_ptr->m_confFile.replace(ServerConf::toFileContent(d_ptr->m_confMap))) {
+        qWarning() << "agent.json write failed.";
+        emit statusMessageChange(Protocol::FileUnusable);
+        return;
+    }
+    startCheckServer();
+}
+
+void ServiceCore::startCheckServer()
+{
+    m_networkTimer.start(kNetworkTimeout);
+    setTimeoutStatus(false);
+    d_ptr->m_json->sendHealthInfo();
+}
+
+void ServiceCore::setTimeoutStatus(bool timedOut)
+{
+    m_timeoutStatus = timedOut;
+}
+
+void ServiceCore::parseNetWorkCheck(QVariantMap /*headerData*/, int nStatus)
+{
+    if (m_timeoutStatus)
+        return;
+
+    {
+        const QWriteLocker recording(&lock);
+        m_networkStatus = nStatus;
+        qInfo() << " --------Http Status Code Attribute " << m_networkStatus << "--------";
+        if (m_networkStatus != kHttpOk)
+            qWarning() << "warning: http nStatus " << m_networkStatus;
+    }
+    // After a 200 too: a success must not be followed by a time-out warning.
+    m_networkTimer.stop();
+}
+
+void ServiceCore::checkNetworkTimeout()
+{
+    qWarning() << "warning: checkNetworkTimeout()";
+    m_timeoutStatus = true;
+    m_networkTimer.stop();
+}
