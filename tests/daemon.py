@@ -1,0 +1,163 @@
+"""Runs the real programs at their real paths; for a sandbox of its own."""
+
+import base64
+import functools
+import http.server
+import json
+import operator
+import os
+import re
+import shutil
+import socket
+import struct
+import subprocess
+import threading
+import time
+import unittest
+import weakref
+
+BIN = os.environ["QUILLON_BIN"]
+SOCKET = "/var/run/quillon/quillon"
+LOG = "/var/log/zeno/quillon/quillon.log"
+CONF = "/etc/.zeno/.agent.json"
+KEY = functools.reduce(operator.xor, b"kvx-journal")
+
+
+def poll(condition, seconds=10):
+    """The first true result of the condition."""
+    deadline = time.monotonic() + seconds
+    while not (result := condition()):
+        assert time.monotonic() < deadline, "waited in vain"
+        time.sleep(0.01)
+    return result
+
+
+def stays(condition, seconds=0.3):
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        assert condition()
+        time.sleep(0.01)
+
+
+def configure(content):
+    os.makedirs(os.path.dirname(CONF), exist_ok=True)
+    with open(CONF, "w", encoding="utf-8") as file:
+        file.write(content if isinstance(content, str) else json.dumps(content))
+
+
+def log():
+    """The log with its scrambled texts in clear."""
+    def clear(match):
+        return bytes(byte ^ KEY for byte in base64.b64decode(match[1], validate=True))
+    try:
+        with open(LOG, "rb") as file:
+            content = re.sub(rb"LogEncryption([A-Za-z0-9+/]+=*)", clear, file.read())
+    except FileNotFoundError:
+        return ""
+    return content.decode(errors="replace")
+
+
+class Case(unittest.TestCase):
+    """Starts without anything that a daemon left."""
+
+    def setUp(self):
+        for path in (os.path.dirname(CONF), os.path.dirname(LOG), os.path.dirname(SOCKET)):
+            shutil.rmtree(path, ignore_errors=True)
+
+
+class Daemon:
+    """A running daemon; started when made, so that its first lines are in the log."""
+
+    def __init__(self, *arguments, **options):
+        started = log().count("***Start Service")
+        self.process = subprocess.Popen([f"{BIN}/quillon", *arguments], **options)
+        poll(lambda: log().count("***Start Service") > started or self.process.poll() is not None)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *error):
+        alive = self.process.poll() is None
+        self.process.kill()
+        self.process.wait()
+        assert alive or error[0], f"the daemon ended with {self.process.returncode}"
+
+
+def frame(message, sender=2, length=None):
+    payload = message if isinstance(message, bytes) else json.dumps(message).encode()
+    return struct.pack("=ii", sender, len(payload) if length is None else length) + payload
+
+
+ASK = frame({"type": "5"})
+
+
+def choose(index):
+    return frame({"type": "4", "serverIndex": str(index)})
+
+
+class Client:
+    def __init__(self, *messages):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(10)
+        self.socket.connect(SOCKET)
+        weakref.finalize(self, self.socket.close)
+        if messages:
+            self.socket.sendall(b"".join(messages))
+
+    def answer(self):
+        sender, length = struct.unpack("=ii", self.read(8))
+        assert sender == 1
+        return json.loads(self.read(length))
+
+    def read(self, size):
+        data = b""
+        while len(data) < size:
+            more = self.socket.recv(size - len(data))
+            assert more, "the daemon has left"
+            data += more
+        return data
+
+    def leave(self):
+        """Returns when the daemon has seen it."""
+        gone = log().count("client disconnect !")
+        self.socket.close()
+        poll(lambda: log().count("client disconnect !") > gone)
+
+
+def ask(*messages):
+    """What the daemon answers up to the configuration, for a client that is served at once."""
+    client, answers = Client(*messages, ASK), []
+    while not answers or answers[-1]["type"] != "5":
+        answers.append(client.answer())
+    client.leave()
+    return answers
+
+
+def quillonctl(*arguments, **options):
+    return subprocess.run([f"{BIN}/quillonctl", *arguments], capture_output=True, text=True,
+                          check=False, **options)
+
+
+class Site(http.server.ThreadingHTTPServer):
+    """An HTTP server whose answers are (seconds to wait, status) in turn; the last one stays."""
+    daemon_threads = True
+
+    def __init__(self, *answers):
+        self.answers, self.paths = list(answers), []
+        super().__init__(("127.0.0.1", 0), Handler)
+        self.url = f"http://127.0.0.1:{self.server_port}"
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    def do_POST(self):
+        answers = self.server.answers
+        wait, status = answers.pop(0) if len(answers) > 1 else answers[0]
+        self.server.paths.append(self.path)
+        threading.Event().wait(wait)
+        self.send_response(status)
+        self.send_header("Content-Length", "0")
+        self.end_headers()
+
+    def log_message(self, *_):
+        pass

@@ -1,0 +1,111 @@
+import json
+import os
+import stat
+import unittest
+
+from daemon import CONF, Case, Daemon, Site, ask, choose, configure, log, poll
+
+URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
+EMPTY = {"confDefault": 0, "confDefaultIndex": 0, "confCustomHeadindex": 0, "confCustomUrl": "",
+         "defaultUrl": [], "type": "5"}
+REFUSED = {"type": "2", "message": ""}
+
+
+def content():
+    with open(CONF, encoding="utf-8") as file:
+        return file.read()
+
+
+class Configuration(Case):
+    def test_unusable_at_start(self):
+        """What stands at the path; what start and a choice say of it."""
+        open_failed, parse_error = "agent.json open failed.", "QJsonParseError :"
+        rows = (
+            ("missing", lambda: None, open_failed, "agent.json not exists.", "4"),
+            ("dangling link", lambda: os.symlink("/nowhere", CONF), open_failed,
+             "agent.json not exists.", "4"),
+            ("directory", lambda: os.mkdir(CONF), open_failed, open_failed, "4"),
+            ("FIFO", lambda: os.mkfifo(CONF), open_failed, open_failed, "4"),
+            ("device", lambda: os.symlink("/dev/zero", CONF), open_failed, open_failed, "4"),
+            ("over 1 MiB", lambda: configure("[1," + " " * 2**20 + "1]"), open_failed,
+             "not server url index.", "5"),
+            ("empty object", lambda: configure("{}"), parse_error, "not server url index.", "5"),
+            ("broken", lambda: configure("{"), parse_error, "not server url index.", "5"),
+        )
+        for name, make, at_start, at_choice, code in rows:
+            with self.subTest(name):
+                self.setUp()
+                os.makedirs(os.path.dirname(CONF))
+                make()
+                with Daemon():
+                    self.assertIn(at_start, log())
+                    before = len(log())
+                    self.assertEqual(ask(choose(0)), [REFUSED | {"activeMessageType": code}, EMPTY])
+                    self.assertIn(at_choice, log()[before:])
+
+    def test_custom_address_is_probed(self):
+        site = Site((0, 200))
+        address = site.url.removeprefix("http://") + "/prefix"
+        configure({"confDefault": False, "confCustomUrl": address, "confCustomHeadindex": 1})
+        with Daemon():
+            poll(lambda: site.paths == ["/prefix/v1/harbor/health"])
+
+    def test_choice_rewrites_the_file(self):
+        configure({"confDefault": False, "confCustomUrl": "é/", "defaultUrl": URLS, "extra": 1})
+        os.rename(CONF, "/etc/real.json")
+        os.symlink("../real.json", CONF)
+        os.chmod(CONF, 0o640)
+        os.chown(CONF, 0, 4)
+        with open("/etc/real.json.quillon-draft", "w", encoding="utf-8"):
+            pass  # as a write that was killed leaves it
+        with Daemon():
+            self.assertFalse(os.path.exists("/etc/real.json.quillon-draft"))
+            before = content()
+            for index in (2, -1, 2**31, 2**32 + 1):
+                refused, _ = ask(choose(index))
+                self.assertEqual(refused["activeMessageType"], "5")
+            self.assertEqual(content(), before)
+
+            answer, = ask(choose(1))
+            self.assertEqual(answer, {
+                "confDefault": True, "confDefaultIndex": 1, "confCustomHeadindex": 0,
+                "confCustomUrl": "é/", "defaultUrl": URLS, "type": "5"})
+        self.assertEqual(content(), """{
+    "confCustomHeadindex": 0,
+    "confCustomUrl": "é/",
+    "confDefault": true,
+    "confDefaultIndex": 1,
+    "defaultUrl": [
+        "http://127.0.0.1:1",
+        "http://127.0.0.1:2"
+    ],
+    "healthPath": "/v1/harbor/health"
+}
+""")
+        status = os.stat(CONF)
+        self.assertTrue(os.path.islink(CONF))
+        self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid), (0o640, 0, 4))
+        self.assertEqual([name for name in os.listdir("/etc") if "json" in name], ["real.json"])
+
+    def test_failed_write_keeps_the_file(self):
+        os.makedirs(os.path.dirname(CONF), exist_ok=True)
+        self.assertEqual(os.system(f"mount -t tmpfs -o size=8k tmpfs {os.path.dirname(CONF)}"), 0)
+        configure({"defaultUrl": URLS})
+        self.addCleanup(os.system, f"umount {os.path.dirname(CONF)}")
+        with open(f"{os.path.dirname(CONF)}/fill", "wb", buffering=0) as fill, Daemon():
+            poll(lambda: "warning: http nStatus" in log())
+            fill.write(bytes(8192))
+            before, probes = content(), log().count("sendHealthInfo")
+            refused, answer = ask(choose(1))
+            self.assertEqual(refused["activeMessageType"], "4")
+            self.assertEqual(answer["confDefaultIndex"], 1)  # in memory, as told
+            self.assertIn("agent.json write failed.", log())
+            self.assertEqual((content(), log().count("sendHealthInfo")), (before, probes))
+            self.assertEqual(sorted(os.listdir(os.path.dirname(CONF))), [".agent.json", "fill"])
+            fill.truncate(0)
+            self.assertEqual(len(ask(choose(1))), 1)
+            self.assertEqual(json.loads(content())["confDefaultIndex"], 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
