@@ -1,0 +1,153 @@
+import json
+import os
+import socket
+import subprocess
+import threading
+import time
+import unittest
+
+from daemon import (BIN, LOG, SOCKET, Case, Client, Daemon, configure, frame, log, poll,
+                    quillonctl)
+
+URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
+CONFIGURATION = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUrl": "",
+                 "confCustomHeadindex": 0, "defaultUrl": URLS}
+
+
+class Real(Case):
+    """The client with the real daemon."""
+
+    def test_show_and_use(self):
+        configure({"defaultUrl": URLS, "confDefault": False, "confCustomUrl": "h/p"})
+        with Daemon():
+            rows = (
+                (["show"], 0, "In use: custom address https://h/p", ""),
+                (["use", "1"], 0, r"* 1  http://127.0.0.1:2/", ""),
+                (["use", "7"], 1, "", "no default server with this index"),
+                (["use", "--json", "7"], 1, '"code":5', "index"),
+                (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', ""),
+            )
+            for arguments, status, out, err in rows:
+                with self.subTest(arguments):
+                    done = quillonctl(*arguments)
+                    self.assertEqual(done.returncode, status, done)
+                    self.assertIn(out, done.stdout)
+                    self.assertIn(err, done.stderr)
+                    self.assertEqual(done.stderr.count("\n"), 1 if err else 0)
+                    self.assertNotIn("\x1b", done.stdout)
+            os.remove("/etc/.zeno/.agent.json")
+            self.assertIn("missing", quillonctl("use", "0").stderr)
+
+    def test_no_answer_while_another_is_served(self):
+        with Daemon():
+            first = Client()
+            late = quillonctl("show", "--timeout", "300")
+            self.assertEqual((late.returncode, "one program at a time" in late.stderr), (4, True))
+            with subprocess.Popen([f"{BIN}/quillonctl", "show"], stdout=subprocess.DEVNULL) as next_one:
+                first.socket.close()
+                self.assertEqual(next_one.wait(10), 0)
+
+    def test_log(self):
+        configure({"defaultUrl": URLS})
+        with Daemon():
+            Client(b"\x1b]0;x\x07\xff")
+            poll(lambda: "recv client data" in log())
+            shown = quillonctl("log").stdout
+            self.assertIn('server-url=  "http://127.0.0.1:1"', shown)
+            self.assertIn(r"\x1B]0;x\x07\xFF", shown)
+            self.assertNotIn("LogEncryption", shown)
+            warnings = quillonctl("log", "--level", "warning").stdout
+            self.assertIn("qWarning", warnings)
+            self.assertNotIn("[Debug", warnings)
+            self.assertEqual(quillonctl("log", "--since", "2999-01-01").stdout, "")
+            self.assertEqual(quillonctl("log", "/nowhere").returncode, 1)
+
+            with subprocess.Popen([f"{BIN}/quillonctl", "log", "--follow", "--level", "warning"],
+                                  stdout=subprocess.PIPE, text=True) as follower:
+                self.assertIn("zeno-version", follower.stdout.readline())
+                os.remove(LOG)
+                Client(b"rubbish")
+                seen = ""
+                while "not sent by" not in seen:
+                    seen = follower.stdout.readline()
+                follower.kill()
+
+
+class Alone(Case):
+    """The client without a daemon, or with one that misbehaves."""
+
+    def serve(self, answer):
+        """Answers one connection and goes silent; None closes it instead."""
+        os.makedirs(os.path.dirname(SOCKET), exist_ok=True)
+        if os.path.exists(SOCKET):
+            os.remove(SOCKET)
+        server = socket.socket(socket.AF_UNIX)
+        server.bind(SOCKET)
+        server.listen()
+        self.addCleanup(server.close)
+
+        def run():
+            peer = server.accept()[0]
+            peer.recv(4096)
+            if answer is None:
+                peer.close()
+            else:
+                peer.sendall(answer)
+                self.addCleanup(peer.close)
+
+        threading.Thread(target=run, daemon=True).start()
+
+    def test_misbehaving_daemon(self):
+        good = frame(CONFIGURATION, sender=1)
+        rows = (
+            ("good", good, 0), ("others before", frame({"type": "9"}, sender=1) + good, 0),
+            ("silent", b"", 4), ("closes", None, 4), ("half a header", good[:5], 4),
+            ("half a frame", good[:-1], 4), ("foreign sender", frame(CONFIGURATION), 1),
+            ("negative", frame(b"", 1, -1), 1), ("over-long", frame(b"", 1, 2**31 - 1), 1),
+            ("no JSON", frame(b"\xff" * 9, 1), 1), ("array", frame([1], 1), 1),
+            ("empty", frame(b"", 1), 1), ("no members", frame({"type": "5"}, 1), 1),
+            ("mistyped", frame(CONFIGURATION | {"defaultUrl": [5]}, 1), 1),
+        )
+        for name, answer, status in rows:
+            with self.subTest(name):
+                self.serve(answer)
+                done = quillonctl("show", "--json", "--timeout", "400", timeout=10)
+                document = json.loads(done.stdout)
+                self.assertEqual((done.returncode, document["status"], document["ok"]),
+                                 (status, status, status == 0))
+                self.assertEqual(done.stderr.count("\n"), 1 if status else 0)
+
+    def test_no_daemon(self):
+        self.assertIn("no socket", quillonctl("show").stderr)
+        self.serve(b"")
+        os.chmod(SOCKET, 0o600)
+        barred = quillonctl("show", user=65534)
+        self.assertEqual((barred.returncode, "no permission" in barred.stderr), (3, True))
+        os.remove(SOCKET)
+        with socket.socket(socket.AF_UNIX) as dead:
+            dead.bind(SOCKET)
+            refused = quillonctl("show", "--json")
+        self.assertEqual((refused.returncode, "refused" in refused.stderr), (3, True))
+        self.assertEqual(json.loads(refused.stdout)["error"], "no-daemon")
+
+    def test_wait(self):
+        start = time.monotonic()
+        self.assertEqual(quillonctl("show", "--wait", "--timeout", "300").returncode, 3)
+        self.assertGreaterEqual(time.monotonic() - start, 0.3)
+        with subprocess.Popen([f"{BIN}/quillonctl", "show", "--wait", "--timeout", "20000"],
+                              stdout=subprocess.DEVNULL) as patient, Daemon():
+            self.assertEqual(patient.wait(10), 0)
+
+    def test_usage(self):
+        for line in ("", "x", "show x", "use", "use x", "use 1 2", "use 99999999999", "show --level info",
+                     "show --timeout 0", "log --since x", "log --level x", "log - --follow"):
+            with self.subTest(line):
+                done = quillonctl(*line.split())
+                self.assertEqual((done.returncode, done.stdout), (2, ""), done)
+                self.assertEqual(done.stderr.count("\n"), 1)
+        self.assertIn("3  no daemon reachable", quillonctl("--help").stdout)
+        self.assertEqual(quillonctl("--version").stdout, "quillonctl 1.0.3.2\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

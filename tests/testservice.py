@@ -1,0 +1,129 @@
+import json
+import os
+import shutil
+import socket
+import stat
+import subprocess
+import tempfile
+
+import unittest
+
+from daemon import BIN, LOG, SOCKET, Case, Daemon, ask, configure, log, poll, quillonctl
+
+TLS_SITE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../scripts/tls-site")
+VERSION = '\n\nversion: "1.0.3.2"'
+
+
+class Tls(Case):
+    """A real web server with certificates, good and bad."""
+
+    def setUp(self):
+        super().setUp()
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+        listed = subprocess.run([TLS_SITE, "start", self.folder], check=True, capture_output=True,
+                                text=True).stdout
+        self.addCleanup(subprocess.run, [TLS_SITE, "stop", self.folder], check=True)
+        self.urls = dict(line.split("=", 1) for line in listed.split())
+
+    def requests(self):
+        with open(f"{self.folder}/access.log", encoding="utf-8") as file:
+            return [json.loads(line) for line in file]
+
+    def test_probes(self):
+        down = socket.socket()
+        self.addCleanup(down.close)
+        down.bind(("127.0.0.1", 0))  # not listening: refused, and nobody else gets the port
+        rows = (
+            ("OK_URL", 200, None),
+            ("UNAVAILABLE_URL", 503, "Failed:  503 QNetworkReply::ServiceUnavailableError"),
+            ("UNTRUSTED_URL", 0, "Failed:  0 QNetworkReply::SslHandshakeFailedError"),
+            ("MISNAMED_URL", 0, "Failed:  0 QNetworkReply::SslHandshakeFailedError"),
+            ("down", 0, "Failed:  0 QNetworkReply::ConnectionRefusedError"),
+            ("unknown host", 0, "Failed:  0 QNetworkReply::HostNotFoundError"),
+            ("no base URL", 0, "Failed:  0 QNetworkReply::ProtocolUnknownError"),
+            ("OK_URL", 200, None),
+        )
+        urls = self.urls | {"down": f"https://127.0.0.1:{down.getsockname()[1]}",
+                            "unknown host": "https://x.invalid", "no base URL": ""}
+        configure({"defaultUrl": [urls[name] for name, *_ in rows]})
+        with Daemon():
+            for index, (name, status, failure) in enumerate(rows):
+                before = len(log()) if index else 0
+                if index:
+                    self.assertEqual(quillonctl("use", str(index)).returncode, 0, name)
+                line = f"Http Status Code Attribute  {status} ---"
+                poll(lambda b=before, wanted=line: wanted in log()[b:])
+                self.assertEqual(f"nStatus  {status}" in log()[before:], status != 200, name)
+                self.assertEqual("Failed: " in log()[before:], failure is not None, name)
+                self.assertIn(failure or "", log()[before:], name)
+        with open(LOG, encoding="utf-8") as file:
+            self.assertNotIn(urls["OK_URL"], file.read())
+        for request in self.requests():
+            self.assertEqual(
+                {key: request[key] for key in request if key != "port"},
+                {"method": "POST", "uri": "/v1/harbor/health", "content_type": "application/json",
+                 "content_length": "0", "cookie": "", "authtoken": "", "authorization": ""})
+        self.assertEqual(len(self.requests()), 3)
+
+    def test_silent_server(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            configure({"defaultUrl": [f"https://127.0.0.1:{silent.getsockname()[1]}"]})
+            with Daemon():
+                poll(lambda: "warning: checkNetworkTimeout()" in log(), 12)
+                self.assertNotIn("Http Status", log())
+
+
+class Start(Case):
+    def test_second_instance_leaves(self):
+        with Daemon():
+            for arguments in ([], ["--help"]):
+                poll(lambda: "Http Status" in log() or "open failed" in log())
+                ended = subprocess.run([f"{BIN}/quillon", *arguments], capture_output=True,
+                                       timeout=10, check=False)
+                self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, b"", b""))
+            poll(lambda: log().count("client disconnect !") == 2)
+            self.assertEqual(log().count(VERSION), 1)
+            self.assertEqual(len(ask()), 1)
+
+    def test_arguments_and_environment_change_nothing(self):
+        os.umask(0)
+        self.addCleanup(os.umask, 0o022)
+        environment = {"QT_FATAL_WARNINGS": "1", "QT_LOGGING_RULES": "*=false",
+                       "https_proxy": "http://127.0.0.1:1", "QT_MESSAGE_PATTERN": "x"}
+        with Daemon("--version", "-platform", "x", env=environment, cwd="/"):
+            self.assertEqual(len(ask()), 1)
+            self.assertRegex(log(), r"^\[Qinfo:[-\d]{10} [:\d]{8}:main.cpp line:\d+\] " + VERSION)
+            self.assertIn("***Start Service [START]***", log())
+            modes = [stat.S_IMODE(os.stat(path).st_mode) for path in (LOG, os.path.dirname(SOCKET))]
+            self.assertEqual(modes, [0o644, 0o755])
+
+    def test_strict_umask(self):
+        os.umask(0o077)
+        self.addCleanup(os.umask, 0o022)
+        with Daemon():
+            self.assertEqual(stat.S_IMODE(os.stat(os.path.dirname(SOCKET)).st_mode), 0o755)
+            self.assertEqual(stat.S_IMODE(os.stat(LOG).st_mode), 0o600)
+
+    def test_without_log(self):
+        os.makedirs(os.path.dirname(os.path.dirname(LOG)), exist_ok=True)
+        with open(os.path.dirname(LOG), "w", encoding="utf-8"):
+            pass  # a file in the folder's place
+        self.addCleanup(os.remove, os.path.dirname(LOG))
+        process = subprocess.Popen([f"{BIN}/quillon"], stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        for _ in range(5):
+            self.assertEqual(process.stderr.readline(), "logFile closed failed\n")
+        poll(lambda: quillonctl("show").returncode == 0)
+
+    def test_unlistenable(self):
+        os.makedirs(SOCKET)
+        self.addCleanup(os.rmdir, SOCKET)
+        with Daemon():
+            self.assertIn("quillon listen falie !", log())
+
+
+if __name__ == "__main__":
+    unittest.main()
