@@ -98,9 +98,9 @@ def choose(index):
 class Client:
     def __init__(self, *messages):
         self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.settimeout(10)
-        self.socket.connect(SOCKET)
         weakref.finalize(self, self.socket.close)
+        self.socket.connect(SOCKET)  # without a time-out it waits for a place in the backlog
+        self.socket.settimeout(10)
         if messages:
             self.socket.sendall(b"".join(messages))
 
@@ -131,6 +131,19 @@ def ask(*messages):
         answers.append(client.answer())
     client.leave()
     return answers
+
+
+def served():
+    """The answer to a client that may find the daemon waiting for the next connection."""
+    client = Client(ASK)
+    client.socket.settimeout(0.2)
+
+    def answer():
+        try:
+            return client.answer()
+        except TimeoutError:
+            return Client().socket.close()
+    return poll(answer)
 
 
 def quillonctl(*arguments, **options):

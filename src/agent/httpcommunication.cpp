@@ -1,6 +1,7 @@
 #include "httpcommunication.h"
 
 #include "logencryption.h"
+#include "replyguard.h"
 #include "sharedconstants.h"
 
 #include <QDebug>
@@ -11,7 +12,11 @@
 #include <QScopedPointer>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace {
+
+constexpr int kMaxOutstanding = 4;
 
 /// The toolkit would send a server's cookies back to it with the next request.
 class NoCookies : public QNetworkCookieJar
@@ -31,6 +36,16 @@ QVariantMap headersOf(const QNetworkReply &reply)
     for (const QNetworkReply::RawHeaderPair &header : reply.rawHeaderPairs())
         headers.insert(QString::fromLatin1(header.first), header.second);
     return headers;
+}
+
+QString fileNameOf(const QUrl &url)
+{
+    return url.fileName(QUrl::FullyDecoded);
+}
+
+bool isHealth(const QUrl &url)
+{
+    return fileNameOf(url) == QLatin1String("health");
 }
 
 } // namespace
@@ -53,7 +68,8 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
         request.setRawHeader("AuthToken", token.prepend(QLatin1String("Bearer ")).toLatin1());
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    m_manager.post(request, data);
+    dropOldest();
+    new ReplyGuard(m_manager.post(request, data), !isHealth(request.url())); // owned by the reply
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
@@ -70,14 +86,30 @@ void HttpCommunication::allowUnknownNetwork()
     QT_WARNING_POP
 }
 
+// A silent server must not make us collect replies. Nobody is told: what has
+// been replaced is no answer to the request that replaced it.
+void HttpCommunication::dropOldest()
+{
+    auto running = m_manager.findChildren<QNetworkReply *>();
+    running.erase(std::remove_if(running.begin(), running.end(),
+                                 [](const QNetworkReply *reply) { return reply->isFinished(); }),
+                  running.end());
+    if (running.size() < kMaxOutstanding)
+        return;
+    QNetworkReply *oldest = running.constFirst();
+    oldest->disconnect(&m_manager);
+    delete oldest; // now: there may be thousands before the loop comes to a deferred one
+}
+
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const QString fileName = reply->url().fileName(QUrl::FullyDecoded);
+    const ReplyGuard *guard = ReplyGuard::of(reply);
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
 
-    if (reply->error() == QNetworkReply::TimeoutError) {
-        qInfo() << "TimeoutError return" << LogEncryption::encryptionMessage(fileName);
+    if (reply->error() == QNetworkReply::TimeoutError || (guard != nullptr && guard->isExpired())) {
+        qInfo() << "TimeoutError return"
+                << LogEncryption::encryptionMessage(fileNameOf(reply->url()));
         return;
     }
 
@@ -85,12 +117,12 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
     if (reply->error() != QNetworkReply::NoError)
         qWarning() << "Failed: " << status << reply->error() << reply->errorString();
 
-    if (fileName == QLatin1String("health")) {
+    if (isHealth(reply->url())) {
         emit receiveHealth(headers, status);
         return;
     }
 
-    const QByteArray body = reply->readAll();
+    const QByteArray body = guard != nullptr ? guard->takeBody() : reply->readAll();
     qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
     emit receiveHttpsData(status, headers, body, reply->url().toString());
 }

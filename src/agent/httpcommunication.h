@@ -19,7 +19,8 @@ public:
     ~HttpCommunication() override;
 
     /// Posts the data to the URL and returns at once; the outcome comes as a
-    /// signal, or never when the request times out.
+    /// signal, or never when the request times out (after 60 s at the latest)
+    /// or three newer ones were sent before it was answered.
     /// @param token goes into the header "AuthToken"; empty: no such header
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -40,6 +41,7 @@ signals:
 
 private:
     void allowUnknownNetwork();
+    void dropOldest();
 
     QNetworkAccessManager m_manager;
 };

@@ -1,10 +1,11 @@
 #include "localServer.h"
 
 #include "frame.h"
-#include "jsontext.h"
+#include "listener.h"
 #include "logencryption.h"
 #include "paths.h"
 #include "protocol.h"
+#include "requests.h"
 #include "sharedconstants.h"
 
 #include <QDebug>
@@ -12,13 +13,17 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLocalServer>
 #include <QLocalSocket>
+#include <QTimer>
 
+#include <chrono>
 #include <limits>
 #include <utility>
 
 namespace {
+
+constexpr qint64 kMaxUnsentBytes = 1024 * 1024;
+constexpr std::chrono::milliseconds kListenInterval{1000};
 
 void makeRunDirectory()
 {
@@ -69,21 +74,43 @@ LocalServer::~LocalServer()
 
 void LocalServer::initLocalServer()
 {
-    m_server = new QLocalServer(this);
-    m_server->setSocketOptions(QLocalServer::WorldAccessOption);
-    connect(m_server, &QLocalServer::newConnection, this, &LocalServer::newConnection);
-    QLocalServer::removeServer(m_socketPath);
-    if (!m_server->listen(m_socketPath))
+    if (!startListening())
         qWarning() << "quillon listen falie !";
+}
+
+bool LocalServer::startListening()
+{
+    m_server = new Listener(this);
+    m_server->setSocketOptions(QLocalServer::WorldAccessOption);
+    connect(m_server, &Listener::newConnection, this, &LocalServer::newConnection);
+    connect(m_server, &Listener::lost, this, &LocalServer::handleLoss);
+    return m_server->open(m_socketPath);
+}
+
+void LocalServer::handleLoss()
+{
+    // Once for a want that lasts: to listen needs less than to accept.
+    if (!std::exchange(m_isLossTold, true))
+        qWarning() << "local socket lost, listening again : " << m_server->errorString();
+    QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
+}
+
+void LocalServer::listenAgain()
+{
+    delete m_server; // first: its destructor would remove the new socket file
+    if (!startListening())
+        QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
 }
 
 void LocalServer::newConnection()
 {
+    m_isLossTold = false;
     // A client that has left meanwhile must not keep the place: on to the next.
     while (m_client == nullptr) {
         m_client = m_server->nextPendingConnection();
         if (m_client == nullptr)
             return;
+        m_client->setParent(this);
         serveClient();
     }
 }
@@ -135,6 +162,10 @@ void LocalServer::deleteClientSocket()
     client->abort();
     client->close();
     client->deleteLater();
+
+    // Nothing announces the next peer while too many of them wait.
+    if (m_server != nullptr && m_server->isFull())
+        QMetaObject::invokeMethod(this, &LocalServer::newConnection, Qt::QueuedConnection);
 }
 
 void LocalServer::recvClientData()
@@ -151,28 +182,7 @@ void LocalServer::recvClientData()
 
 QVariantList LocalServer::parseRecvData(QByteArray recv_data)
 {
-    QVariantList objects;
-    QByteArray pending;
-    for (int position = 0; position < recv_data.size();) {
-        const Frame::Slice frame = Frame::take(recv_data, position, Frame::Client);
-        if (frame.state != Frame::State::Complete) {
-            qWarning() << "data not sent by a quillon client, the rest of it is dropped";
-            break;
-        }
-        position = frame.end;
-        pending += frame.payload;
-        qDebug() << "byteArray: " << LogEncryption::encryptionMessage(pending);
-
-        QJsonParseError error = {};
-        const QJsonDocument document = QJsonDocument::fromJson(pending, &error);
-        if (error.error != QJsonParseError::NoError) {
-            qWarning() << "QJsonParseError " << error.errorString();
-        } else if (!JsonText::isEmpty(document)) {
-            objects.append(document.object());
-            pending.clear();
-        }
-    }
-    return objects;
+    return Requests::parse(recv_data);
 }
 
 void LocalServer::dispatch(const QJsonObject &message)
@@ -218,4 +228,14 @@ void LocalServer::sendData(QJsonObject message)
             return;
         accepted += more;
     }
+    dropSlowReader();
+}
+
+void LocalServer::dropSlowReader()
+{
+    m_client->flush(); // on an error this drops the client
+    if (m_client == nullptr || m_client->bytesToWrite() <= kMaxUnsentBytes)
+        return;
+    qWarning() << "client does not read its answers, it is dropped";
+    deleteClientSocket();
 }

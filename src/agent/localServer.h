@@ -3,8 +3,8 @@
 #include <QObject>
 #include <QVariantMap>
 
+class Listener;
 class QJsonObject;
-class QLocalServer;
 class QLocalSocket;
 
 /// The local socket: listens for client programs, serves one at a time, and
@@ -22,10 +22,12 @@ public:
     explicit LocalServer(QObject *parent = nullptr);
     ~LocalServer() override;
 
+    /// Listens; warns when it cannot.
     void initLocalServer();
     /// Drops the client, if any, with all that was not sent to it yet.
     void deleteClientSocket();
-    /// Sends one message to the client; without one it is dropped.
+    /// Sends one message to the client; without one the message is dropped. A
+    /// client that leaves more than 1 MiB of messages unread is dropped itself.
     void sendData(QJsonObject message);
 
 signals:
@@ -39,8 +41,7 @@ public slots:
     void newConnection();
     void recvClientData();
     void printConnectStatus();
-    /// Splits one read into its frames and puts cut objects together again.
-    /// @return the whole JSON objects (QJsonObject), in order of arrival
+    /// The requests in one read, as Requests::parse() finds them.
     QVariantList parseRecvData(QByteArray recv_data);
     /// @param activeMessageType a Protocol::StatusCode
     void sendActiveMsg(const unsigned int &activeMessageType,
@@ -50,11 +51,16 @@ public slots:
     void disconnectClient();
 
 private:
+    bool startListening();
+    void handleLoss();
+    void listenAgain();
     void serveClient();
     void handleClientError(int error);
+    void dropSlowReader();
     void dispatch(const QJsonObject &message);
 
-    QLocalServer *m_server = nullptr; // child of this
-    QLocalSocket *m_client = nullptr; // child of the server
+    Listener *m_server = nullptr; // child of this
+    QLocalSocket *m_client = nullptr; // child of this, so that it outlives the listener
     QString m_socketPath;
+    bool m_isLossTold = false;
 };

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
+#include <QFileInfo>
 #include <QLocalSocket>
 #include <QTextCodec>
 
@@ -17,11 +18,19 @@ namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
 
+/// An instance with a full backlog takes no connection, but is alive: nobody is
+/// only behind a socket that is missing or refuses.
+bool isBusy(const QLocalSocket &probe)
+{
+    return QFileInfo::exists(Paths::socket) && probe.error() != QLocalSocket::ServerNotFoundError
+           && probe.error() != QLocalSocket::ConnectionRefusedError;
+}
+
 bool isAnswered(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);
     if (!probe.waitForConnected(static_cast<int>(kProbeWait.count())))
-        return false;
+        return isBusy(probe);
     probe.disconnectFromServer();
     probe.close();
     return true;

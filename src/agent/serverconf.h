@@ -11,7 +11,7 @@ namespace ServerConf {
 struct Parsed
 {
     QVariantMap map; ///< all six keys; empty when the bytes hold no configuration
-    QString error;   ///< the parser's text; means something only with an empty map
+    QString error; ///< the parser's text; means something only with an empty map
 };
 
 /// Reads the file's content. An absent member takes its default, a member of

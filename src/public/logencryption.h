@@ -5,7 +5,7 @@
 #include <QStringList>
 
 /// What every scrambled text begins with; the rest of it is base64.
-inline constexpr QLatin1String encryptedIdentity{"LogEncryption"};
+inline const QLatin1String encryptedIdentity{"LogEncryption"};
 
 /// Scrambles texts that must not stand readable in the log: the marker, then
 /// the base64 of the bytes XORed with a fixed key. It keeps a casual reader

@@ -20,9 +20,9 @@ enum StatusCode : unsigned int {
     IndexOutOfRange = 5, ///< there is no default server with the index that was asked for
 };
 
-inline constexpr QLatin1String typeName{"type"};
-inline constexpr QLatin1String serverIndexName{"serverIndex"};
-inline constexpr QLatin1String statusCodeName{"activeMessageType"};
-inline constexpr QLatin1String statusTextName{"message"};
+inline const QLatin1String typeName{"type"};
+inline const QLatin1String serverIndexName{"serverIndex"};
+inline const QLatin1String statusCodeName{"activeMessageType"};
+inline const QLatin1String statusTextName{"message"};
 
 } // namespace Protocol

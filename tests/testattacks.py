@@ -1,0 +1,317 @@
+"""What a local program, a hostile server or the machine can do to the daemon."""
+
+import json
+import os
+import resource
+import signal
+import socket
+import subprocess
+import threading
+import time
+import unittest
+
+from daemon import (ASK, BIN, CONF, LOG, SOCKET, Case, Client, Daemon, Site, ask, choose, configure,
+                    frame, log, poll, served)
+
+MIB = 2**20
+SANITIZED = b"__asan_init" in open(f"{BIN}/quillon", "rb").read()
+DROPPED = "data not sent by a quillon client"
+
+
+class Attack(Case):
+    def setUp(self):
+        super().setUp()
+        self.site = Site((0, 200))
+        self.addCleanup(self.site.server_close)
+        configure({"defaultUrl": [self.site.url, "http://127.0.0.1:1"]})
+
+    def start(self, **options):
+        daemon = Daemon(**options)
+        self.addCleanup(lambda: daemon.__exit__(None))
+        self.pid = daemon.process.pid
+        return daemon
+
+    def rss(self):
+        with open(f"/proc/{self.pid}/statm", encoding="ascii") as file:
+            return int(file.read().split()[1]) * resource.getpagesize()
+
+    def descriptors(self):
+        return len(os.listdir(f"/proc/{self.pid}/fd"))
+
+    def assert_small(self, before, bound):
+        """A sanitizer keeps what was freed, so that only a plain build shows the daemon's memory."""
+        if not SANITIZED:
+            self.assertLess(self.rss() - before, bound)
+
+
+class Clients(Attack):
+    def write_endlessly(self, client, seconds=1.0, data=bytes(65536)):
+        """How much the daemon and the kernel took of it."""
+        client.socket.settimeout(0.2)
+        taken, deadline = 0, time.monotonic() + seconds
+        try:
+            while time.monotonic() < deadline:
+                taken += client.socket.send(data)
+        except (TimeoutError, BrokenPipeError, ConnectionResetError):
+            pass
+        client.socket.settimeout(10)
+        return taken
+
+    def write_whole(self, client, data):
+        """So that the daemon does not read in the middle of it."""
+        client.socket.setsockopt(socket.SOL_SOCKET, 32, 4 * len(data))  # SO_SNDBUFFORCE
+        os.kill(self.pid, signal.SIGSTOP)
+        client.socket.sendall(data)
+        os.kill(self.pid, signal.SIGCONT)
+
+    def test_waiting_writer_is_bounded(self):
+        self.start()
+        first = Client(ASK)
+        first.answer()
+        before = self.rss()
+        writers = [Client() for _ in range(10)]
+        for writer in writers:
+            self.assertLess(self.write_endlessly(writer), MIB)
+        self.assert_small(before, 4 * MIB)
+
+    def test_served_writer_is_bounded(self):
+        self.start()
+        before = self.rss()
+        writer = Client()
+        self.assertGreater(self.write_endlessly(writer), MIB)
+        self.assert_small(before, 6 * MIB)
+        writer.leave()
+        large = frame({"type": "5", "x": "x" * 30000})
+        self.assertEqual(ask(large)[0]["type"], "5")
+
+    def test_reader_of_nothing_is_dropped(self):
+        self.start()
+        before = self.rss()
+        deaf = Client()
+        self.write_endlessly(deaf, 20, ASK * 1000)
+        poll(lambda: "client does not read its answers" in log())
+        self.assert_small(before, 8 * MIB)
+        self.assertEqual(log().count("client does not read its answers"), 1)
+        self.assertEqual(len(ask()), 1)
+
+    def test_unfinished_frames(self):
+        """How many frames hold one object; whether it still counts."""
+        self.start()
+        for frames, answers in ((256, 2), (257, 1)):
+            object_ = b'{"type":"5"' + b" " * (frames - 12) + b"}"
+            before = log().count(DROPPED)
+            cut = [frame(object_[i:i + 1]) for i in range(len(object_))]
+            client = Client(ASK, *cut)
+            for _ in range(answers):
+                client.answer()
+            client.leave()
+            self.assertEqual(log().count(DROPPED) - before, 2 - answers)
+        before = os.path.getsize(LOG)
+        client = Client()
+        self.write_whole(client, frame(b"{") * 11000)
+        client.leave()
+        self.assertLess(os.path.getsize(LOG) - before, MIB)
+
+    def test_crowd_is_served_in_turn(self):
+        self.start()
+        crowd = [Client(choose(i % 2), ASK) for i in range(40)]
+        for index in range(8):  # notifications have stopped: each is taken when the one before leaves
+            self.assertEqual(crowd[index].answer()["confDefaultIndex"], index % 2)
+            crowd[index].socket.close()
+        for client in crowd[8:]:
+            client.socket.close()
+        served()
+
+    def test_full_backlog_is_an_instance(self):
+        self.start()
+        holders = []
+        os.kill(self.pid, signal.SIGSTOP)
+        try:
+            with self.assertRaises(BlockingIOError):
+                while True:
+                    holder = socket.socket(socket.AF_UNIX)
+                    holder.setblocking(False)
+                    holders.append(holder)
+                    holder.connect(SOCKET)
+            inode = os.stat(SOCKET).st_ino
+            second = subprocess.run([f"{BIN}/quillon"], timeout=20, check=False)
+        finally:
+            os.kill(self.pid, signal.SIGCONT)
+        self.assertEqual((second.returncode, os.stat(SOCKET).st_ino), (0, inode))
+        for holder in holders:
+            holder.close()
+        served()
+
+    def test_no_descriptors(self):
+        self.start()
+        first = Client(ASK)
+        first.answer()
+        limit = max(int(name) for name in os.listdir(f"/proc/{self.pid}/fd")) + 1
+        old = resource.prlimit(self.pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(self.pid, resource.RLIMIT_NOFILE, (limit, old[1]))
+        others = [Client() for _ in range(3)]
+        poll(lambda: not os.path.exists(SOCKET))
+        first.socket.sendall(ASK)  # no descriptor for the log either, and yet:
+        self.assertEqual(first.answer()["type"], "5")
+        resource.prlimit(self.pid, resource.RLIMIT_NOFILE, old)
+        poll(lambda: os.path.exists(SOCKET), 2)
+        first.leave()
+        self.assertEqual(len(ask()), 1)
+        del others
+
+    def test_many_choices(self):
+        self.site.answers[:] = [(60, 200)]
+        self.start()
+        choices = 4000
+        client = Client(choose(0) * 200)
+        poll(lambda: log().count("***Import Default") == 200)
+        rss, descriptors = self.rss(), self.descriptors()
+        self.write_whole(client, choose(0) * (choices - 1) + choose(1) + ASK)
+        start = time.monotonic()
+        client.socket.settimeout(60)
+        self.assertEqual(client.answer()["confDefaultIndex"], 1)
+        print(f"{choices} choices: {time.monotonic() - start:.1f} s")
+        self.assertEqual(log().count("***Import Default"), 200 + choices)
+        self.assertLessEqual(self.descriptors(), descriptors + 4)
+        self.assert_small(rss, 6 * MIB)
+        self.assertNotIn("OperationCanceled", log())
+
+    def test_leavers(self):
+        self.start()
+        for index in range(300):
+            data = (ASK, ASK[:11], ASK + choose(1)[:9], b"")[index % 4]
+            Client(data).socket.close()
+        self.assertEqual(served()["type"], "5")
+
+
+class Machine(Attack):
+    def test_killed_choices(self):
+        """At any instant of a choice the file holds the old or the new configuration whole."""
+        for delay in range(12):
+            daemon = Daemon()
+            client = Client(choose(0) * 50 + choose(1) * 50)
+            threading.Event().wait(delay / 1000)
+            daemon.__exit__(None)
+            client.socket.close()
+            with open(CONF, encoding="utf-8") as file:
+                self.assertIn("defaultUrl", json.load(file))
+            self.assertLessEqual(len(os.listdir(os.path.dirname(CONF))), 2)
+        self.start()
+        self.assertEqual(os.listdir(os.path.dirname(CONF)), [".agent.json"])
+
+    def test_file_size_limit(self):
+        daemon = self.start()
+        resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (10, 10))
+        self.assertEqual(Client(choose(1)).answer()["activeMessageType"], "4")
+        with open(CONF, encoding="utf-8") as file:
+            self.assertNotIn("confDefaultIndex", file.read())
+
+    def test_log_in_trouble(self):
+        """Whatever stands at the log's place: serving goes on, and so does the next good line."""
+        folder = os.path.dirname(LOG)
+        rows = (
+            ("directory", lambda: os.mkdir(LOG), lambda: os.rmdir(LOG)),
+            ("FIFO", lambda: os.mkfifo(LOG), lambda: os.remove(LOG)),
+            ("device", lambda: os.symlink("/dev/full", LOG), lambda: os.remove(LOG)),
+            ("no folder", lambda: os.rmdir(folder), lambda: os.mkdir(folder)),
+            ("full disk", lambda: os.system(f"mount -t tmpfs -o nr_inodes=1 tmpfs {folder}"),
+             lambda: os.system(f"umount {folder}")),
+        )
+        daemon = self.start(stderr=subprocess.PIPE)
+        self.addCleanup(daemon.process.stderr.close)
+        threading.Thread(target=daemon.process.wait, daemon=True).start()
+        for name, spoil, mend in rows:
+            with self.subTest(name):
+                os.remove(LOG)
+                spoil()
+                self.assertEqual(served()["type"], "5")
+                self.assertEqual(daemon.process.stderr.readline(), b"logFile closed failed\n")
+                mend()
+                self.assertEqual(served()["type"], "5")
+                self.assertIn("send data", poll(log))
+        os.remove(LOG)
+        os.mkdir(LOG)
+        self.addCleanup(os.rmdir, LOG)
+        daemon.process.stderr.close()
+        served()
+
+    def test_cut_line_is_taken_back(self):
+        os.makedirs(os.path.dirname(LOG))
+        self.assertEqual(os.system(f"mount -t tmpfs -o size=8k tmpfs {os.path.dirname(LOG)}"), 0)
+        self.addCleanup(os.system, f"umount {os.path.dirname(LOG)}")
+        self.start(stderr=subprocess.DEVNULL)
+        for _ in range(20):
+            served()
+        with open(LOG, "rb") as file:
+            content = file.read()
+        self.assertTrue(content.endswith(b"\n"))
+        self.assertGreater(len(content), 8192 - 800)
+
+    def test_closed_descriptors(self):
+        process = subprocess.Popen(f"exec {BIN}/quillon <&- >&- 2>&-", shell=True)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        poll(lambda: os.path.exists(SOCKET))
+        self.assertEqual({os.readlink(f"/proc/{process.pid}/fd/{fd}") for fd in range(3)},
+                         {"/dev/null"})
+
+
+class Server(Attack):
+    def serve(self, *chunks):
+        """A server that sends the chunks and goes on with the last one for ever."""
+        server = socket.create_server(("127.0.0.1", 0))
+        self.addCleanup(server.close)
+        self.sent = 0
+
+        def run():
+            try:
+                while True:
+                    peer = server.accept()[0]
+                    peer.recv(65536)
+                    for chunk in chunks[:-1]:
+                        peer.sendall(chunk)
+                    while chunks[-1]:
+                        peer.sendall(chunks[-1])
+                        self.sent += len(chunks[-1])
+                    peer.close()
+            except OSError:
+                pass
+
+        threading.Thread(target=run, daemon=True).start()
+        return f"http://127.0.0.1:{server.getsockname()[1]}"
+
+    def test_endless_bodies(self):
+        """A health reply's body is thrown away, any other ends at 1 MiB."""
+        head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n"
+        for path in ("/health", "/other"):
+            with self.subTest(path):
+                Case.setUp(self)
+                configure({"defaultUrl": [self.serve(head, bytes(65536))], "healthPath": path})
+                with Daemon() as daemon:
+                    self.pid = daemon.process.pid
+                    before = self.rss()
+                    if path == "/other":
+                        poll(lambda: "reply body of more than 1 MiB" in log())
+                        poll(lambda: "OperationCanceledError" in log())
+                        poll(lambda: "returnByte" in log())
+                    else:
+                        poll(lambda: self.sent > 300 * MIB, 30)
+                    self.assert_small(before, 12 * MIB)
+                    self.assertEqual(len(ask()), 1)
+
+    def test_rubbish(self):
+        ok = b"HTTP/1.1 200 OK\r\n"
+        rows = (b"rubbish\r\n\r\n", b"HTTP/1.1 99999 X\r\n\r\n", b"HTTP/1.1 -1 X\r\n\r\n", b"\0" * 999,
+                ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n",
+                ok + b"Content-Encoding: gzip\r\nContent-Length: 9\r\n\r\nnot gzip!",
+                ok + b"Content-Length: -5\r\n\r\nx", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n")
+        configure({"defaultUrl": [self.serve(row, b"") for row in rows], "healthPath": "/other"})
+        self.start()
+        for index in range(len(rows)):
+            ask(choose(index))
+        poll(lambda: log().count("returnByte") >= len(rows), 20)
+        self.assertEqual(len(ask()), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
