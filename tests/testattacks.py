@@ -1,5 +1,6 @@
 """What a local program, a hostile server or the machine can do to the daemon."""
 
+import gzip
 import json
 import os
 import resource
@@ -281,21 +282,24 @@ class Server(Attack):
         return f"http://127.0.0.1:{server.getsockname()[1]}"
 
     def test_endless_bodies(self):
-        """A health reply's body is thrown away, any other ends at 1 MiB."""
-        head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n"
-        for path in ("/health", "/other"):
+        """A health reply's body is thrown away, any other ends at 1 MiB; nothing is unpacked."""
+        head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n"
+        packed = gzip.compress(bytes(300 * MIB), 1)
+        rows = (
+            ("/health", [head + b"\r\n", bytes(65536)], lambda: self.sent > 300 * MIB),
+            ("/other", [head + b"\r\n", bytes(65536)], lambda: "OperationCanceledError" in log()
+             and "reply body of more than 1 MiB" in log() and "returnByte" in log()),
+            ("/health", [head + b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n"
+                         % len(packed) + packed, b""], lambda: "Status Code Attribute" in log()),
+        )
+        for path, chunks, is_over in rows:
             with self.subTest(path):
                 Case.setUp(self)
-                configure({"defaultUrl": [self.serve(head, bytes(65536))], "healthPath": path})
+                configure({"defaultUrl": [self.serve(*chunks)], "healthPath": path})
                 with Daemon() as daemon:
                     self.pid = daemon.process.pid
                     before = self.rss()
-                    if path == "/other":
-                        poll(lambda: "reply body of more than 1 MiB" in log())
-                        poll(lambda: "OperationCanceledError" in log())
-                        poll(lambda: "returnByte" in log())
-                    else:
-                        poll(lambda: self.sent > 300 * MIB, 30)
+                    poll(is_over, 30)
                     self.assert_small(before, 12 * MIB)
                     self.assertEqual(len(ask()), 1)
 

@@ -61,7 +61,7 @@ class Configuration(Case):
         with Daemon():
             self.assertFalse(os.path.exists("/etc/real.json.quillon-draft"))
             before = content()
-            for index in (2, -1, 2**31, 2**32 + 1):
+            for index in (2, -1, 2**31, 2**32, 10**20, -10**20):
                 refused, _ = ask(choose(index))
                 self.assertEqual(refused["activeMessageType"], "5")
             self.assertEqual(content(), before)

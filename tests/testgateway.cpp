@@ -3,6 +3,7 @@
 #include "serverjson.h"
 
 #include <QNetworkReply>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -80,7 +81,6 @@ private slots:
 
     void routesReplies_data();
     void routesReplies();
-    void sendsToken_data();
     void sendsToken();
     void dropsTimeOut();
     void dropsPlainCall();
@@ -145,12 +145,11 @@ void TestGateway::routesReplies()
     const QString url = scrambled(site.url(path));
     QVERIFY(messages.contains(QStringLiteral("sendHealthInfo url : ") + url));
     QVERIFY(messages.contains(QStringLiteral("http sendPost url: ") + url));
-    for (const QString &warning : warnings)
-        QCOMPARE(messages.filter(warning).size(), 1);
-    QCOMPARE(!messages.filter(QStringLiteral("Failed: ")).isEmpty(),
-             warnings.value(0).startsWith(QLatin1String("Failed")));
-    QCOMPARE(messages.filter(QStringLiteral("QJsonParseError")).size(),
-             warnings.filter(QStringLiteral("QJsonParseError")).size());
+    const QStringList seen = messages.filter(
+        QRegularExpression(QStringLiteral("^(Failed|getServerData is empty|QJsonParseError)")));
+    QCOMPARE(seen.size(), warnings.size());
+    for (int i = 0; i < seen.size(); ++i)
+        QVERIFY2(seen.at(i).startsWith(warnings.at(i)), qPrintable(seen.at(i)));
 
     const QVariantList values = isHealth ? health.takeFirst() : other.takeFirst();
     QCOMPARE(values.at(isHealth ? 0 : 1).toMap().value(QStringLiteral("X-Y")),
@@ -162,33 +161,22 @@ void TestGateway::routesReplies()
     QCOMPARE(values.at(3).toString(), site.url(path));
 }
 
-void TestGateway::sendsToken_data()
-{
-    QTest::addColumn<QString>("token");
-    QTest::addColumn<QByteArray>("header");
-    QTest::newRow("none") << QString() << QByteArray();
-    QTest::newRow("latin-1") << QStringLiteral("ab\u00e9")
-                             << QByteArray("AuthToken: Bearer ab\xe9");
-}
-
 void TestGateway::sendsToken()
 {
-    QFETCH(const QString, token);
-    QFETCH(const QByteArray, header);
     const Site site("HTTP/1.1 200 OK\r\nSet-Cookie: a=b\r\n\r\nbody");
     HttpCommunication client;
     QSignalSpy replies(&client, &HttpCommunication::receiveHttpsData);
-    client.sendPost(site.url(QStringLiteral("/x")), "data", token);
+    client.sendPost(site.url(QStringLiteral("/x")), "data", {});
     QTRY_COMPARE(replies.size(), 1);
-    client.sendPost(site.url(QStringLiteral("/x")), "data", token);
+    QVERIFY(!site.received.contains("AuthToken"));
+    client.sendPost(site.url(QStringLiteral("/x")), "data", QStringLiteral("ab\u00e9"));
     QTRY_COMPARE(replies.size(), 2);
 
     QCOMPARE(replies.first().at(2).toByteArray(), QByteArray("body"));
     QVERIFY(messages.contains(QStringLiteral("returnByte ") + scrambled(QStringLiteral("body"))));
     QVERIFY(site.received.contains("Content-Type: application/json\r\n"));
+    QVERIFY(site.received.contains("AuthToken: Bearer ab\xe9\r\n"));
     QVERIFY(site.received.endsWith("\r\n\r\ndata"));
-    QCOMPARE(site.received.contains("AuthToken"), !token.isEmpty());
-    QVERIFY(site.received.contains(header));
     QVERIFY(!site.received.contains("Cookie"));
 }
 

@@ -21,6 +21,27 @@ void openStandardDescriptors()
         ::close(descriptor);
 }
 
+/// A pipe that nobody reads would block the first warning that finds it full.
+/// Opened anew, since the flag would otherwise be set for the starter too.
+void unblockStandardError()
+{
+    struct stat status = {};
+    if (::fstat(STDERR_FILENO, &status) != 0 || !S_ISFIFO(status.st_mode))
+        return;
+    const int own = ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK);
+    if (own < 0)
+        return;
+    ::dup2(own, STDERR_FILENO);
+    ::close(own);
+}
+
+void ignore(int number)
+{
+    struct sigaction action = {};
+    action.sa_handler = SIG_IGN;
+    ::sigaction(number, &action, nullptr);
+}
+
 void tightenUmask()
 {
     const mode_t given = ::umask(0);
@@ -34,6 +55,7 @@ void isolateFromStarter()
     openStandardDescriptors();
     ::clearenv();
     tightenUmask();
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
+    unblockStandardError();
+    ignore(SIGPIPE);
+    ignore(SIGXFSZ);
 }

@@ -12,7 +12,7 @@ class Listener : public QLocalServer
 
 public:
     /// Of one peer's bytes we keep at most this many unread; the kernel then
-    /// slows the peer down. Any single write of a peer still comes whole.
+    /// slows the peer down. More than a peer's kernel takes in one write by default.
     static constexpr qint64 kMaxUnreadBytes = 256 * 1024;
 
     explicit Listener(QObject *parent);

@@ -16,6 +16,7 @@
 #include <QLocalSocket>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <utility>
@@ -38,13 +39,25 @@ void makeRunDirectory()
                                     | Permission::ExeOther);
 }
 
+bool isWhole(QString number)
+{
+    if (number.startsWith(QLatin1Char('-')) || number.startsWith(QLatin1Char('+')))
+        number.remove(0, 1);
+    return !number.isEmpty()
+           && std::all_of(number.cbegin(), number.cend(), [](QChar c) { return c.isDigit(); });
+}
+
 /// The decimal number in a JSON string; 0 when there is none. A number that is
 /// too large stays too large, so that it can never name a server.
 int numberIn(const QJsonValue &value)
 {
     using Limits = std::numeric_limits<int>;
-    return static_cast<int>(
-        qBound<qlonglong>(Limits::min(), value.toString().toLongLong(), Limits::max()));
+    const QString text = value.toString();
+    bool isInt = false;
+    const int number = text.toInt(&isInt);
+    if (isInt || !isWhole(text))
+        return number;
+    return text.startsWith(QLatin1Char('-')) ? Limits::min() : Limits::max();
 }
 
 QString numberText(unsigned int number)

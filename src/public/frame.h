@@ -14,9 +14,9 @@ enum Sender : qint32 {
 
 enum class State {
     Complete,
-    CutShort,      ///< the bytes end inside the header or before the length that it names
+    CutShort, ///< the bytes end inside the header or before the length that it names
     ForeignSender, ///< the header names another sender than the expected one
-    BadLength,     ///< the header names a negative length
+    BadLength, ///< the header names a negative length
 };
 
 /// One frame found in a sequence of bytes.

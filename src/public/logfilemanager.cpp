@@ -19,8 +19,8 @@ constexpr quint64 kMaxAgeSeconds = 604800;
 constexpr quint64 kMaxBytes = 52428800;
 constexpr mode_t kLogMode = 0666; // less what the umask takes
 
-QString
-    logFilePathIn; // clazy:exclude=non-pod-global-static: set before the handler, kept to the end
+// Set once, before the handler is installed, and needed to the very end.
+QString logFilePathIn; // clazy:exclude=non-pod-global-static
 
 // Not std::time(): it lags behind the clock that dates files, and a file from
 // the future would be deleted.

@@ -10,7 +10,7 @@ namespace Protocol {
 /// Values of the member "type".
 enum MessageType {
     StatusMessage = 2, ///< daemon: a choice failed, with a StatusCode
-    ChooseServer = 4,  ///< client: use the default server with this index
+    ChooseServer = 4, ///< client: use the default server with this index
     Configuration = 5, ///< client: ask for the configuration; daemon: the configuration
 };
 

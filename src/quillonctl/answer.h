@@ -14,7 +14,7 @@ inline constexpr int kMaxPayloadBytes = 16 * 1024 * 1024;
 struct Batch
 {
     QVector<QJsonObject> messages;
-    int end = 0;  ///< position of the first byte that belongs to none of the messages
+    int end = 0; ///< position of the first byte that belongs to none of the messages
     QString flaw; ///< why the bytes from there on can never become a message; else empty
 };
 

@@ -13,7 +13,7 @@ struct Invocation
     /// The command to run with the options; null when there is only text to be shown.
     ExitStatus (*run)(const Options &) = nullptr;
     Options options;
-    QString text;  ///< help or version
+    QString text; ///< help or version
     QString fault; ///< what is wrong with the arguments, in one line; else empty
 };
 

@@ -67,4 +67,5 @@ const QLatin1String CommandTable::exitStatuses{
     "     the log cannot be read, or the output not be written\n"
     "  2  wrong usage\n"
     "  3  no daemon reachable: no socket, refused, or no permission\n"
-    "  4  no answer in time: the daemon serves one program at a time\n"};
+    "  4  no answer in time: the daemon serves one program at a time;\n"
+    "     a choice may still take effect\n"};

@@ -22,21 +22,21 @@ using ReadValue = QString (*)(const QString &value, Options &options);
 
 struct Option
 {
-    Group group;
+    Group group = EveryGroup;
     QLatin1String name;
     QLatin1String value; ///< as the help shows it; empty for a switch
     QLatin1String description;
-    ReadValue read; ///< null: does not concern the command
+    ReadValue read = nullptr; ///< null: does not concern the command
 };
 
 struct Command
 {
-    Group group;
+    Group group = EveryGroup;
     QLatin1String name;
     QLatin1String argument; ///< as the help shows it, in brackets when it may be left out
     QLatin1String description;
-    ReadValue read; ///< for the argument; null: it takes none
-    ExitStatus (*run)(const Options &options);
+    ReadValue read = nullptr; ///< for the argument; null: it takes none
+    ExitStatus (*run)(const Options &options) = nullptr;
 };
 
 extern const Option options[8];

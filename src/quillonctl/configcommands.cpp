@@ -18,7 +18,7 @@ struct Verdict
     QString word; ///< one of a fixed few, for programs; empty when done
     QString message;
     std::optional<Configuration> configuration; ///< as far as it was seen, also with a failure
-    int code = 0;                               ///< the daemon's reason to refuse; 0 is none
+    int code = 0; ///< the daemon's reason to refuse; 0 is none
 };
 
 QByteArray frameOf(Protocol::MessageType type, QJsonObject members = {})
@@ -93,6 +93,8 @@ Verdict judge(const Reply &reply)
 Verdict judgeChoice(const Reply &reply, int index)
 {
     Verdict verdict = judge(reply);
+    if (verdict.status == ExitStatus::NoAnswer)
+        verdict.message += QStringLiteral("; the choice may still take effect");
     const auto &seen = verdict.configuration;
     if (verdict.status != ExitStatus::Done || (seen->usesDefault && seen->defaultIndex == index))
         return verdict;

@@ -13,17 +13,17 @@ class QLocalSocket;
 struct Reply
 {
     enum class Outcome {
-        Answered,    ///< the configuration came
+        Answered, ///< the configuration came
         Unreachable, ///< there is nothing to connect to, or no permission
-        QueueFull,   ///< too many programs wait for the daemon
-        Closed,      ///< the daemon closed the connection before the answer
-        Silent,      ///< the time was up first
-        Garbled,     ///< what came is no message
+        QueueFull, ///< too many programs wait for the daemon
+        Closed, ///< the daemon closed the connection before the answer
+        Silent, ///< the time was up first
+        Garbled, ///< what came is no message
     };
 
     Outcome outcome;
-    QString reason;            ///< in words, unless answered
-    QJsonObject status;        ///< the last status message, with any outcome; else empty
+    QString reason; ///< in words, unless answered
+    QJsonObject status; ///< the last status message, with any outcome; else empty
     QJsonObject configuration; ///< the configuration message; empty unless answered
 };
 

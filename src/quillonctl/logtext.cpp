@@ -37,18 +37,24 @@ bool isBase64(char byte)
            || (byte >= '0' && byte <= '9') || byte == '+' || byte == '/';
 }
 
-/// The base64 that starts there; empty when it is no whole one.
-QByteArray base64At(const QByteArray &line, int start)
+/// The base64 between the two places; empty when it is no whole one.
+QByteArray base64In(const char *begin, const char *limit)
 {
-    // The marker's letters could be base64 too: a text without padding ends before the next one.
-    const int next = line.indexOf(encryptedIdentity.data(), start);
-    const char *const begin = line.cbegin() + start;
-    const char *const limit = next < 0 ? line.cend() : line.cbegin() + next;
     const char *end = std::find_if_not(begin, limit, isBase64);
     for (int padding = 0; padding < kMaxPadding && end != limit && *end == '='; ++padding)
         ++end;
     const QByteArray run(begin, static_cast<int>(end - begin));
     return QByteArray::fromBase64(run).toBase64() == run ? run : QByteArray();
+}
+
+QByteArray base64At(const QByteArray &line, int start)
+{
+    const QByteArray whole = base64In(line.cbegin() + start, line.cend());
+    // The marker's letters are base64 too: without a quote between them the next
+    // scrambled text seems to belong to this one.
+    const int next = line.indexOf(encryptedIdentity.data(), start);
+    return whole.isEmpty() && next >= 0 ? base64In(line.cbegin() + start, line.cbegin() + next)
+                                        : whole;
 }
 
 QByteArray unscrambled(const QByteArray &base64)

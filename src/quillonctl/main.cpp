@@ -52,6 +52,7 @@ ExitStatus run(const QStringList &arguments)
 int main(int argc, char *argv[])
 {
     holdClosedStreams();
+    qunsetenv("TZ"); // the log's times are those of the system
     silenceToolkit();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);

@@ -10,7 +10,7 @@ constexpr uint kFirstNonAscii = 0x80;
 struct Character
 {
     uint code;
-    int size;    ///< in bytes
+    int size; ///< in bytes
     bool isText; ///< false for a byte that is no part of UTF-8
 };
 
