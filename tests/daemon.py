@@ -51,10 +51,11 @@ def log():
         return bytes(byte ^ KEY for byte in base64.b64decode(match[1], validate=True))
     try:
         with open(LOG, "rb") as file:
-            content = re.sub(rb"LogEncryption([A-Za-z0-9+/]+=*)", clear, file.read())
+            content = file.read()
     except FileNotFoundError:
         return ""
-    return content.decode(errors="replace")
+    whole = content[:content.rfind(b"\n") + 1]  # a line may be in the middle of its write
+    return re.sub(rb"LogEncryption([A-Za-z0-9+/]+=*)", clear, whole).decode(errors="replace")
 
 
 class Case(unittest.TestCase):
