@@ -309,14 +309,15 @@ class Server(Attack):
     def test_rubbish(self):
         ok = b"HTTP/1.1 200 OK\r\n"
         rows = (b"rubbish\r\n\r\n", b"HTTP/1.1 99999 X\r\n\r\n", b"HTTP/1.1 -1 X\r\n\r\n", b"\0" * 999,
-                ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n",
                 ok + b"Content-Encoding: gzip\r\nContent-Length: 9\r\n\r\nnot gzip!",
-                ok + b"Content-Length: -5\r\n\r\nx", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n")
+                ok + b"Content-Length: -5\r\n\r\nx", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n",
+                # For the toolkit this reply has no end; the daemon ends it after a minute.
+                ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n")
         configure({"defaultUrl": [self.serve(row, b"") for row in rows], "healthPath": "/other"})
         self.start()
         for index in range(len(rows)):
+            poll(lambda n=index: log().count("returnByte") > n)
             ask(choose(index))
-        poll(lambda: log().count("returnByte") >= len(rows), 20)
         self.assertEqual(len(ask()), 1)
 
 
