@@ -9,8 +9,8 @@ def status_line(status):
     return f" --------Http Status Code Attribute  {status} --------"
 
 
-def start(*sites, path="/v1/harbor/health"):
-    configure({"defaultUrl": [site.url for site in sites], "healthPath": path})
+def start(*sites):
+    configure({"defaultUrl": [site.url for site in sites]})
     return Daemon()
 
 
@@ -50,11 +50,6 @@ class Slow(Case):
             stays(lambda: TIMEOUT not in log(), 7)
             poll(lambda: TIMEOUT in log(), 3)
 
-    def test_other_path_is_no_health_reply(self):
-        with start(Site((0, 200)), path="/Health"):
-            poll(lambda: "QJsonParseError" in log())
-            poll(lambda: TIMEOUT in log(), 12)
-            self.assertNotIn("Status Code", log())
 
 
 if __name__ == "__main__":

@@ -86,37 +86,20 @@ class Start(Case):
             self.assertEqual(log().count(VERSION), 1)
             self.assertEqual(len(ask()), 1)
 
-    def test_arguments_and_environment_change_nothing(self):
-        os.umask(0)
-        self.addCleanup(os.umask, 0o022)
+    def test_starter_changes_nothing(self):
+        """Neither arguments nor the environment; a umask only makes the log stricter."""
         environment = {"QT_FATAL_WARNINGS": "1", "QT_LOGGING_RULES": "*=false",
                        "https_proxy": "http://127.0.0.1:1", "QT_MESSAGE_PATTERN": "x"}
-        with Daemon("--version", "-platform", "x", env=environment, cwd="/"):
-            self.assertEqual(len(ask()), 1)
-            self.assertRegex(log(), r"^\[Qinfo:[-\d]{10} [:\d]{8}:main.cpp line:\d+\] " + VERSION)
-            self.assertIn("***Start Service [START]***", log())
-            modes = [stat.S_IMODE(os.stat(path).st_mode) for path in (LOG, os.path.dirname(SOCKET))]
-            self.assertEqual(modes, [0o644, 0o755])
-
-    def test_strict_umask(self):
-        os.umask(0o077)
         self.addCleanup(os.umask, 0o022)
-        with Daemon():
-            self.assertEqual(stat.S_IMODE(os.stat(os.path.dirname(SOCKET)).st_mode), 0o755)
-            self.assertEqual(stat.S_IMODE(os.stat(LOG).st_mode), 0o600)
-
-    def test_without_log(self):
-        os.makedirs(os.path.dirname(os.path.dirname(LOG)), exist_ok=True)
-        with open(os.path.dirname(LOG), "w", encoding="utf-8"):
-            pass  # a file in the folder's place
-        self.addCleanup(os.remove, os.path.dirname(LOG))
-        process = subprocess.Popen([f"{BIN}/quillon"], stderr=subprocess.PIPE, text=True)
-        self.addCleanup(process.stderr.close)
-        self.addCleanup(process.wait)
-        self.addCleanup(process.kill)
-        for _ in range(5):
-            self.assertEqual(process.stderr.readline(), "logFile closed failed\n")
-        poll(lambda: quillonctl("show").returncode == 0)
+        for umask, log_mode in ((0, 0o644), (0o077, 0o600)):
+            super().setUp()
+            os.umask(umask)
+            with Daemon("--version", "-platform", "x", env=environment, cwd="/"):
+                self.assertEqual(len(ask()), 1)
+                self.assertRegex(log(), r"^\[Qinfo:[-\d]{10} [:\d]{8}:main.cpp line:\d+\] " + VERSION)
+                modes = [stat.S_IMODE(os.stat(path).st_mode)
+                         for path in (LOG, os.path.dirname(SOCKET))]
+                self.assertEqual(modes, [log_mode, 0o755])
 
     def test_unlistenable(self):
         os.makedirs(SOCKET)
