@@ -35,6 +35,8 @@ class Socket(Case):
             ("cut inside a character", [frame(cut[:-3]), frame(cut[-3:]), ASK], [2], [error]),
             ("empty payloads", [frame(b""), frame(b""), choose(1), ASK], [1], [error, error]),
             ("empty object stays pending", [frame(b"{}"), ASK], [], [error]),
+            ("twins", [ASK, frame(b'{"type":"9","a":[1],"\\u0061":1}'), ASK], [1], [FOREIGN]),
+            ("no twins", [frame(b'{"a":{"a":":","b":[{"a":1},{"a":1}]},"b":1}'), ASK], [1], []),
             ("foreign sender", [ASK, frame({"type": "5"}, sender=1), ASK], [1], [FOREIGN]),
             ("short header", [ASK, head[:7]], [1], [FOREIGN]),
             ("negative length", [ASK, frame(b"", length=-8), ASK], [1], [FOREIGN]),

@@ -69,9 +69,9 @@ QString numberText(unsigned int number)
 
 LocalServer::LocalServer(QObject * /*parent*/)
     : QObject(nullptr)
+    , m_socketPath(Paths::socket)
 {
     makeRunDirectory();
-    m_socketPath = Paths::socket;
     initLocalServer();
 }
 

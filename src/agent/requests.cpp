@@ -15,7 +15,10 @@ namespace {
 class Pending
 {
 public:
-    bool isFull() const { return m_frames >= Requests::kMaxFramesOfObject; }
+    bool takes(const QByteArray &payload) const
+    {
+        return m_frames < Requests::kMaxFramesOfObject && !JsonText::hasTwins(m_bytes + payload);
+    }
 
     void append(const QByteArray &payload, QVariantList &objects)
     {
@@ -46,9 +49,9 @@ QVariantList Requests::parse(const QByteArray &received)
     Pending pending;
     for (int position = 0; position < received.size();) {
         const Frame::Slice frame = Frame::take(received, position, Frame::Client);
-        // Each frame logs all that is pending: without a bound, small frames
-        // would make a large log.
-        if (frame.state != Frame::State::Complete || pending.isFull()) {
+        // Each frame logs all that is pending: without a bound, small frames would make
+        // a large log.
+        if (frame.state != Frame::State::Complete || !pending.takes(frame.payload)) {
             qWarning() << "data not sent by a quillon client, the rest of it is dropped";
             break;
         }

@@ -1,6 +1,7 @@
 #include "serverjson.h"
 
 #include "httpcommunication.h"
+#include "jsontext.h"
 #include "logencryption.h"
 #include "serverconf.h"
 #include "sharedconstants.h"
@@ -28,7 +29,12 @@ ServerJson::~ServerJson()
 QJsonDocument ServerJson::transQBytearrayToJsonDocument(const QByteArray &bytes)
 {
     QJsonParseError error = {};
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (JsonText::hasTwins(bytes)) {
+        qWarning() << "QJsonParseError "
+                   << "two members of the same name";
+        return {};
+    }
+    QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError)
         qWarning() << "QJsonParseError " << error.errorString();
     return document;

@@ -28,7 +28,8 @@ namespace {
 constexpr std::chrono::milliseconds kNetworkTimeout{8000};
 constexpr int kHttpOk = 200;
 
-QReadWriteLock lock; // clazy:exclude=non-pod-global-static: guards the health state
+// Guards the health state.
+QReadWriteLock lock; // clazy:exclude=non-pod-global-static
 
 } // namespace
 

@@ -35,7 +35,7 @@ bool LogFile::open()
 
 bool LogFile::read(QByteArray &bytes) const
 {
-    std::array<char, kReadBytes> buffer;
+    std::array<char, kReadBytes> buffer = {};
     ssize_t size = -1;
     do {
         size = ::read(m_descriptor, buffer.data(), buffer.size());

@@ -15,7 +15,7 @@ constexpr int kMaxPadding = 2;
 
 struct LevelName
 {
-    LogText::Level level;
+    LogText::Level level = LogText::Level::Debug;
     QLatin1String tag;
     QLatin1String name;
 };

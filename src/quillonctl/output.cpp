@@ -21,7 +21,8 @@ bool Output::print(const QByteArray &bytes)
 void Output::complain(const QString &message)
 {
     const QByteArray line = "quillonctl: " + TerminalText::escaped(message.toUtf8()) + '\n';
-    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
+    // Where this cannot be told there is nobody to tell it to.
+    static_cast<void>(std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr));
 }
 
 QByteArray Output::jsonLine(const QJsonObject &object)
