@@ -189,7 +189,8 @@ void LocalServer::recvClientData()
 
     const QByteArray received = client->readAll();
     qInfo() << "recv client data : " << LogEncryption::encryptionMessage(received);
-    for (const QVariant &message : parseRecvData(received))
+    const QVariantList messages = parseRecvData(received);
+    for (const QVariant &message : messages)
         dispatch(message.toJsonObject());
 }
 
