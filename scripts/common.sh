@@ -55,7 +55,7 @@ install_packages() ( # PACKAGE...: a subshell, for a trap of its own
 )
 
 need() { # PACKAGE...
-    local package missing=() log
+    local package missing=()
     for package; do
         is_installed "$package" || missing+=("$package")
     done
@@ -63,9 +63,8 @@ need() { # PACKAGE...
     ((EUID == 0)) || fail "missing; as root: apt-get install --no-install-recommends ${missing[*]}"
 
     printf 'installing %s\n' "${missing[*]}"
-    log=$(mktemp)
-    quietly "$log" install_packages "${missing[@]}"
-    rm "$log"
+    mkdir -p build
+    quietly build/packages.log install_packages "${missing[@]}"
 }
 
 need_everything() {

@@ -62,7 +62,7 @@ class Clients(Attack):
 
     def write_whole(self, client, data):
         """So that the daemon does not read in the middle of it."""
-        client.socket.setsockopt(socket.SOL_SOCKET, 32, 4 * len(data))  # SO_SNDBUFFORCE
+        client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4 * len(data))
         os.kill(self.pid, signal.SIGSTOP)
         client.socket.sendall(data)
         os.kill(self.pid, signal.SIGCONT)

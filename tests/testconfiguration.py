@@ -3,7 +3,7 @@ import os
 import stat
 import unittest
 
-from daemon import CONF, Case, Daemon, Site, ask, choose, configure, log, poll
+from daemon import CONF, HAS_USERS, Case, Daemon, Site, ask, choose, configure, log, poll
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
 EMPTY = {"confDefault": 0, "confDefaultIndex": 0, "confCustomHeadindex": 0, "confCustomUrl": "",
@@ -55,7 +55,8 @@ class Configuration(Case):
         os.rename(CONF, "/etc/real.json")
         os.symlink("../real.json", CONF)
         os.chmod(CONF, 0o640)
-        os.chown(CONF, 0, 4)
+        group = 4 if HAS_USERS else 0
+        os.chown(CONF, 0, group)
         with open("/etc/real.json.quillon-draft", "w", encoding="utf-8"):
             pass  # as a write that was killed leaves it
         with Daemon():
@@ -84,7 +85,7 @@ class Configuration(Case):
 """)
         status = os.stat(CONF)
         self.assertTrue(os.path.islink(CONF))
-        self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid), (0o640, 0, 4))
+        self.assertEqual((stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid), (0o640, 0, group))
         self.assertEqual([name for name in os.listdir("/etc") if "json" in name], ["real.json"])
 
     def test_failed_write_keeps_the_file(self):
