@@ -18,7 +18,8 @@ Answer::Batch parsedInPieces(const QByteArray &bytes, int size)
 {
     Answer::Batch all;
     QByteArray unread;
-    for (const QByteArray &piece : Fuzz::piecesOf(bytes, size)) {
+    const auto pieces = Fuzz::piecesOf(bytes, size);
+    for (const QByteArray &piece : pieces) {
         unread += piece;
         const Answer::Batch batch = Answer::parse(unread);
         unread.remove(0, batch.end);

@@ -28,7 +28,8 @@ constexpr size_t kMaxChanges = 8;
 using Clock = std::chrono::steady_clock;
 using Input = std::string;
 
-Input current; // clazy:exclude=non-pod-global-static: for the signal handler
+// For the signal handler.
+Input current; // clazy:exclude=non-pod-global-static
 
 /// Calls only what a signal handler may.
 void showInput(int /*signal*/)

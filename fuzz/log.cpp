@@ -23,6 +23,7 @@ QByteArray shown(const QVector<QByteArray> &pieces, LogText::Level level, const 
     return text + renderer.rest();
 }
 
+// NOLINTNEXTLINE(bugprone-easily-swappable-parameters): both are arbitrary
 void checkFilter(const QByteArray &log, int choice, int size)
 {
     const auto level = static_cast<LogText::Level>(choice % kLevels);

@@ -28,7 +28,7 @@ OsVersion recordOf(const QByteArray &content)
     require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
             "the record can be written");
     file.close();
-    const OsVersion version = OsVersion::read(file.fileName());
+    OsVersion version = OsVersion::read(file.fileName());
     file.remove();
     return version;
 }
