@@ -36,8 +36,10 @@ QString wordsFor(int code)
 {
     switch (code) {
     case Protocol::FileUnusable:
-        return QStringLiteral("its file %1 is missing or cannot be opened or written; look at the "
-                              "file, its rights and the room on its disk, then choose again")
+        return QStringLiteral(
+                   "its file %1 is missing or cannot be opened or written; look at the "
+                   "file, its rights and the room on its disk, then choose again, as the "
+                   "daemon may use the choice without having kept it")
             .arg(Paths::configuration);
     case Protocol::IndexOutOfRange:
         return QStringLiteral("it has no default server with this index; see 'quillonctl show', "
