@@ -19,7 +19,11 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
 {
     reply->setReadBufferSize(kMaxBodyBytes + 1);
     connect(reply, &QNetworkReply::readyRead, this, &ReplyGuard::read);
-    QTimer::singleShot(kMaxAge, this, &ReplyGuard::expire);
+    // Not QTimer::singleShot(): its timer would outlive the guard until the time is up.
+    auto *age = new QTimer(this);
+    connect(age, &QTimer::timeout, this, &ReplyGuard::expire);
+    age->setSingleShot(true);
+    age->start(kMaxAge);
 }
 
 const ReplyGuard *ReplyGuard::of(const QNetworkReply *reply)
