@@ -224,6 +224,10 @@ def broken_objects():
     write_for(0.1, frame(b'{"type":') * 100 + frame(b"[" * 10000) + frame(b"\xff\0{}"))
 
 
+def doubled_members():
+    write_for(0.1, frame(b'{"a": [' + b"1, " * 1000 + b'1], "a": 1}') * 20)
+
+
 def never_reads():
     write_for(0.5, ASK * 100)
 
@@ -239,7 +243,8 @@ def crowd():
 
 
 def hostile(load):
-    for attack in (random_bytes, endless_frame, tiny_frames, broken_objects, never_reads, crowd):
+    for attack in (random_bytes, endless_frame, tiny_frames, broken_objects, doubled_members,
+                   never_reads, crowd):
         attack()
         load.count("attacks")
         load.pause(random.uniform(0.2, 1))
@@ -433,9 +438,13 @@ class Soak:
         return self.sampler.samples[int(WARM_UP * len(self.sampler.samples)):]
 
     def growth(self):
-        """KiB in an hour's worth of requests."""
-        per_request = slope([(served, resident) for served, resident, _ in self.warm()])
-        return per_request * self.load.counts["answered"] * 3600 / self.seconds
+        """KiB in an hour's worth of requests, of the lowest that the memory falls to: what an
+        attack takes goes back to the system, but not at once."""
+        samples = self.warm()
+        size = max(1, len(samples) // 10)
+        lowest = [min(samples[start:start + size], key=lambda sample: sample[1])[:2]
+                  for start in range(0, len(samples) - size + 1, size)]
+        return slope(lowest) * self.load.counts["answered"] * 3600 / self.seconds
 
     def print_table(self, growth):
         counts, warm = self.load.counts, self.warm()
