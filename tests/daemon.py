@@ -24,6 +24,10 @@ CONF = "/etc/.zeno/.agent.json"
 # Where an ordinary user runs the tests there is no other user.
 with open("/proc/self/uid_map", encoding="ascii") as uid_map:
     HAS_USERS = uid_map.read().split()[2] != "1"
+# A sanitizer takes memory of its own; it is not to keep what was freed as well.
+os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1"
+with open(f"{BIN}/quillon", "rb") as program:
+    SLACK = 4 if b"__asan_init" in program.read() else 1
 KEY = functools.reduce(operator.xor, b"kvx-journal")
 
 
@@ -89,6 +93,10 @@ class Daemon:
         self.process.kill()
         self.process.wait()
         assert alive or error[0], f"the daemon ended with {self.process.returncode}"
+
+    def resident_bytes(self):
+        with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as file:
+            return int(file.read().split()[1]) * os.sysconf("SC_PAGESIZE")
 
 
 def frame(message, sender=2, length=None):

@@ -8,7 +8,8 @@ import tempfile
 
 import unittest
 
-from daemon import BIN, LOG, SOCKET, Case, Daemon, ask, configure, log, poll, quillonctl
+from daemon import (ASK, BIN, LOG, SLACK, SOCKET, Case, Client, Daemon, ask, choose, configure, log,
+                    poll, quillonctl)
 
 TLS_SITE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../scripts/tls-site")
 VERSION = '\n\nversion: "1.0.3.2"'
@@ -65,6 +66,18 @@ class Tls(Case):
                 {"method": "POST", "uri": "/v1/harbor/health", "content_type": "application/json",
                  "content_length": "0", "cookie": "", "authtoken": "", "authorization": ""})
         self.assertEqual(len(self.requests()), 3)
+
+    def test_failed_handshakes(self):
+        """The toolkit would keep what each of them took."""
+        configure({"defaultUrl": [self.urls["UNTRUSTED_URL"]]})
+        with Daemon() as daemon:
+            client = Client()
+            for count in (200, 500):
+                before = daemon.resident_bytes()
+                while log().count("SslHandshakeFailedError") < count:
+                    client.socket.sendall(choose(0) + ASK)
+                    client.answer()
+            self.assertLess(daemon.resident_bytes() - before, SLACK * 2**19)
 
     def test_silent_server(self):
         with socket.create_server(("127.0.0.1", 0)) as silent:

@@ -89,19 +89,33 @@ void HttpCommunication::allowUnknownNetwork()
     QT_WARNING_POP
 }
 
+QList<QNetworkReply *> HttpCommunication::outstanding() const
+{
+    auto replies = m_manager.findChildren<QNetworkReply *>();
+    replies.erase(std::remove_if(replies.begin(), replies.end(),
+                                 [](const QNetworkReply *reply) { return reply->isFinished(); }),
+                  replies.end());
+    return replies;
+}
+
 // A silent server must not make us collect replies. Nobody is told: what has
 // been replaced is no answer to the request that replaced it.
 void HttpCommunication::dropOldest()
 {
-    auto running = m_manager.findChildren<QNetworkReply *>();
-    running.erase(std::remove_if(running.begin(), running.end(),
-                                 [](const QNetworkReply *reply) { return reply->isFinished(); }),
-                  running.end());
-    if (running.size() < kMaxOutstanding)
+    const QList<QNetworkReply *> replies = outstanding();
+    if (replies.size() < kMaxOutstanding)
         return;
-    QNetworkReply *oldest = running.constFirst();
+    QNetworkReply *oldest = replies.constFirst();
     oldest->disconnect(&m_manager);
     delete oldest; // now: there may be thousands before the loop comes to a deferred one
+}
+
+// The toolkit keeps some KiB of every failed TLS handshake as long as it has
+// connections. To take them away would block while a reply is outstanding.
+void HttpCommunication::closeConnections()
+{
+    if (outstanding().isEmpty())
+        m_manager.clearConnectionCache();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
@@ -109,6 +123,9 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const ReplyGuard *guard = ReplyGuard::of(reply);
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
+    if (reply->error() == QNetworkReply::SslHandshakeFailedError)
+        connect(reply, &QObject::destroyed, this, &HttpCommunication::closeConnections,
+                Qt::QueuedConnection);
 
     if (reply->error() == QNetworkReply::TimeoutError || (guard != nullptr && guard->isExpired())) {
         qInfo() << "TimeoutError return"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QVariantMap>
@@ -41,7 +42,9 @@ signals:
 
 private:
     void allowUnknownNetwork();
+    QList<QNetworkReply *> outstanding() const;
     void dropOldest();
+    void closeConnections();
 
     QNetworkAccessManager m_manager;
 };
