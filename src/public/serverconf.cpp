@@ -1,7 +1,8 @@
 #include "serverconf.h"
 
+#include "confkeys.h"
 #include "jsontext.h"
-#include "sharedconstants.h"
+#include "serverurls.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
