@@ -1,5 +1,6 @@
 """What a local program, a hostile server or the machine can do to the daemon."""
 
+import fcntl
 import gzip
 import json
 import os
@@ -40,11 +41,11 @@ class Attack(Case):
 
 
 class Clients(Attack):
-    def write_endlessly(self, client, seconds, data=bytes(65536)):
-        """How much was taken of it until the time is up or the client dropped."""
+    def write_endlessly(self, client, seconds, data=bytes(65536), enough=1024 * MIB):
+        """How much was taken of it until that is enough, the time is up or the client dropped."""
         client.socket.settimeout(0.1)
         taken, deadline = 0, time.monotonic() + seconds
-        while time.monotonic() < deadline:
+        while time.monotonic() < deadline and taken < enough:
             try:
                 taken += client.socket.send(data)
             except TimeoutError:
@@ -75,7 +76,7 @@ class Clients(Attack):
         self.start()
         before = self.rss()
         writer = Client()
-        self.assertGreater(self.write_endlessly(writer, 1), MIB)
+        self.assertGreaterEqual(self.write_endlessly(writer, 30, enough=16 * MIB), 16 * MIB)
         self.assert_small(before, 6 * MIB)
         writer.leave()
         large = frame({"type": "5", "x": "x" * 30000})
@@ -193,11 +194,14 @@ class Machine(Attack):
             threading.Event().wait(delay / 1000)
             daemon.__exit__(None)
             client.socket.close()
+            with open(LOG, "a", encoding="ascii") as file:
+                file.write("[Debug:cut")  # as a write that is killed leaves it
             with open(CONF, encoding="utf-8") as file:
                 self.assertIn("defaultUrl", json.load(file))
             self.assertLessEqual(len(os.listdir(os.path.dirname(CONF))), 2)
         self.start()
         self.assertEqual(os.listdir(os.path.dirname(CONF)), [".agent.json"])
+        self.assertEqual(log().count("[Debug:cut\n[Qinfo:"), 12)
 
     def test_file_size_limit(self):
         daemon = self.start()
@@ -232,6 +236,9 @@ class Machine(Attack):
         os.remove(LOG)
         os.mkdir(LOG)
         self.addCleanup(os.rmdir, LOG)
+        fcntl.fcntl(daemon.process.stderr, fcntl.F_SETPIPE_SZ, 4096)
+        for _ in range(40):  # one that nobody reads is soon full
+            served()
         daemon.process.stderr.close()
         served()
 

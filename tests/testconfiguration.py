@@ -43,6 +43,16 @@ class Configuration(Case):
                     self.assertEqual(ask(choose(0)), [REFUSED | {"activeMessageType": code}, EMPTY])
                     self.assertIn(at_choice, log()[before:])
 
+    def test_unusable_version_record(self):
+        record = "/etc/os-version"
+        for make in (os.mkfifo, lambda path: os.symlink("/dev/zero", path),
+                     lambda path: os.mknod(path) or os.truncate(path, 2**20 + 1)):
+            self.setUp()
+            make(record)
+            with Daemon():
+                self.assertIn("os-version open failed.", log())
+            os.remove(record)
+
     def test_custom_address_is_probed(self):
         site = Site((0, 200))
         address = site.url.removeprefix("http://") + "/prefix"

@@ -1,17 +1,38 @@
+import socket
+import subprocess
+import tempfile
+import time
 import unittest
 
 from daemon import Case, Daemon, Site, ask, choose, configure, log, poll, stays
 
 TIMEOUT = "warning: checkNetworkTimeout()"
+JUMPING_CLOCK = """
+#include <stdio.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+int clock_gettime(clockid_t clock, struct timespec *now)
+{
+    long seconds = 0;
+    FILE *jump = clock == CLOCK_REALTIME ? fopen("/tmp/jump", "r") : NULL;
+    if (jump != NULL && fscanf(jump, "%ld", &seconds) + fclose(jump) < 0)
+        return -1;
+    const long result = syscall(SYS_clock_gettime, clock, now);
+    now->tv_sec += seconds;
+    return (int)result;
+}
+"""
 
 
 def status_line(status):
     return f" --------Http Status Code Attribute  {status} --------"
 
 
-def start(*sites):
+def start(*sites, **options):
     configure({"defaultUrl": [site.url for site in sites]})
-    return Daemon()
+    return Daemon(**options)
 
 
 class Outcome(Case):
@@ -50,6 +71,37 @@ class Slow(Case):
             stays(lambda: TIMEOUT not in log(), 7)
             poll(lambda: TIMEOUT in log(), 3)
 
+    def test_clock_jumps(self):
+        """The log's age follows the clock, a check does not."""
+        with tempfile.TemporaryDirectory() as folder:
+            library, jump = f"{folder}/clock.so", f"{folder}/jump"
+            subprocess.run(["cc", "-xc", "-shared", "-fPIC", "-o", library, "-"], check=True,
+                           input=JUMPING_CLOCK.replace("/tmp/jump", jump), text=True)
+            begin = time.monotonic()
+            with start(Site((60, 200)), env={"LD_PRELOAD": library,
+                                             "ASAN_OPTIONS": "verify_asan_link_order=0"}):
+                for years in (10, -10):
+                    with open(jump, "w", encoding="ascii") as file:
+                        file.write(str(years * 365 * 86400))
+                    ask()
+                    self.assertEqual(log().count("\n"), 1, "each line finds a log of another time")
+                poll(lambda: TIMEOUT in log())
+                self.assertTrue(7.5 < time.monotonic() - begin < 9.5)
+
+    def test_reply_of_a_minute_is_ended(self):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            configure({"defaultUrl": [f"http://127.0.0.1:{server.getsockname()[1]}"],
+                       "healthPath": "/other"})
+            with Daemon(), server.accept()[0] as peer:
+                peer.sendall(b"HTTP/1.1 200 OK\r\n\r\n")
+                begin = time.monotonic()
+                with self.assertRaises(ConnectionError):
+                    while time.monotonic() - begin < 90:
+                        peer.sendall(b"x")
+                        time.sleep(0.1)
+                self.assertTrue(58 < time.monotonic() - begin < 63)
+                poll(lambda: 'TimeoutError return "other"' in log())
+                self.assertNotIn("returnByte", log())
 
 
 if __name__ == "__main__":

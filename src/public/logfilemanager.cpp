@@ -136,11 +136,28 @@ bool appendLine(const QByteArray &path, const QByteArray &line)
     return whole;
 }
 
+/// A process that is killed in a write leaves half a line.
+void endCutLine(const QByteArray &path)
+{
+    const int file =
+        ::open(path.constData(), O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0)
+        return;
+    char last = '\n';
+    struct stat status = {};
+    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
+        static_cast<void>(::pread(file, &last, 1, status.st_size - 1));
+    if (last != '\n')
+        appendLine(path, "\n");
+    ::close(file);
+}
+
 } // namespace
 
 void ServiceLog::getLogFilePath(const QString &path)
 {
     logFilePathIn = path;
+    endCutLine(QFile::encodeName(path));
 }
 
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,

@@ -10,7 +10,8 @@ class QString;
 /// nothing that was logged.
 namespace ServiceLog {
 
-/// Stores the full path of the log file. Call once, before the handler is installed.
+/// Stores the full path of the log file, and ends the line that a killed process
+/// may have left there. Call once, before the handler is installed.
 void getLogFilePath(const QString &path);
 
 /// The handler, for qInstallMessageHandler(). May run on several threads at
