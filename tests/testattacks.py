@@ -76,7 +76,7 @@ class Clients(Attack):
         self.start()
         before = self.rss()
         writer = Client()
-        self.assertGreaterEqual(self.write_endlessly(writer, 30, enough=16 * MIB), 16 * MIB)
+        self.assertGreaterEqual(self.write_endlessly(writer, 30, enough=4 * MIB), 4 * MIB)
         self.assert_small(before, 6 * MIB)
         writer.leave()
         large = frame({"type": "5", "x": "x" * 30000})
