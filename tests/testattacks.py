@@ -216,7 +216,7 @@ class Machine(Attack):
         rows = (
             ("directory", lambda: os.mkdir(LOG), lambda: os.rmdir(LOG)),
             ("FIFO", lambda: os.mkfifo(LOG), lambda: os.remove(LOG)),
-            ("device", lambda: os.symlink("/dev/full", LOG), lambda: os.remove(LOG)),
+            ("device", lambda: os.symlink("/dev/null", LOG), lambda: os.remove(LOG)),
             ("no folder", lambda: os.rmdir(folder), lambda: os.mkdir(folder)),
             ("full disk", lambda: os.system(f"mount -t tmpfs -o nr_inodes=1 tmpfs {folder}"),
              lambda: os.system(f"umount {folder}")),
@@ -224,12 +224,14 @@ class Machine(Attack):
         daemon = self.start(stderr=subprocess.PIPE)
         self.addCleanup(daemon.process.stderr.close)
         threading.Thread(target=daemon.process.wait, daemon=True).start()
+        os.set_blocking(daemon.process.stderr.fileno(), False)
         for name, spoil, mend in rows:
             with self.subTest(name):
+                daemon.process.stderr.read()  # what the row before has left
                 os.remove(LOG)
                 spoil()
                 self.assertEqual(served()["type"], "5")
-                self.assertEqual(daemon.process.stderr.readline(), b"logFile closed failed\n")
+                self.assertIn(b"logFile closed failed\n", poll(daemon.process.stderr.read))
                 mend()
                 self.assertEqual(served()["type"], "5")
                 self.assertIn("send data", poll(log))
@@ -240,6 +242,18 @@ class Machine(Attack):
         for _ in range(40):  # one that nobody reads is soon full
             served()
         daemon.process.stderr.close()
+        served()
+
+    def test_broken_pipe_from_the_start(self):
+        os.makedirs(LOG)
+        reader, writer = os.pipe()
+        os.close(reader)
+        process = subprocess.Popen([f"{BIN}/quillon"], stderr=writer)
+        os.close(writer)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        poll(lambda: os.path.exists(SOCKET) or process.poll() is not None)
+        self.assertIsNone(process.poll())
         served()
 
     def test_cut_line_is_taken_back(self):

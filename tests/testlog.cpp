@@ -2,6 +2,7 @@
 #include "logfilemanager.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -48,6 +49,7 @@ private slots:
     void writesLines();
     void deletesOverLimit_data();
     void deletesOverLimit();
+    void keepsFreshLog();
     void keepsLinesOfThreadsWhole();
 
 private:
@@ -166,6 +168,16 @@ void TestLog::deletesOverLimit()
     log(QtDebugMsg, "m", 1, QStringLiteral("next"));
     QTEST(content().startsWith("ol"), "stays");
     QVERIFY(content().endsWith("] next\n"));
+}
+
+// Over the turn of a second, where a clock that lags behind the file's shows.
+void TestLog::keepsFreshLog()
+{
+    for (const QDeadlineTimer end(1100); !end.hasExpired(); QFile::remove(m_path)) {
+        log(QtDebugMsg, "m", 1, QStringLiteral("first"));
+        log(QtDebugMsg, "m", 1, QStringLiteral("second"));
+        QCOMPARE(content().count('\n'), 2);
+    }
 }
 
 void TestLog::keepsLinesOfThreadsWhole()
