@@ -2,6 +2,7 @@
 
 #include "logencryption.h"
 #include "replyguard.h"
+#include "serverconf.h"
 #include "sharedconstants.h"
 
 #include <QDebug>
@@ -43,11 +44,6 @@ QString fileNameOf(const QUrl &url)
     return url.fileName(QUrl::FullyDecoded);
 }
 
-bool isHealth(const QUrl &url)
-{
-    return fileNameOf(url) == QLatin1String("health");
-}
-
 } // namespace
 
 HttpCommunication::HttpCommunication(QObject *parent)
@@ -72,7 +68,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     dropOldest();
-    new ReplyGuard(m_manager.post(request, data), !isHealth(request.url())); // owned by the reply
+    new ReplyGuard(m_manager.post(request, data), !ServerConf::isProbe(request.url())); // owned by the reply
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
@@ -137,7 +133,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
     if (reply->error() != QNetworkReply::NoError)
         qWarning() << "Failed: " << status << reply->error() << reply->errorString();
 
-    if (isHealth(reply->url())) {
+    if (ServerConf::isProbe(reply->url())) {
         emit receiveHealth(headers, status);
         return;
     }

@@ -49,16 +49,14 @@ QVariantMap ServerJson::parseJsonData(const QJsonDocument &document)
 
 void ServerJson::getServerUrlConf(QVariantMap map)
 {
-    m_healthPath = map.value(healthPathName).toString();
-    m_serverUrl = ServerConf::serverUrl(map);
-    qDebug() << "server-url= " << LogEncryption::encryptionMessage(m_serverUrl);
+    m_probeUrl = ServerConf::probeUrl(map);
+    qDebug() << "server-url= " << LogEncryption::encryptionMessage(ServerConf::serverUrl(map));
 }
 
 void ServerJson::sendHealthInfo()
 {
-    const QString url = m_serverUrl + m_healthPath;
-    qDebug() << "sendHealthInfo url :" << LogEncryption::encryptionMessage(url);
-    m_http->sendPost(url, {}, {});
+    qDebug() << "sendHealthInfo url :" << LogEncryption::encryptionMessage(m_probeUrl);
+    m_http->sendPost(m_probeUrl, {}, {});
 }
 
 void ServerJson::getServerData(int httpCode, const QVariantMap &headerData,

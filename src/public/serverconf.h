@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QVariantMap>
 
+class QUrl;
+
 /// The server configuration as a map with the keys of confkeys.h: bool, int,
 /// int, string, string and list of the default servers' base URLs. Pure
 /// functions between that map and its JSON forms.
@@ -29,5 +31,12 @@ QVariantMap toReply(const QVariantMap &map);
 /// Base URL of the server in use: a default server, empty when the index is
 /// none of theirs; or the custom address behind its scheme, not validated.
 QString serverUrl(const QVariantMap &map);
+
+/// Where the health probe goes: the base URL directly followed by the health path.
+QString probeUrl(const QVariantMap &map);
+
+/// Whether a reply from the URL is one to the health probe: the last segment of
+/// its path is "health". Any other reply to a probe is not taken as its answer.
+bool isProbe(const QUrl &url);
 
 } // namespace ServerConf

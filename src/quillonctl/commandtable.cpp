@@ -1,5 +1,6 @@
 #include "commandtable.h"
 
+#include "checkcommand.h"
 #include "configcommands.h"
 #include "logcommand.h"
 #include "options.h"
@@ -17,7 +18,7 @@ QString turnOn(const QString & /*value*/, Options &options)
 } // namespace
 
 const CommandTable::Option CommandTable::options[] = {
-    {DaemonGroup,
+    {JsonGroup,
      jsonOption,
      {},
      QLatin1String("Print one JSON document, also for an error."),
@@ -55,6 +56,9 @@ const CommandTable::Command CommandTable::commands[] = {
     {DaemonGroup, QLatin1String("use"), QLatin1String("INDEX"),
      QLatin1String("Choose the default server with this index, then show what the daemon has."),
      OptionValues::readIndex, ConfigCommands::use},
+    {CheckGroup, QLatin1String("check"), QLatin1String("[FILE]"),
+     QLatin1String("Tell what the daemon would make of its configuration file, or of FILE."),
+     OptionValues::readConfigurationFile, CheckCommand::run},
     {LogGroup, QLatin1String("log"), QLatin1String("[FILE|-]"),
      QLatin1String("Show the log, a FILE or the standard input with scrambled texts in clear."),
      OptionValues::readFile, LogCommand::run},
@@ -64,7 +68,8 @@ const QLatin1String CommandTable::exitStatuses{
     "Exit status:\n"
     "  0  done\n"
     "  1  refused by the daemon, or what it sent is no answer;\n"
-    "     the log cannot be read, or the output not be written\n"
+    "     a file cannot be read, or the output not be written;\n"
+    "     check: the file is not what the daemon expects\n"
     "  2  wrong usage\n"
     "  3  no daemon reachable: no socket, refused, or no permission\n"
     "  4  no answer in time: the daemon serves one program at a time;\n"

@@ -10,11 +10,13 @@ struct Options;
 /// The commands and options of the program: a new one is a new row.
 namespace CommandTable {
 
-/// Which commands an option belongs to.
+/// Which commands an option belongs to; the groups of commands are the single bits.
 enum Group : unsigned {
     DaemonGroup = 1,
     LogGroup = 2,
-    EveryGroup = DaemonGroup | LogGroup,
+    CheckGroup = 4,
+    JsonGroup = DaemonGroup | CheckGroup,
+    EveryGroup = DaemonGroup | LogGroup | CheckGroup,
 };
 
 /// Puts a value into the options, or tells what is wrong with it.
@@ -40,7 +42,7 @@ struct Command
 };
 
 extern const Option options[8];
-extern const Command commands[3];
+extern const Command commands[4];
 
 inline const QLatin1String helpOption{"help"};
 inline const QLatin1String versionOption{"version"};

@@ -1,11 +1,10 @@
 #include "logcommand.h"
 
+#include "fileaccess.h"
 #include "logfile.h"
 #include "logrenderer.h"
 #include "options.h"
 #include "output.h"
-
-#include <QFileInfo>
 
 #include <cerrno>
 #include <chrono>
@@ -20,13 +19,7 @@ constexpr std::chrono::milliseconds kPollInterval{200};
 
 ExitStatus unreadable(const QString &path, int error)
 {
-    QString reason = qt_error_string(error);
-    if (error == EACCES) {
-        const QString owner = QFileInfo(path).owner();
-        reason += QStringLiteral("; run this as %1, who may read it")
-                      .arg(owner.isEmpty() ? QStringLiteral("root") : owner);
-    }
-    Output::complain(QStringLiteral("cannot read %1: %2").arg(path, reason));
+    Output::complain(FileAccess::refusal(path, error));
     return ExitStatus::Refused;
 }
 

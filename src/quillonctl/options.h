@@ -14,6 +14,7 @@ struct Options
     bool wait = false;
     std::chrono::milliseconds timeout{3000};
     int serverIndex = 0;
+    QString configurationFile = Paths::configuration;
 
     QString file = Paths::logFile; ///< "-" is standard input
     bool follow = false;

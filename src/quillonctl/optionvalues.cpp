@@ -109,6 +109,12 @@ QString OptionValues::readFile(const QString &value, Options &options)
     return {};
 }
 
+QString OptionValues::readConfigurationFile(const QString &value, Options &options)
+{
+    options.configurationFile = value;
+    return {};
+}
+
 QString OptionValues::contradictionIn(const Options &options)
 {
     return options.follow && options.file == QLatin1String("-")

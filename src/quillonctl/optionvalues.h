@@ -17,6 +17,8 @@ QString readLevel(const QString &value, Options &options);
 QString readIndex(const QString &value, Options &options);
 /// Any path, or "-".
 QString readFile(const QString &value, Options &options);
+/// Any path.
+QString readConfigurationFile(const QString &value, Options &options);
 
 /// Why the options cannot be followed together; else empty.
 QString contradictionIn(const Options &options);
