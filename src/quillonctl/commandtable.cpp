@@ -5,6 +5,7 @@
 #include "logcommand.h"
 #include "options.h"
 #include "optionvalues.h"
+#include "statuscommand.h"
 
 namespace {
 
@@ -56,6 +57,12 @@ const CommandTable::Command CommandTable::commands[] = {
     {DaemonGroup, QLatin1String("use"), QLatin1String("INDEX"),
      QLatin1String("Choose the default server with this index, then show what the daemon has."),
      OptionValues::readIndex, ConfigCommands::use},
+    {DaemonGroup,
+     QLatin1String("status"),
+     {},
+     QLatin1String("Tell whether the daemon answers and what the last probe of its server gave."),
+     nullptr,
+     StatusCommand::run},
     {CheckGroup, QLatin1String("check"), QLatin1String("[FILE]"),
      QLatin1String("Tell what the daemon would make of its configuration file, or of FILE."),
      OptionValues::readConfigurationFile, CheckCommand::run},
@@ -69,7 +76,8 @@ const QLatin1String CommandTable::exitStatuses{
     "  0  done\n"
     "  1  refused by the daemon, or what it sent is no answer;\n"
     "     a file cannot be read, or the output not be written;\n"
-    "     check: the file is not what the daemon expects\n"
+    "     check: something is wrong with the file;\n"
+    "     status: the last probe did not give 200, or nothing tells\n"
     "  2  wrong usage\n"
     "  3  no daemon reachable: no socket, refused, or no permission\n"
     "  4  no answer in time: the daemon serves one program at a time;\n"

@@ -16,7 +16,7 @@ enum Group : unsigned {
     LogGroup = 2,
     CheckGroup = 4,
     JsonGroup = DaemonGroup | CheckGroup,
-    EveryGroup = DaemonGroup | LogGroup | CheckGroup,
+    EveryGroup = JsonGroup | LogGroup,
 };
 
 /// Puts a value into the options, or tells what is wrong with it.
@@ -42,7 +42,7 @@ struct Command
 };
 
 extern const Option options[8];
-extern const Command commands[4];
+extern const Command commands[5];
 
 inline const QLatin1String helpOption{"help"};
 inline const QLatin1String versionOption{"version"};

@@ -148,14 +148,19 @@ ExitStatus conclude(const Options &options, const Verdict &verdict)
 ExitStatus ConfigCommands::show(const Options &options)
 {
     const DaemonClient client(options.timeout, options.wait);
-    return conclude(options, judge(client.ask(frameOf(Protocol::Configuration))));
+    return conclude(options, judge(client.ask(configurationRequest())));
 }
 
 ExitStatus ConfigCommands::use(const Options &options)
 {
     const DaemonClient client(options.timeout, options.wait);
-    const QByteArray request = choiceOf(options.serverIndex) + frameOf(Protocol::Configuration);
+    const QByteArray request = choiceOf(options.serverIndex) + configurationRequest();
     return conclude(options, judgeChoice(client.ask(request), options.serverIndex));
+}
+
+QByteArray ConfigCommands::configurationRequest()
+{
+    return frameOf(Protocol::Configuration);
 }
 
 QByteArray ConfigCommands::failureDocument(ExitStatus status, const QString &word,

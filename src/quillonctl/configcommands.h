@@ -2,6 +2,7 @@
 
 #include "exitstatus.h"
 
+#include <QByteArray>
 #include <QString>
 
 struct Options;
@@ -16,6 +17,9 @@ ExitStatus show(const Options &options);
 /// Chooses a default server, then shows the configuration. Succeeds only when
 /// the daemon itself tells that the server is in use.
 ExitStatus use(const Options &options);
+
+/// What asks the daemon for its configuration.
+QByteArray configurationRequest();
 
 /// The JSON document of a failure; every failure of these commands has these members.
 QByteArray failureDocument(ExitStatus status, const QString &word, const QString &message);

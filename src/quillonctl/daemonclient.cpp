@@ -2,6 +2,7 @@
 
 #include "answer.h"
 #include "paths.h"
+#include "peerprocess.h"
 #include "protocol.h"
 
 #include <QLocalSocket>
@@ -26,7 +27,7 @@ void knock()
 
 Reply failed(Reply::Outcome outcome, const QString &reason)
 {
-    return {outcome, reason, {}, {}};
+    return {outcome, reason, {}, {}, 0};
 }
 
 Reply unreachable(const QLocalSocket &socket)
@@ -103,9 +104,12 @@ Reply DaemonClient::attempt(const QByteArray &request) const
         socket.abort();
         return reply;
     }
+    const qint64 process = PeerProcess::idOf(socket);
     socket.write(request);
     socket.flush();
-    return collect(socket);
+    Reply reply = collect(socket);
+    reply.process = process;
+    return reply;
 }
 
 Reply DaemonClient::collect(QLocalSocket &socket) const
@@ -123,7 +127,7 @@ Reply DaemonClient::collect(QLocalSocket &socket) const
             return reply;
         if (m_deadline.hasExpired()) {
             const Reply late = expired(!unread.isEmpty());
-            return {late.outcome, late.reason, reply.status, {}};
+            return {late.outcome, late.reason, reply.status, {}, 0};
         }
         if (!socket.waitForReadyRead(remaining(pause))
             && socket.state() == QLocalSocket::ConnectedState && !m_deadline.hasExpired())

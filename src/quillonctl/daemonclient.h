@@ -25,6 +25,7 @@ struct Reply
     QString reason; ///< in words, unless answered
     QJsonObject status; ///< the last status message, with any outcome; else empty
     QJsonObject configuration; ///< the configuration message; empty unless answered
+    qint64 process = 0; ///< the daemon's, with any outcome; 0 when it is not known
 };
 
 /// Asks the daemon over its local socket and waits for the answer, blocking.

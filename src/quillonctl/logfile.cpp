@@ -44,6 +44,11 @@ bool LogFile::read(QByteArray &bytes) const
     return size >= 0;
 }
 
+void LogFile::skip() const
+{
+    ::lseek(m_descriptor, 0, SEEK_END);
+}
+
 bool LogFile::isReplaced() const
 {
     struct stat mine = {};

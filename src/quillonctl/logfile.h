@@ -27,6 +27,9 @@ public:
     /// False with the reason in errno.
     bool read(QByteArray &bytes) const;
 
+    /// Goes to the end of what there is.
+    void skip() const;
+
     /// True when the rest of this log stands in another file or at its beginning: open it again.
     bool isReplaced() const;
 

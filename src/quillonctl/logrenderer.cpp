@@ -11,43 +11,23 @@ LogRenderer::LogRenderer(LogText::Level level, QByteArray since)
 
 QByteArray LogRenderer::add(const QByteArray &bytes)
 {
-    QByteArray shown;
-    int start = 0;
-    for (int end = bytes.indexOf('\n'); end >= 0; end = bytes.indexOf('\n', start)) {
-        shown += hold(bytes.mid(start, end - start));
-        shown += take(m_pending.size(), true);
-        start = end + 1;
-    }
-    return shown + hold(bytes.mid(start));
+    QByteArray text;
+    const QVector<LogLines::Piece> pieces = m_lines.add(bytes);
+    for (const LogLines::Piece &piece : pieces)
+        text += shown(piece);
+    return text;
 }
 
 QByteArray LogRenderer::rest()
 {
-    QByteArray shown = take(m_pending.size(), false);
-    m_startsLine = true;
-    return shown;
+    return shown(m_lines.rest());
 }
 
-QByteArray LogRenderer::hold(const QByteArray &bytes)
+QByteArray LogRenderer::shown(const LogLines::Piece &piece)
 {
-    m_pending += bytes;
-    QByteArray shown;
-    while (m_pending.size() > kMaxLineBytes) {
-        // After a blank, so that no scrambled text is cut that fits into the next piece.
-        const int blank = m_pending.lastIndexOf(' ', kMaxLineBytes - 1);
-        shown += take(blank < 0 ? kMaxLineBytes : blank + 1, false);
-    }
-    return shown;
-}
-
-QByteArray LogRenderer::take(int size, bool endsLine)
-{
-    const QByteArray piece = m_pending.left(size);
-    m_pending.remove(0, size);
-    if (const auto head = LogText::headOf(piece); m_startsLine && head)
+    if (const auto head = LogText::headOf(piece.bytes); piece.startsLine && head)
         m_passes = head->level >= m_level && head->time >= m_since;
-    m_startsLine = endsLine;
     if (!m_passes)
         return {};
-    return endsLine ? LogText::inClear(piece) + '\n' : LogText::inClear(piece);
+    return piece.endsLine ? LogText::inClear(piece.bytes) + '\n' : LogText::inClear(piece.bytes);
 }

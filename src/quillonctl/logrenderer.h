@@ -1,33 +1,27 @@
 #pragma once
 
+#include "loglines.h"
 #include "logtext.h"
+#include "logview.h"
 
-/// Turns the bytes of a log, in whatever pieces they are read, into the lines
-/// to be shown. Holds no more than about one line, and does no input or output.
-class LogRenderer
+/// Shows the lines of a log, each scrambled text in clear.
+class LogRenderer : public LogView
 {
 public:
     /// A message passes with at least the level and at or after the time, when
     /// there is one; all its lines pass with it.
     LogRenderer(LogText::Level level, QByteArray since);
 
-    /// What can be shown now. The bytes of a line without an end wait for more,
-    /// up to kMaxLineBytes; a longer line is shown piece by piece, and a scrambled
-    /// text that does not fit into a piece stays as it is.
-    QByteArray add(const QByteArray &bytes);
-
-    /// What waits, as if its line ended here, but without a line feed.
-    QByteArray rest();
-
-    static constexpr int kMaxLineBytes = 1024 * 1024;
+    /// A line of more than LogLines::kMaxLineBytes is shown piece by piece, and a
+    /// scrambled text that does not fit into a piece stays as it is.
+    QByteArray add(const QByteArray &bytes) override;
+    QByteArray rest() override;
 
 private:
-    QByteArray hold(const QByteArray &bytes);
-    QByteArray take(int size, bool endsLine);
+    QByteArray shown(const LogLines::Piece &piece);
 
     const LogText::Level m_level;
     const QByteArray m_since;
-    QByteArray m_pending;
-    bool m_startsLine = true;
+    LogLines m_lines;
     bool m_passes;
 };

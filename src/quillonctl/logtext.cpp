@@ -3,9 +3,8 @@
 #include "logencryption.h"
 #include "terminaltext.h"
 
-#include <QDate>
+#include <QDateTime>
 #include <QString>
-#include <QTime>
 
 #include <algorithm>
 
@@ -63,6 +62,16 @@ QByteArray unscrambled(const QByteArray &base64)
     return TerminalText::escaped(text.replace('\\', "\\\\"));
 }
 
+/// @param position of what follows the time: ":FILE line:NUMBER] "
+LogText::Head headWith(LogText::Level level, const QByteArray &time, const QByteArray &line,
+                       int position)
+{
+    const int label = std::max(position, line.indexOf(" line:", position));
+    const int bracket = line.indexOf("] ", label);
+    return {level, time, line.mid(position + 1, label - position - 1),
+            bracket < 0 ? line.size() : bracket + 2};
+}
+
 } // namespace
 
 std::optional<LogText::Level> LogText::levelNamed(const QString &name)
@@ -86,6 +95,11 @@ bool LogText::isTime(const QByteArray &text)
            && QTime::isValid(number(11), number(14), number(17));
 }
 
+QByteArray LogText::timeText(const QDateTime &time)
+{
+    return time.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")).toUtf8();
+}
+
 std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
 {
     for (const LevelName &known : kLevels) {
@@ -93,7 +107,7 @@ std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
             continue;
         const QByteArray time = line.mid(known.tag.size(), kTimeSize);
         if (isTime(time))
-            return Head{known.level, time};
+            return headWith(known.level, time, line, known.tag.size() + kTimeSize);
     }
     return {};
 }

@@ -4,6 +4,7 @@
 
 #include <optional>
 
+class QDateTime;
 class QString;
 
 /// Reads what the daemon writes into its log and undoes its scrambling.
@@ -16,6 +17,8 @@ struct Head
 {
     Level level;
     QByteArray time;
+    QByteArray source; ///< the file that the message was raised in
+    int textStart; ///< where in the line the message begins
 };
 
 /// The level that a person calls so on the command line.
@@ -24,6 +27,9 @@ std::optional<Level> levelNamed(const QString &name);
 /// True for "yyyy-MM-dd hh:mm:ss" with an existing date and time. Such texts
 /// compare like the times.
 bool isTime(const QByteArray &text);
+
+/// The time as isTime() has it.
+QByteArray timeText(const QDateTime &time);
 
 /// What the line tells of its message; nothing when the line goes on with the one before.
 std::optional<Head> headOf(const QByteArray &line);

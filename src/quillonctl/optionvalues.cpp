@@ -37,13 +37,13 @@ qint64 unitSeconds(QChar unit)
 }
 
 /// Empty when the text is no span.
-QString timeBefore(const QDateTime &now, const QString &span)
+QByteArray timeBefore(const QDateTime &now, const QString &span)
 {
     const auto count = decimal(span.chopped(1));
     const qint64 unit = unitSeconds(span.back());
     if (!count || *count < 0 || unit == 0)
         return {};
-    return now.addSecs(-*count * unit).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    return LogText::timeText(now.addSecs(-*count * unit));
 }
 
 /// "yyyy-MM-dd" with or without the time in minutes or seconds gets all of it.
@@ -72,9 +72,9 @@ QString OptionValues::readTimeout(const QString &value, Options &options)
 
 QString OptionValues::readSince(const QString &value, Options &options)
 {
-    const QString before =
-        value.isEmpty() ? QString() : timeBefore(QDateTime::currentDateTime(), value);
-    const QByteArray time = (before.isEmpty() ? wholeTime(value) : before).toUtf8();
+    const QByteArray before =
+        value.isEmpty() ? QByteArray() : timeBefore(QDateTime::currentDateTime(), value);
+    const QByteArray time = before.isEmpty() ? wholeTime(value).toUtf8() : before;
     if (!LogText::isTime(time))
         return QStringLiteral("--since takes yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\" or a span "
                               "such as 90s, 15m, 2h or 7d, not '%1'")
