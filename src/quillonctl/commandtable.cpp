@@ -3,6 +3,7 @@
 #include "checkcommand.h"
 #include "configcommands.h"
 #include "logcommand.h"
+#include "monitorcommand.h"
 #include "options.h"
 #include "optionvalues.h"
 #include "statuscommand.h"
@@ -36,7 +37,7 @@ const CommandTable::Option CommandTable::options[] = {
      {},
      QLatin1String("Go on with what is added, and with a new log after this one is deleted."),
      turnOn<&Options::follow>},
-    {LogGroup, QLatin1String("since"), QLatin1String("WHEN"),
+    {SinceGroup, QLatin1String("since"), QLatin1String("WHEN"),
      QLatin1String("Only messages since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or a span "
                    "back from now such as 90s, 15m, 2h or 7d."),
      OptionValues::readSince},
@@ -66,6 +67,12 @@ const CommandTable::Command CommandTable::commands[] = {
     {CheckGroup, QLatin1String("check"), QLatin1String("[FILE]"),
      QLatin1String("Tell what the daemon would make of its configuration file, or of FILE."),
      OptionValues::readConfigurationFile, CheckCommand::run},
+    {MonitorGroup,
+     QLatin1String("monitor"),
+     {},
+     QLatin1String("Show probes, their outcomes, choices and clients as they come."),
+     nullptr,
+     MonitorCommand::run},
     {LogGroup, QLatin1String("log"), QLatin1String("[FILE|-]"),
      QLatin1String("Show the log, a FILE or the standard input with scrambled texts in clear."),
      OptionValues::readFile, LogCommand::run},

@@ -15,8 +15,10 @@ enum Group : unsigned {
     DaemonGroup = 1,
     LogGroup = 2,
     CheckGroup = 4,
+    MonitorGroup = 8,
     JsonGroup = DaemonGroup | CheckGroup,
-    EveryGroup = JsonGroup | LogGroup,
+    SinceGroup = LogGroup | MonitorGroup,
+    EveryGroup = JsonGroup | SinceGroup,
 };
 
 /// Puts a value into the options, or tells what is wrong with it.
@@ -42,7 +44,7 @@ struct Command
 };
 
 extern const Option options[8];
-extern const Command commands[5];
+extern const Command commands[6];
 
 inline const QLatin1String helpOption{"help"};
 inline const QLatin1String versionOption{"version"};
