@@ -4,6 +4,7 @@
 #include "target.h"
 
 #include "logencryption.h"
+#include "logevents.h"
 #include "logrenderer.h"
 #include "logtext.h"
 #include "terminaltext.h"
@@ -37,6 +38,19 @@ void checkFilter(const QByteArray &log, int choice, int size)
     require(whole.size() <= all.size(), "a filter adds nothing");
 }
 
+void checkEvents(const QByteArray &log, int size)
+{
+    LogEvents pieces;
+    int count = 0;
+    for (const QByteArray &piece : Fuzz::piecesOf(log, size)) {
+        for (const LogEvent &event : pieces.add(piece)) {
+            require(Fuzz::isPlainText(event.text), "what is told drives no terminal");
+            ++count;
+        }
+    }
+    require(LogEvents().add(log).size() == count, "pieces tell the same");
+}
+
 void checkScrambling(const QByteArray &text)
 {
     const QByteArray scrambled = LogEncryption::encryptionMessage(text);
@@ -57,5 +71,6 @@ void Fuzz::run(const QByteArray &input)
         return;
     const QByteArray log = input.mid(2);
     checkFilter(log, static_cast<uchar>(input.at(0)), static_cast<uchar>(input.at(1)) + 1);
+    checkEvents(log, static_cast<uchar>(input.at(1)) + 1);
     checkScrambling(log);
 }

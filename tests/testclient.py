@@ -6,8 +6,8 @@ import threading
 import time
 import unittest
 
-from daemon import (BIN, HAS_USERS, LOG, SOCKET, Case, Client, Daemon, configure, frame, log, poll,
-                    quillonctl)
+from daemon import (BIN, HAS_USERS, LOG, SOCKET, Case, Client, Daemon, Site, ask, choose, configure,
+                    frame, log, poll, quillonctl)
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
 CONFIGURATION = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUrl": "",
@@ -71,6 +71,57 @@ class Real(Case):
                 while "not sent by" not in seen:
                     seen = follower.stdout.readline()
                 follower.kill()
+
+
+    def test_status(self):
+        site = Site((0, 200), (0, 503), (5, 200))
+        configure({"defaultUrl": [site.url, URLS[0]]})
+
+        def look(text, *arguments, **options):
+            """Any time until the text is told; the exit status."""
+            seen = []
+            poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options))
+                                  or seen[-1].stdout))
+            self.assertEqual(seen[-1].stderr, "")
+            return seen[-1].returncode
+
+        with Daemon() as daemon:
+            self.assertEqual(look("status 200, "), 0)
+            self.assertEqual(look(f"Process:     {daemon.process.pid}, since 2"), 0)
+            for index, text in ((0, "status 503, "), (0, "pending, sent"), (1, "(Connection refused)")):
+                ask(choose(index))
+                self.assertEqual(look(text), 1)
+            self.assertEqual(look("2  servicecore.cpp: warning: http nStatus\n"), 1)
+            other = Client()
+            self.assertEqual(look("(Connection refused)", "--timeout", "300"), 4)
+            other.leave()
+            if HAS_USERS:
+                os.chmod(LOG, 0o600)
+                self.assertEqual(look("run this as root", user=65534), 1)
+        self.assertEqual(look('"httpStatus":0', "--json"), 3)
+        configure({"defaultUrl": [site.url]})
+        with Daemon():
+            self.assertEqual(look("pending, sent"), 1)
+            os.remove(LOG)
+            self.assertEqual(look("none told by the log"), 1)
+
+    def test_monitor(self):
+        configure({"defaultUrl": URLS})
+        with Daemon():
+            poll(lambda: "http nStatus" in log())
+            with subprocess.Popen([f"{BIN}/quillonctl", "monitor", "--since", "1h"], text=True,
+                                  stdout=subprocess.PIPE) as monitor:
+                def seen(*texts):
+                    for text in texts:
+                        self.assertRegex(monitor.stdout.readline(), f"^2[-0-9]* [:0-9]*  {text}\n$")
+                seen("start    version 1.0.3.2", "probe    http://127.0.0.1:1/v1/harbor/health",
+                     r"outcome  no HTTP response \(Connection refused\)")
+                os.remove(LOG)
+                Client(choose(1) + choose(9)).leave()
+                seen("client   came", "choice   default server 1",
+                     r"probe    http://127.0.0.1:2/\\x1B\[31m/v1/harbor/health",
+                     "choice   default server 9", "fault    not server url index.")
+                monitor.kill()
 
 
 class Alone(Case):
@@ -141,9 +192,29 @@ class Alone(Case):
                               stdout=subprocess.DEVNULL) as patient, Daemon():
             self.assertEqual(patient.wait(10), 0)
 
+    def test_check(self):
+        rows = (
+            ("", "no JSON"), ("{}", "no member"), ("[1]", "not an object"),
+            ({"confDefault": 1}, "confDefault: not true or false: false is used"),
+            ({"confDefaultIndex": 1.5}, "confDefaultIndex: not a whole number"),
+            ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),
+            ({"defaultUrl": [URLS[0], 5]}, 'entry 1 is not a string: "5" is used'),
+            ({"defaultUrl": ["host"]}, "no http:// or https:// URL"),
+            ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
+            ({"healthPath": "/health/"}, "times out"), ('{"healthPath":"","healthPath":""}', "twice"),
+            ({"confDefault": False}, "confCustomUrl: empty"), ({"defaultUrl": URLS}, None),
+        )
+        for content, fault in rows:
+            with self.subTest(content):
+                configure(content)
+                done, document = quillonctl("check"), json.loads(quillonctl("check", "--json").stdout)
+                self.assertEqual((done.returncode, document["status"]), (int(fault is not None),) * 2)
+                self.assertIn(fault or "Probe URL:     http://127.0.0.1:1/v1/harbor/health", done.stdout)
+        self.assertEqual(quillonctl("check", "/run").returncode, 1)
+
     def test_usage(self):
         for line in ("", "x", "show x", "use", "use x", "use 1 2", "use 99999999999", "show --level info",
-                     "show --timeout 0", "log --since x", "log --level x", "log - --follow"):
+                     "show --timeout 0", "log --since x", "log --level x", "monitor x", "check a b", "log - --follow"):
             with self.subTest(line):
                 done = quillonctl(*line.split())
                 self.assertEqual((done.returncode, done.stdout), (2, ""), done)

@@ -77,11 +77,12 @@ QByteArray quoted(const QByteArray &text)
     return text.mid(start, std::max(0, text.lastIndexOf('"') - start));
 }
 
-/// The text with all that changes from one message to the next taken away.
-QByteArray label(const QByteArray &text)
+/// Where the message comes from and its text, with all that changes from one to
+/// the next taken away.
+QByteArray labelOf(const QByteArray &source, const QByteArray &text)
 {
     static const QRegularExpression value(QStringLiteral(R"re("(?:[^"\\]|\\.)*(?:"|$)|\b\d+\b)re"));
-    QString words = QString::fromUtf8(text.left(kMaxLabelBytes));
+    QString words = QString::fromUtf8((source + ": " + text).left(kMaxLabelBytes));
     return TerminalText::escaped(words.remove(value).simplified().toUtf8());
 }
 
@@ -122,7 +123,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
     if (pattern != nullptr && pattern->kind)
         events.append(eventOf(*pattern->kind, text.mid(pattern->start.size())));
     if (head && head->level >= Level::Warning)
-        events.append({Kind::Warning, head->time, head->source + ": " + label(text)});
+        events.append({Kind::Warning, head->time, labelOf(head->source, text)});
 }
 
 LogEvent LogEvents::eventOf(LogEvent::Kind kind, const QByteArray &rest)
