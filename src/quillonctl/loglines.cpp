@@ -17,7 +17,7 @@ QVector<LogLines::Piece> LogLines::add(const QByteArray &bytes)
 
 LogLines::Piece LogLines::rest()
 {
-    const Piece piece = take(m_pending.size(), false);
+    Piece piece = take(m_pending.size(), false);
     m_startsLine = true;
     return piece;
 }
@@ -34,7 +34,7 @@ void LogLines::hold(const QByteArray &bytes, QVector<Piece> &pieces)
 
 LogLines::Piece LogLines::take(int size, bool endsLine)
 {
-    const Piece piece{m_pending.left(size), std::exchange(m_startsLine, endsLine), endsLine};
+    Piece piece{m_pending.left(size), std::exchange(m_startsLine, endsLine), endsLine};
     m_pending.remove(0, size);
     return piece;
 }
