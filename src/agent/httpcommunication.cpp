@@ -68,7 +68,8 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     dropOldest();
-    new ReplyGuard(m_manager.post(request, data), !ServerConf::isProbe(request.url())); // owned by the reply
+    QNetworkReply *reply = m_manager.post(request, data);
+    new ReplyGuard(reply, !ServerConf::isProbe(request.url())); // owned by the reply
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
