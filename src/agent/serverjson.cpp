@@ -49,14 +49,16 @@ QVariantMap ServerJson::parseJsonData(const QJsonDocument &document)
 
 void ServerJson::getServerUrlConf(QVariantMap map)
 {
-    m_probeUrl = ServerConf::probeUrl(map);
-    qDebug() << "server-url= " << LogEncryption::encryptionMessage(ServerConf::serverUrl(map));
+    m_healthPath = map.value(healthPathName).toString();
+    m_serverUrl = ServerConf::serverUrl(map);
+    qDebug() << "server-url= " << LogEncryption::encryptionMessage(m_serverUrl);
 }
 
 void ServerJson::sendHealthInfo()
 {
-    qDebug() << "sendHealthInfo url :" << LogEncryption::encryptionMessage(m_probeUrl);
-    m_http->sendPost(m_probeUrl, {}, {});
+    const QString url = m_serverUrl + m_healthPath;
+    qDebug() << "sendHealthInfo url :" << LogEncryption::encryptionMessage(url);
+    m_http->sendPost(url, {}, {});
 }
 
 void ServerJson::getServerData(int httpCode, const QVariantMap &headerData,

@@ -6,8 +6,9 @@
 class HttpCommunication;
 class QJsonDocument;
 
-/// Stands between the core and the HTTPS client: knows where the health probe
-/// goes, relays health replies and parses the body of any other reply.
+/// Stands between the core and the HTTPS client: knows the base URL and the
+/// health path that requests are made of, relays health replies and parses the
+/// body of any other reply.
 class ServerJson : public QObject
 {
     Q_OBJECT
@@ -22,7 +23,7 @@ public:
     /// The document's top-level object; empty when there is none.
     QVariantMap parseJsonData(const QJsonDocument &document);
 
-    /// Takes the base URL and the health path from a configuration (serverconf.h).
+    /// Takes the server's base URL and the health path from a configuration (serverconf.h).
     void getServerUrlConf(QVariantMap map);
     /// Posts an empty body to the base URL followed by the health path.
     void sendHealthInfo();
@@ -42,5 +43,6 @@ signals:
 
 private:
     HttpCommunication *m_http; // owned; deleted later, since it may be in the middle of a signal
-    QString m_probeUrl; // empty until there is a configuration
+    QString m_serverUrl;
+    QString m_healthPath;
 };
