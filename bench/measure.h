@@ -1,0 +1,64 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+// What the programs of the benchmark have in common.
+
+using Clock = std::chrono::steady_clock;
+
+inline double microsecondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
+/// Median of the times of so many calls, in microseconds.
+template<typename Call>
+double medianOf(int calls, Call call)
+{
+    std::vector<double> times(static_cast<std::size_t>(calls));
+    for (double &time : times) {
+        const auto start = Clock::now();
+        call();
+        time = microsecondsSince(start);
+    }
+    const auto middle = times.begin() + calls / 2;
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
+}
+
+[[noreturn]] inline void die(const char *what)
+{
+    std::perror(what);
+    std::exit(1);
+}
+
+inline void require(bool done, const char *what)
+{
+    if (!done)
+        die(what);
+}
+
+inline sockaddr_un addressOf(const char *path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    return address;
+}
+
+/// Calls bind() or connect(), which take a socket and an address.
+template<typename Call>
+int callWith(Call call, int socket, const char *path)
+{
+    const sockaddr_un address = addressOf(path);
+    return call(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+}
