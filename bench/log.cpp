@@ -1,5 +1,5 @@
-// line LOG COUNT: microseconds of a message that goes through the handler into the log, then of
-// the bare system calls for a line of the same length.
+// line LOG COUNT BYTES: microseconds of a message with a scrambled text of so many bytes that goes
+// through the handler into the log, then of the bare system calls for a line of the same length.
 // scramble: MB/s for each size of text, as pairs.
 
 #include "measure.h"
@@ -32,10 +32,9 @@ void writeBare(const char *path, const QByteArray &line)
     close(log);
 }
 
-void compareLines(const char *path, int count)
+void compareLines(const char *path, int count, int textBytes)
 {
-    constexpr int kTextBytes = 200; // about an answer
-    const QByteArray text = LogEncryption::encryptionMessage(QByteArray(kTextBytes, 'x'));
+    const QByteArray text = LogEncryption::encryptionMessage(QByteArray(textBytes, 'x'));
     ServiceLog::getLogFilePath(QString::fromLocal8Bit(path));
     qInstallMessageHandler(ServiceLog::InstallerMessageOutput);
     ServiceLog::printAllLog();
@@ -79,8 +78,8 @@ void scramble()
 int main(int argc, char *argv[])
 {
     const std::string what = argc < 2 ? "" : argv[1];
-    if (what == "line" && argc == 4)
-        compareLines(argv[2], std::atoi(argv[3]));
+    if (what == "line" && argc == 5)
+        compareLines(argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
     else if (what == "scramble")
         scramble();
     else

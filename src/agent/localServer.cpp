@@ -65,6 +65,11 @@ QString numberText(unsigned int number)
     return QString::number(number);
 }
 
+QByteArray textOf(const QJsonObject &message)
+{
+    return QJsonDocument(message).toJson(QJsonDocument::Compact);
+}
+
 } // namespace
 
 LocalServer::LocalServer(QObject * /*parent*/)
@@ -222,14 +227,23 @@ void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QSt
 
 void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
 {
-    QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
-    message.insert(Protocol::typeName, numberText(Protocol::Configuration));
-    sendData(message);
+    // Seldom changes, and to make its text costs more than all else that an answer takes.
+    if (m_configurationText.isEmpty() || serverConfUrl != m_configuration) {
+        QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
+        message.insert(Protocol::typeName, numberText(Protocol::Configuration));
+        m_configuration = serverConfUrl;
+        m_configurationText = textOf(message);
+    }
+    sendText(m_configurationText);
 }
 
 void LocalServer::sendData(QJsonObject message)
 {
-    const QByteArray text = QJsonDocument(message).toJson(QJsonDocument::Compact);
+    sendText(textOf(message));
+}
+
+void LocalServer::sendText(const QByteArray &text)
+{
     qDebug() << "send data :" << LogEncryption::encryptionMessage(text);
 
     const QByteArray frame = Frame::pack(Frame::Daemon, text);

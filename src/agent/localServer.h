@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QVariantMap>
 
@@ -56,6 +57,7 @@ private:
     void listenAgain();
     void serveClient();
     void handleClientError(int error);
+    void sendText(const QByteArray &text);
     void dropSlowReader();
     void dispatch(const QJsonObject &message);
 
@@ -63,4 +65,6 @@ private:
     QLocalSocket *m_client = nullptr; // child of this, so that it outlives the listener
     QString m_socketPath;
     bool m_isLossTold = false;
+    QVariantMap m_configuration; // the last one that was sent
+    QByteArray m_configurationText; // its message
 };

@@ -6,6 +6,8 @@
 #include <QSet>
 #include <QVector>
 
+#include <algorithm>
+
 namespace {
 
 /// Position behind the string that starts at a quotation mark.
@@ -20,9 +22,16 @@ int endOfString(const QByteArray &text, int start)
     return text.size();
 }
 
-/// The string without its escapes: "\u0061" names the same member as "a".
+bool isSimple(char byte)
+{
+    return byte >= ' ' && byte <= '~' && byte != '\\';
+}
+
+/// The string without its quotation marks and escapes: "\u0061" names the same member as "a".
 QString plain(const QByteArray &string)
 {
+    if (string.size() >= 2 && std::all_of(string.cbegin(), string.cend(), isSimple))
+        return QString::fromLatin1(string.constData() + 1, string.size() - 2);
     return QJsonDocument::fromJson('[' + string + ']').array().at(0).toString();
 }
 

@@ -20,7 +20,7 @@ constexpr quint64 kMaxBytes = 52428800;
 constexpr mode_t kLogMode = 0666; // less what the umask takes
 
 // Set once, before the handler is installed, and needed to the very end.
-QString logFilePathIn; // clazy:exclude=non-pod-global-static
+QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
 
 // Not std::time(): it lags behind the clock that dates files, and a file from
 // the future would be deleted.
@@ -45,15 +45,15 @@ bool isOverLimit(const struct statx &file)
 
 /// False when something else than a file stands at the path: a FIFO or a
 /// device could block the writer or swallow its lines.
-bool makeRoomForLine(const QByteArray &path)
+bool makeRoomForLine()
 {
     struct statx file = {};
-    if (statx(AT_FDCWD, path.constData(), 0, STATX_BASIC_STATS | STATX_BTIME, &file) != 0)
+    if (statx(AT_FDCWD, logFilePathIn.constData(), 0, STATX_BASIC_STATS | STATX_BTIME, &file) != 0)
         return true;
     if (!S_ISREG(file.stx_mode))
         return false;
     if (isOverLimit(file))
-        ::unlink(path.constData());
+        ::unlink(logFilePathIn.constData());
     return true;
 }
 
@@ -121,10 +121,10 @@ void takeBack(int file, ssize_t written)
 }
 
 /// One single write in append mode keeps the lines of several threads whole.
-bool appendLine(const QByteArray &path, const QByteArray &line)
+bool appendLine(const QByteArray &line)
 {
     constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    const int file = ::open(path.constData(), flags, kLogMode);
+    const int file = ::open(logFilePathIn.constData(), flags, kLogMode);
     if (file < 0)
         return false;
 
@@ -137,10 +137,10 @@ bool appendLine(const QByteArray &path, const QByteArray &line)
 }
 
 /// A process that is killed in a write leaves half a line.
-void endCutLine(const QByteArray &path)
+void endCutLine()
 {
     const int file =
-        ::open(path.constData(), O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        ::open(logFilePathIn.constData(), O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0)
         return;
     char last = '\n';
@@ -148,7 +148,7 @@ void endCutLine(const QByteArray &path)
     if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
         static_cast<void>(::pread(file, &last, 1, status.st_size - 1));
     if (last != '\n')
-        appendLine(path, "\n");
+        appendLine("\n");
     ::close(file);
 }
 
@@ -156,16 +156,15 @@ void endCutLine(const QByteArray &path)
 
 void ServiceLog::getLogFilePath(const QString &path)
 {
-    logFilePathIn = path;
-    endCutLine(QFile::encodeName(path));
+    logFilePathIn = QFile::encodeName(path);
+    endCutLine();
 }
 
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
                                         const QString &message)
 {
-    const QByteArray path = QFile::encodeName(logFilePathIn);
     // A message raised inside the handler goes, as bare text, to standard error.
-    if (!makeRoomForLine(path) || !appendLine(path, lineOf(type, context, message)))
+    if (!makeRoomForLine() || !appendLine(lineOf(type, context, message)))
         qWarning("logFile closed failed");
 }
 
@@ -176,5 +175,5 @@ void ServiceLog::printAllLog()
 
 void ServiceLog::FixTimerBackUpFile()
 {
-    makeRoomForLine(QFile::encodeName(logFilePathIn));
+    makeRoomForLine();
 }
