@@ -31,7 +31,7 @@ SHORT_TEXT, LONG_TEXT = 20, 200  # bytes in a log line: about a request, about a
 
 def numbers(program, *arguments):
     done = subprocess.run([f"{BIN}/bench-{program}", *map(str, arguments)], text=True,
-                          stdout=subprocess.PIPE, check=True)
+                          stdout=subprocess.PIPE, check=True, timeout=120)
     return [float(line) for line in done.stdout.split()]
 
 
@@ -41,10 +41,10 @@ def configure(servers):
 
 
 @contextlib.contextmanager
-def running(*command, ready=None):
+def running(*command, ready=None, **options):
     """The process, once it has printed a line, or made the file when one is named."""
     with subprocess.Popen([str(part) for part in command],
-                          stdout=None if ready else subprocess.PIPE) as process:
+                          stdout=None if ready else subprocess.PIPE, **options) as process:
         try:
             if ready:
                 daemon.poll(lambda: os.path.exists(ready))
@@ -68,8 +68,10 @@ def bus(name, *command):
     address = f"unix:path={WORK}/{name}"
     stack = contextlib.ExitStack()
     try:
-        stack.enter_context(running(*command, f"--address={address}", ready=f"{WORK}/{name}"))
-        stack.enter_context(running(f"{BIN}/bench-dbus", "service", address))
+        stack.enter_context(running(*command, f"--address={address}", ready=f"{WORK}/{name}",
+                                    stderr=subprocess.DEVNULL))
+        stack.enter_context(running(f"{BIN}/bench-dbus", "service", address,
+                                    stderr=subprocess.DEVNULL))
     except (AssertionError, OSError):
         stack.close()
         return None
@@ -88,7 +90,6 @@ listener.bind(sys.argv[1].split("path=")[1])
 listener.listen()
 os.dup2(listener.fileno(), 3)
 os.environ.update(LISTEN_FDS="1", LISTEN_PID=str(os.getpid()))
-os.dup2(os.open("/dev/null", os.O_WRONLY), 2)
 os.execvp("dbus-broker-launch", ["dbus-broker-launch", "--scope", "user", "--config-file",
                                  "/usr/share/dbus-1/session.conf"])
 """

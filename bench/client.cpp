@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ namespace {
 
 const std::string kAsk("\2\0\0\0\14\0\0\0{\"type\":\"5\"}", 20);
 constexpr char kGet[] = "GET / HTTP/1.1\r\nHost: bench\r\n\r\n";
+constexpr int kKnockMilliseconds = 100;
 constexpr std::chrono::microseconds kPollInterval{50};
 
 class Peer
@@ -40,6 +42,12 @@ public:
     ~Peer() { close(m_socket); }
 
     bool isConnected() const { return m_isConnected; }
+
+    bool isReadable() const
+    {
+        pollfd descriptor = {m_socket, POLLIN, 0};
+        return poll(&descriptor, 1, kKnockMilliseconds) == 1;
+    }
 
     void send(const std::string &bytes)
     {
@@ -155,8 +163,12 @@ void waiting(const char *path, int count, int number)
                     other->takeFrame();
                     (other++)->leave();
                 }));
-    Peer last(path); // to be answered after all who knocked were let go
-    last.ask();
+    // Answered when all who knocked were let go: one whose end was not seen yet is taken once more.
+    Peer last(path);
+    last.send(kAsk);
+    while (!last.isReadable())
+        const Peer knock(path);
+    last.takeFrame();
     last.leave();
 }
 
