@@ -35,8 +35,7 @@ void postTo(QNetworkAccessManager &manager, const char *url)
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     QNetworkReply *reply = manager.post(request, QByteArray());
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply] {
-        std::printf("%d\n",
-                    reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
+        std::printf("%d\n", reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
         std::fflush(stdout);
         reply->deleteLater();
     });

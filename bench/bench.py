@@ -21,8 +21,8 @@ from daemon import BIN, LOG, SOCKET  # pylint: disable=wrong-import-position
 
 WORK = os.environ["TMPDIR"]
 os.environ["PATH"] += ":/usr/sbin"  # where an ordinary user does not look
-ROUNDS, REQUESTS = 15, 1000
-START_ROUNDS = 15
+ROUNDS, REQUESTS = 31, 500
+START_ROUNDS, LIST_ROUNDS = 15, 5
 SERVERS = 2, 125, 250, 500, 750, 1000
 WARM_UP, GROWTH_REQUESTS = 2000, 100000
 SETTLE_SECONDS, IDLE_SECONDS = 3, 25
@@ -89,6 +89,7 @@ listener = socket.socket(socket.AF_UNIX)
 listener.bind(sys.argv[1].split("path=")[1])
 listener.listen()
 os.dup2(listener.fileno(), 3)
+os.set_inheritable(3, True)
 os.environ.update(LISTEN_FDS="1", LISTEN_PID=str(os.getpid()))
 os.execvp("dbus-broker-launch", ["dbus-broker-launch", "--scope", "user", "--config-file",
                                  "/usr/share/dbus-1/session.conf"])
@@ -128,8 +129,8 @@ def measure_requests():
         stack.enter_context(daemon.Daemon())
         lengths, answer = request_lines()
         floor = f"{WORK}/floor"
-        stack.enter_context(running(f"{BIN}/bench-floor", floor, os.path.dirname(LOG) + "/floor.log",
-                                    *lengths, ready=floor))
+        stack.enter_context(running(f"{BIN}/bench-floor", floor,
+                                    os.path.dirname(LOG) + "/floor.log", *lengths, ready=floor))
         stack.enter_context(start_nginx(answer))
         measures = {
             "daemon": lambda: numbers("client", "frames", SOCKET, REQUESTS),
@@ -210,13 +211,13 @@ def measure_growth():
 
 def measure_list():
     """For each length of the list: microseconds and KiB."""
-    seen = {}
-    for servers in SERVERS:
+    def measure(servers):
         configure(servers)
         with daemon.Daemon() as ours:
-            times = [numbers("client", "frames", SOCKET, 300)[0] for _ in range(5)]
-            seen[servers] = statistics.median(times), memory(ours.process.pid)["Rss"]
-    return seen
+            return *numbers("client", "frames", SOCKET, 500), memory(ours.process.pid)["Rss"]
+    seen = in_turn(LIST_ROUNDS, **{str(servers): lambda servers=servers: measure(servers)
+                                   for servers in SERVERS})
+    return {int(servers): values for servers, values in seen.items()}
 
 
 def main():
@@ -232,7 +233,8 @@ def main():
                "idle": measure_idle()}
     bounds = report.bounds(figures)
     if arguments.json:
-        json.dump({"bounds": [bound._asdict() for bound in bounds], **figures}, sys.stdout, indent=1)
+        json.dump({"bounds": [bound._asdict() for bound in bounds], **figures}, sys.stdout,
+                  indent=1)
     else:
         report.print_tables(bounds, figures)
     if arguments.plot:

@@ -52,8 +52,8 @@ int serve(const char *address)
 int call(const char *address, int count)
 {
     const QDBusConnection bus = busAt(address);
-    const auto message = QDBusMessage::createMethodCall(kName, kPath, QString(),
-                                                        QStringLiteral("configuration"));
+    const auto message =
+        QDBusMessage::createMethodCall(kName, kPath, QString(), QStringLiteral("configuration"));
     std::printf("%.3f\n", medianOf(count, [&] {
                     const QDBusMessage reply = bus.call(message, QDBus::Block);
                     require(reply.type() == QDBusMessage::ReplyMessage, "call");

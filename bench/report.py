@@ -1,6 +1,7 @@
 """What the figures of a run come to: bounds, tables and a plot."""
 
 import collections
+import statistics
 
 Bound = collections.namedtuple("Bound", "figure seen must aim met")
 MAX_OFF_LINE = 0.15  # of the value: a step in the cost of a list would be larger
@@ -11,9 +12,9 @@ def at_most(figure, seen, must, aim=None):
 
 
 def off_line(points):
-    """How far, as a part of its value, a point lies off the line through the first and last."""
-    (x1, y1), (x2, y2) = points[0], points[-1]
-    return max(abs(y / (y1 + (x - x1) * (y2 - y1) / (x2 - x1)) - 1) for x, y in points)
+    """How far, as a part of its value, a point lies off the straight line that fits best."""
+    slope, intercept = statistics.linear_regression(*zip(*points))
+    return max(abs(y / (intercept + slope * x) - 1) for x, y in points)
 
 
 def bounds(figures):
