@@ -68,7 +68,8 @@ need() { # PACKAGE...
 }
 
 need_everything() {
-    need cmake ninja-build g++ qtbase5-dev iproute2 nginx openssl python3 util-linux
+    need cmake ninja-build g++ qtbase5-dev iproute2 nginx openssl python3 util-linux \
+        fish man-db mandoc zsh
 }
 
 build() { # PRESET FOLDER: the two name the same thing to CMake and to us

@@ -1,0 +1,128 @@
+"""What the docs and the completions say, against the programs and their sources."""
+
+import glob
+import json
+import os
+import pathlib
+import pty
+import re
+import subprocess
+import unittest
+
+from daemon import BIN, Case, Client, Daemon, configure, poll, quillonctl
+
+os.chdir(os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
+os.environ["PATH"] = f"{BIN}:{os.environ['PATH']}"
+TMP = os.environ["TMPDIR"]
+URLS = ["https://one.example.org", "https://two.example.org"]
+HELP = quillonctl("--help").stdout
+COMMANDS = re.findall(r"^  ([a-z]+) ", HELP.split("Options:")[0], re.M)
+BASH = """. completion/quillonctl.bash; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
+_quillonctl quillonctl "${@: -1}" "${@: -2:1}"; printf '%s\\n' "${COMPREPLY[@]}\""""
+# Completes at a terminal only; what it offers goes to a file.
+ZSH = """fpath=($PWD/completion $fpath); autoload -Uz compinit; compinit -u -C -d $TMPDIR/dump
+compadd() {
+    local -a hits
+    [[ " ${(j: :)@[1,(i)(-|--)]}" == *" -"[OAD]* ]] || builtin compadd -A hits "$@"
+    print -rl -- $hits >>$TMPDIR/hits; builtin compadd "$@"
+}
+tell() { _main_complete; print end >>$TMPDIR/hits }
+zle -C tell list-choices tell; bindkey '^X' tell
+"""
+
+
+def text(pattern):
+    return "".join(pathlib.Path(path).read_text("utf-8") for path in glob.glob(pattern))
+
+
+def run(*command, status=0, **options):
+    done = subprocess.run(command, capture_output=True, text=True, check=False, **options)
+    assert (done.returncode, done.stderr) == (status, ""), done
+    return done.stdout
+
+
+def bash(line):
+    return run("bash", "--norc", "-c", BASH, "bash", *line.split(" "))
+
+
+def fish(line):
+    return run("fish", "-N", "-c", f"source completion/quillonctl.fish; complete -C '{line}'")
+
+
+def zsh(line):
+    pathlib.Path(f"{TMP}/.zshrc").write_text(ZSH, "utf-8")
+    pathlib.Path(f"{TMP}/hits").write_text("", "utf-8")
+    ours, its = pty.openpty()
+    with subprocess.Popen(["zsh", "-di"], stdin=its, stdout=its, stderr=its, start_new_session=True,
+                          env=os.environ | {"ZDOTDIR": TMP}) as shell:
+        os.write(ours, f"{line}\x18".encode())
+        poll(lambda: text(f"{TMP}/hits").endswith("end\n"))
+        shell.kill()
+    os.close(ours)
+    os.close(its)
+    return text(f"{TMP}/hits").removesuffix("end\n").replace("=", "")
+
+
+class Docs(Case):
+    def test_pages(self):
+        client, file, daemon = (text(f"doc/man/*.{section}") for section in (1, 5, 8))
+        logged = re.findall(r'q(?:Debug|Info|Warning)\((?:\) << )?"(.*?)"',
+                            text("src/agent/*.cpp") + text("src/public/*.cpp"))
+        listed = re.sub(r"\\&|\\(?=-)", "", daemon).replace(r"\(ti", "~")
+        members = set(re.findall(r'"(.*)"', text("src/public/confkeys.h")))
+        rows = (
+            ({line.replace(r"\n", "").strip() for line in logged},
+             set(re.findall(r'^\.It Li "(.*?)"', listed, re.M))),
+            (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
+            (re.findall(r"^  (\d) ", HELP, re.M), re.findall(r"^\.It (\d)", client, re.M)),
+        )
+        for sources, page in rows:
+            self.assertEqual(sources, page)
+        for path in re.findall(r'"(/.*)"', text("src/public/paths.h")):
+            self.assertIn(path, daemon)
+        for word in re.findall(r"--\w+", HELP) + [f".It Cm {command}" for command in COMMANDS]:
+            self.assertIn(word.replace("--", r"\-"), client)
+        for example in re.findall(r"^\{\n.*?^\}\n", file, re.M | re.S):
+            self.assertLessEqual(json.loads(example).keys(), members)
+        # In their folder, where mandoc looks for those that they refer to.
+        pages = os.listdir("doc/man")
+        self.assertEqual(run("mandoc", "-T", "lint", *pages, cwd="doc/man"), "")
+        for page in pages:
+            run("man", "--warnings", f"doc/man/{page}", env={"LC_ALL": "C.UTF-8"})
+
+    def test_completion(self):
+        for shell in (bash, fish, zsh):
+            with self.subTest(shell.__name__):
+                self.assertLessEqual(set(COMMANDS), set(re.findall(r"^\w+", shell("quillonctl "), re.M)))
+                for command in COMMANDS:
+                    self.assertEqual(
+                        set(re.findall(r"--\w+", shell(f"quillonctl {command} -"))),
+                        set(re.findall(r"--\w+", quillonctl(command, "--help").stdout)))
+                for line, offered in (("use ", []), ("log --level w", ["warning"])):
+                    self.assertEqual(re.findall(r"^\w+", shell(f"quillonctl {line}"), re.M), offered)
+                configure({"defaultUrl": URLS})
+                with Daemon():
+                    self.assertEqual(re.findall(r"^\d+", shell("quillonctl use "), re.M), ["0", "1"])
+
+    def test_protocol(self):
+        """The bytes that its page shows, and the clients."""
+        configure({"defaultUrl": URLS, "confDefaultIndex": 1})
+        run("cc", "-Wall", "-Wextra", "-Werror", "-o", f"{TMP}/client", "doc/examples/client.c")
+        shown = re.findall(r"^    ([<>]) ((?:[0-9a-f]{2} )+)", text("doc/protocol.md"), re.M)
+        asked, answered = (bytes.fromhex("".join(line for way, line in shown if way == sign))
+                           for sign in "><")
+        with Daemon():
+            client = Client(asked)
+            self.assertEqual(client.read(len(answered)), answered)
+            for command in (["doc/examples/client.py"], [f"{TMP}/client"]):
+                with subprocess.Popen(command, stdout=subprocess.PIPE) as waiting:
+                    client.socket.close()
+                    self.assertIn(b'"type"', waiting.stdout.read())
+                for index, status in ((0, 0), (1, 0), (7, 1)):
+                    answers = run(*command, str(index), status=status).splitlines()
+                    self.assertEqual(json.loads(answers[-1])["confDefaultIndex"], min(index, 1))
+                    self.assertEqual(len(answers), 1 + status)
+
+
+if __name__ == "__main__":
+    unittest.main()
