@@ -93,16 +93,18 @@ class Docs(Case):
     def test_completion(self):
         for shell in (bash, fish, zsh):
             with self.subTest(shell.__name__):
-                self.assertLessEqual(set(COMMANDS), set(re.findall(r"^\w+", shell("quillonctl "), re.M)))
+                offered = re.findall(r"^\w+", shell("quillonctl "), re.M)
+                self.assertLessEqual(set(COMMANDS), set(offered))
                 for command in COMMANDS:
                     self.assertEqual(
                         set(re.findall(r"--\w+", shell(f"quillonctl {command} -"))),
                         set(re.findall(r"--\w+", quillonctl(command, "--help").stdout)))
-                for line, offered in (("use ", []), ("log --level w", ["warning"])):
-                    self.assertEqual(re.findall(r"^\w+", shell(f"quillonctl {line}"), re.M), offered)
+                for line, words in (("use ", []), ("log --level w", ["warning"])):
+                    self.assertEqual(re.findall(r"^\w+", shell(f"quillonctl {line}"), re.M), words)
                 configure({"defaultUrl": URLS})
                 with Daemon():
-                    self.assertEqual(re.findall(r"^\d+", shell("quillonctl use "), re.M), ["0", "1"])
+                    offered = re.findall(r"^\d+", shell("quillonctl use "), re.M)
+                    self.assertEqual(offered, ["0", "1"])
 
     def test_protocol(self):
         """The bytes that its page shows, and the clients."""
