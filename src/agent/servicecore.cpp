@@ -17,6 +17,7 @@
 struct ServiceCorePrivate
 {
     QVariantMap m_confMap; // empty until the file was loaded
+    QVariantMap m_reply = ServerConf::toReply({}); // what clients are told of it
     ConfFile m_confFile{Paths::configuration};
     OsVersion m_osVersion;
     int systemType = OtherEdition;
@@ -78,11 +79,12 @@ void ServiceCore::initServerUrlConf()
 
 QVariantMap ServiceCore::getServerConfUrl() const
 {
-    return ServerConf::toReply(d_ptr->m_confMap);
+    return d_ptr->m_reply;
 }
 
 void ServiceCore::getServerUrlConf(QVariantMap map)
 {
+    d_ptr->m_reply = ServerConf::toReply(map);
     d_ptr->m_json->getServerUrlConf(map);
 }
 
