@@ -72,6 +72,10 @@ need_everything() {
         fish man-db mandoc zsh
 }
 
+need_for_package() {
+    need blhc build-essential cmake debhelper devscripts git lintian qtbase5-dev
+}
+
 build() { # PRESET FOLDER: the two name the same thing to CMake and to us
     mkdir -p "$2"
     # The variable only counts in a new folder: one that another generator made stays usable.
