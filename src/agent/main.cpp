@@ -14,9 +14,20 @@
 
 #include <chrono>
 
+#include <malloc.h>
+
 namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
+constexpr int kLargeBytes = 128 * 1024;
+
+/// With a heap for each thread, and a limit that grows with what was freed, the
+/// memory that one busy hour took would not go back to the system.
+void keepHeapSmall()
+{
+    ::mallopt(M_ARENA_MAX, 1);
+    ::mallopt(M_MMAP_THRESHOLD, kLargeBytes); // and so it does not grow
+}
 
 /// An instance with a full backlog takes no connection, but is alive: nobody is
 /// only behind a socket that is missing or refuses.
@@ -41,6 +52,7 @@ bool isAnswered(QLocalSocket &probe)
 int main(int argc, char *argv[])
 {
     isolateFromStarter();
+    keepHeapSmall();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillon"));
