@@ -73,7 +73,7 @@ need_everything() {
 }
 
 need_for_package() {
-    need blhc build-essential cmake debhelper devscripts git lintian qtbase5-dev
+    need blhc build-essential cmake debhelper devscripts git lintian qtbase5-dev systemd
 }
 
 build() { # PRESET FOLDER: the two name the same thing to CMake and to us
