@@ -83,7 +83,6 @@ private slots:
     void routesReplies();
     void sendsToken();
     void dropsTimeOut();
-    void dropsPlainCall();
 };
 
 void TestGateway::init()
@@ -194,15 +193,6 @@ void TestGateway::dropsTimeOut()
     QCOMPARE(messages.last(),
              QStringLiteral("Failed:  0 QNetworkReply::HostNotFoundError \"text\""));
     QCOMPARE(health.takeFirst(), (QVariantList{QVariantMap(), 0}));
-}
-
-void TestGateway::dropsPlainCall()
-{
-    ServerJson gateway;
-    QSignalSpy replies(&gateway, &ServerJson::sendHttpsData);
-    gateway.getServerData(200, {}, {}, {});
-    QCOMPARE(messages.size(), 2);
-    QVERIFY(replies.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestGateway)

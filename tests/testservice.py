@@ -79,13 +79,6 @@ class Tls(Case):
                     client.answer()
             self.assertLess(daemon.resident_bytes() - before, SLACK * 2**19)
 
-    def test_silent_server(self):
-        with socket.create_server(("127.0.0.1", 0)) as silent:
-            configure({"defaultUrl": [f"https://127.0.0.1:{silent.getsockname()[1]}"]})
-            with Daemon():
-                poll(lambda: "warning: checkNetworkTimeout()" in log(), 12)
-                self.assertNotIn("Http Status", log())
-
 
 class Start(Case):
     def test_second_instance_leaves(self):
