@@ -16,9 +16,7 @@
 #include <QLocalSocket>
 #include <QTimer>
 
-#include <algorithm>
 #include <chrono>
-#include <limits>
 #include <utility>
 
 namespace {
@@ -37,27 +35,6 @@ void makeRunDirectory()
                                     | Permission::ExeOwner | Permission::ReadGroup
                                     | Permission::ExeGroup | Permission::ReadOther
                                     | Permission::ExeOther);
-}
-
-bool isWhole(QString number)
-{
-    if (number.startsWith(QLatin1Char('-')) || number.startsWith(QLatin1Char('+')))
-        number.remove(0, 1);
-    return !number.isEmpty()
-           && std::all_of(number.cbegin(), number.cend(), [](QChar c) { return c.isDigit(); });
-}
-
-/// The decimal number in a JSON string; 0 when there is none. A number that is
-/// too large stays too large, so that it can never name a server.
-int numberIn(const QJsonValue &value)
-{
-    using Limits = std::numeric_limits<int>;
-    const QString text = value.toString();
-    bool isInt = false;
-    const int number = text.toInt(&isInt);
-    if (isInt || !isWhole(text))
-        return number;
-    return text.startsWith(QLatin1Char('-')) ? Limits::min() : Limits::max();
 }
 
 QString numberText(unsigned int number)
@@ -206,9 +183,9 @@ QVariantList LocalServer::parseRecvData(QByteArray recv_data)
 
 void LocalServer::dispatch(const QJsonObject &message)
 {
-    switch (numberIn(message.value(Protocol::typeName))) {
+    switch (Requests::numberIn(message.value(Protocol::typeName))) {
     case Protocol::ChooseServer:
-        emit setServerUrl(numberIn(message.value(Protocol::serverIndexName)));
+        emit setServerUrl(Requests::numberIn(message.value(Protocol::serverIndexName)));
         break;
     case Protocol::Configuration:
         emit requestServerConfUrl();
