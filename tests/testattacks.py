@@ -1,6 +1,5 @@
 """What a local program, a hostile server or the machine can do to the daemon."""
 
-import fcntl
 import gzip
 import json
 import os
@@ -17,6 +16,16 @@ from daemon import (ASK, BIN, CONF, LOG, SLACK, SOCKET, Case, Client, Daemon, Si
 
 MIB = 2**20
 DROPPED = "data not sent by a quillon client"
+
+
+def in_place_of_log(make):
+    """False when the daemon has written a line meanwhile."""
+    try:
+        os.remove(LOG)
+        make()
+    except OSError:
+        return False
+    return True
 
 
 class Attack(Case):
@@ -228,33 +237,36 @@ class Machine(Attack):
         for name, spoil, mend in rows:
             with self.subTest(name):
                 daemon.process.stderr.read()  # what the row before has left
-                os.remove(LOG)
-                spoil()
+                poll(lambda make=spoil: in_place_of_log(make))
                 self.assertEqual(served()["type"], "5")
                 self.assertIn(b"logFile closed failed\n", poll(daemon.process.stderr.read))
                 mend()
                 self.assertEqual(served()["type"], "5")
                 self.assertIn("send data", poll(log))
-        os.remove(LOG)
-        os.mkdir(LOG)
+        poll(lambda: in_place_of_log(lambda: os.mkdir(LOG)))
         self.addCleanup(os.rmdir, LOG)
-        fcntl.fcntl(daemon.process.stderr, fcntl.F_SETPIPE_SZ, 4096)
-        for _ in range(40):  # one that nobody reads is soon full
-            served()
         daemon.process.stderr.close()
         served()
 
-    def test_broken_pipe_from_the_start(self):
-        os.makedirs(LOG)
-        reader, writer = os.pipe()
-        os.close(reader)
-        process = subprocess.Popen([f"{BIN}/quillon"], stderr=writer)
-        os.close(writer)
-        self.addCleanup(process.wait)
-        self.addCleanup(process.kill)
-        poll(lambda: os.path.exists(SOCKET) or process.poll() is not None)
-        self.assertIsNone(process.poll())
-        served()
+    def test_standard_error_without_a_reader(self):
+        """Broken from the start, or full some time."""
+        for is_broken in (True, False):
+            Case.setUp(self)
+            os.makedirs(LOG)
+            reader, writer = socket.socketpair()
+            if is_broken:
+                reader.close()
+            process = subprocess.Popen([f"{BIN}/quillon"], stderr=writer)
+            try:
+                poll(lambda p=process: os.path.exists(SOCKET) or p.poll() is not None)
+                for _ in range(150):
+                    self.assertIsNone(process.poll())
+                    served()
+            finally:
+                process.kill()
+                process.wait()
+                writer.close()
+                reader.close()
 
     def test_cut_line_is_taken_back(self):
         os.makedirs(os.path.dirname(LOG))

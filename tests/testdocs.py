@@ -66,7 +66,7 @@ def zsh(line):
 class Docs(Case):
     def test_pages(self):
         client, file, daemon = (text(f"doc/man/*.{section}") for section in (1, 5, 8))
-        logged = re.findall(r'q(?:Debug|Info|Warning)\((?:\) << )?"(.*?)"',
+        logged = re.findall(r'(?:q(?:Debug|Info|Warning)|tell)\((?:\) << )?"([^%]*?)"',
                             text("src/agent/*.cpp") + text("src/public/*.cpp"))
         listed = re.sub(r"\\&|\\(?=-)", "", daemon).replace(r"\(ti", "~")
         members = set(re.findall(r'"(.*)"', text("src/public/confkeys.h")))

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr int kMaxOutstanding = 4;
+constexpr int kMaxFailedHandshakes = 100;
 
 /// The toolkit would send a server's cookies back to it with the next request.
 class NoCookies : public QNetworkCookieJar
@@ -100,19 +101,28 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
 void HttpCommunication::dropOldest()
 {
     const QList<QNetworkReply *> replies = outstanding();
-    if (replies.size() < kMaxOutstanding)
-        return;
-    QNetworkReply *oldest = replies.constFirst();
-    oldest->disconnect(&m_manager);
-    delete oldest; // now: there may be thousands before the loop comes to a deferred one
+    if (replies.size() >= kMaxOutstanding)
+        drop(replies.constFirst());
+}
+
+void HttpCommunication::drop(QNetworkReply *reply)
+{
+    reply->disconnect(&m_manager);
+    delete reply; // now: there may be thousands before the loop comes to a deferred one
 }
 
 // The toolkit keeps some KiB of every failed TLS handshake as long as it has
-// connections. To take them away would block while a reply is outstanding.
+// connections. To take them away would block while a reply is outstanding, so
+// one that is slow gives us time for so many of them, and is dropped then.
 void HttpCommunication::closeConnections()
 {
-    if (outstanding().isEmpty())
-        m_manager.clearConnectionCache();
+    const QList<QNetworkReply *> replies = outstanding();
+    if (!replies.isEmpty() && ++m_failedHandshakes < kMaxFailedHandshakes)
+        return;
+    for (QNetworkReply *reply : replies)
+        drop(reply);
+    m_failedHandshakes = 0;
+    m_manager.clearConnectionCache();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)

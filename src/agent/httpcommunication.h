@@ -44,7 +44,9 @@ private:
     void allowUnknownNetwork();
     QList<QNetworkReply *> outstanding() const;
     void dropOldest();
+    void drop(QNetworkReply *reply);
     void closeConnections();
 
     QNetworkAccessManager m_manager;
+    int m_failedHandshakes = 0; // whose memory the toolkit still keeps
 };

@@ -21,20 +21,6 @@ void openStandardDescriptors()
         ::close(descriptor);
 }
 
-/// A pipe that nobody reads would block the first warning that finds it full.
-/// Opened anew, since the flag would otherwise be set for the starter too.
-void unblockStandardError()
-{
-    struct stat status = {};
-    if (::fstat(STDERR_FILENO, &status) != 0 || !S_ISFIFO(status.st_mode))
-        return;
-    const int own = ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK);
-    if (own < 0)
-        return;
-    ::dup2(own, STDERR_FILENO);
-    ::close(own);
-}
-
 void ignore(int number)
 {
     struct sigaction action = {};
@@ -57,7 +43,6 @@ void isolateFromStarter()
     // The toolkit's own event loop: a request costs it less, and nothing of ours needs glib.
     ::setenv("QT_NO_GLIB", "1", 1);
     tightenUmask();
-    unblockStandardError();
     ignore(SIGPIPE);
     ignore(SIGXFSZ);
 }

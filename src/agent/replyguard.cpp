@@ -1,14 +1,42 @@
 #include "replyguard.h"
 
 #include <QDebug>
+#include <QDir>
 #include <QNetworkReply>
 #include <QTimer>
 
 #include <chrono>
 
+#include <sys/socket.h>
+
 namespace {
 
 constexpr std::chrono::seconds kMaxAge{60};
+
+bool isConnectionToServer(int descriptor)
+{
+    sockaddr_storage peer = {};
+    socklen_t peerSize = sizeof peer;
+    int type = 0;
+    socklen_t typeSize = sizeof type;
+    return ::getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &peerSize) == 0
+           && peer.ss_family != AF_UNIX
+           && ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &typeSize) == 0
+           && type == SOCK_STREAM;
+}
+
+/// The toolkit's thread does not hear abort() while a server keeps it reading
+/// what is no reply yet; it would not hear of the next probe either. Which
+/// connection that is it does not tell: one more probe may go with it.
+void cutConnections()
+{
+    const QStringList descriptors =
+        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System);
+    for (const QString &name : descriptors) {
+        if (isConnectionToServer(name.toInt()))
+            ::shutdown(name.toInt(), SHUT_RDWR);
+    }
+}
 
 } // namespace
 
@@ -52,5 +80,6 @@ void ReplyGuard::read()
 void ReplyGuard::expire()
 {
     m_isExpired = true;
+    cutConnections();
     m_reply->abort();
 }

@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -112,12 +113,21 @@ QByteArray lineOf(QtMsgType type, const QMessageLogContext &context, const QStri
     return line.append(text).append('\n');
 }
 
+/// To standard error, unless nobody reads it: a full pipe, socket or terminal would block.
+void tell(const char *fault)
+{
+    pollfd error = {STDERR_FILENO, POLLOUT, 0};
+    // A message raised inside the handler goes there as bare text.
+    if (::poll(&error, 1, 0) > 0)
+        qWarning("%s", fault);
+}
+
 /// On a full disk a write can end inside the line: the next one would be glued to it.
 void takeBack(int file, ssize_t written)
 {
     const off_t end = ::lseek(file, 0, SEEK_CUR);
     if (end >= written && ::ftruncate(file, end - written) != 0)
-        qWarning("logFile shortened failed");
+        tell("logFile shortened failed");
 }
 
 /// One single write in append mode keeps the lines of several threads whole.
@@ -163,9 +173,8 @@ void ServiceLog::getLogFilePath(const QString &path)
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
                                         const QString &message)
 {
-    // A message raised inside the handler goes, as bare text, to standard error.
     if (!makeRoomForLine() || !appendLine(lineOf(type, context, message)))
-        qWarning("logFile closed failed");
+        tell("logFile closed failed");
 }
 
 void ServiceLog::printAllLog()

@@ -67,16 +67,21 @@ QByteArray listOf(const char *heading, const QVector<Finding> &findings)
     return text;
 }
 
+bool hasServer(const QVariantMap &map)
+{
+    return map.value(confDefaultName).toBool() ? !ServerConf::serverUrl(map).isEmpty()
+                                               : !map.value(confCustomUrlName).toString().isEmpty();
+}
+
 QByteArray headlineOf(const QVariantMap &map)
 {
-    if (map.isEmpty())
+    if (!hasServer(map))
         return "The daemon would run without a server.\n";
-    const QString server = ServerConf::serverUrl(map);
     const QByteArray kind =
         map.value(confDefaultName).toBool()
             ? "default server " + QByteArray::number(map.value(confDefaultIndexName).toInt())
             : QByteArrayLiteral("custom address");
-    return "Server in use: " + (server.isEmpty() ? "none" : shown(server)) + " (" + kind
+    return "Server in use: " + shown(ServerConf::serverUrl(map)) + " (" + kind
            + ")\nProbe URL:     " + shown(ServerConf::probeUrl(map)) + '\n';
 }
 
@@ -102,12 +107,13 @@ QByteArray documentOf(const ConfCheck::Report &report, ExitStatus status)
         return text.isEmpty() ? QJsonValue() : QJsonValue(text);
     };
     const QVariantMap &map = report.map;
+    const bool isServed = hasServer(map);
     return Output::jsonLine({
         {QStringLiteral("ok"), status == ExitStatus::Done},
         {QStringLiteral("status"), static_cast<int>(status)},
         {QStringLiteral("configuration"), QJsonObject::fromVariantMap(map)},
-        {QStringLiteral("serverInUse"), orNull(ServerConf::serverUrl(map))},
-        {QStringLiteral("probeUrl"), orNull(ServerConf::probeUrl(map))},
+        {QStringLiteral("serverInUse"), orNull(isServed ? ServerConf::serverUrl(map) : QString())},
+        {QStringLiteral("probeUrl"), orNull(isServed ? ServerConf::probeUrl(map) : QString())},
         {QStringLiteral("absent"), arrayOf(report.absent)},
         {QStringLiteral("faults"), arrayOf(report.faults)},
     });

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QUrl>
 
 namespace {
@@ -65,6 +66,12 @@ void checkScheme(ConfCheck::Report &report)
                               QStringLiteral("neither 0 nor 1: taken as https://")});
 }
 
+bool hasScheme(const QString &address)
+{
+    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    return scheme.match(address).hasMatch();
+}
+
 /// What is amiss with the server in use; nothing when its probes can succeed.
 QVector<Finding> faultsInUse(const QVariantMap &map)
 {
@@ -79,10 +86,10 @@ QVector<Finding> faultsInUse(const QVariantMap &map)
     const QUrl url(ServerConf::probeUrl(map), QUrl::TolerantMode);
     const bool isHttp =
         url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
-    if (!isHttp || url.host().isEmpty())
+    if (!url.isValid() || !isHttp || url.host().isEmpty())
         return {{QStringLiteral("bad-url"), member,
                  QStringLiteral("the probe URL is no http:// or https:// URL: probes fail")}};
-    if (map.value(confCustomUrlName).toString().contains(QLatin1String("://")) && !usesDefault)
+    if (!usesDefault && hasScheme(map.value(confCustomUrlName).toString()))
         return {{QStringLiteral("bad-url"), member, QStringLiteral("has a scheme of its own")}};
     if (!ServerConf::isProbe(url))
         return {{QStringLiteral("no-probe"), healthPathName,

@@ -1,5 +1,7 @@
 #include "logfile.h"
 
+#include "paths.h"
+
 #include <QFile>
 
 #include <array>
@@ -12,6 +14,12 @@
 namespace {
 
 constexpr size_t kReadBytes = 65536;
+
+bool isRegular(int descriptor)
+{
+    struct stat status = {};
+    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
 
 } // namespace
 
@@ -28,8 +36,16 @@ LogFile::~LogFile()
 bool LogFile::open()
 {
     close();
+    // A FILE may be a pipe. At the log's own place the daemon writes to none, so nothing would
+    // come.
+    const bool isDaemonsLog = m_path == QFile::encodeName(Paths::logFile);
+    const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (isDaemonsLog ? O_NONBLOCK : 0);
     m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                 : ::open(m_path.constData(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+                                 : ::open(m_path.constData(), flags);
+    if (isOpen() && isDaemonsLog && !isRegular(m_descriptor)) {
+        close();
+        errno = ENOTSUP;
+    }
     return isOpen();
 }
 

@@ -50,6 +50,11 @@ void LogSummary::forgetRun()
 {
     version.clear();
     startTime.clear();
+    forgetProbe();
+}
+
+void LogSummary::forgetProbe()
+{
     probe = Probe::None;
     probeUrl.clear();
     probeTime.clear();

@@ -15,8 +15,9 @@ public:
 
     void add(const LogEvent &event);
 
-    /// Forgets the run: it is not the one that is asked about.
+    /// Forgets the run, or its last probe: it is not the one that is asked about.
     void forgetRun();
+    void forgetProbe();
 
     QByteArray version; ///< empty when the log does not reach back to the start
     QByteArray startTime; ///< the same

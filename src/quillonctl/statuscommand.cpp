@@ -60,9 +60,41 @@ bool isOfEarlierRun(const Status &status)
     return start.isValid() && status.log.lastTime < LogText::timeText(start.addSecs(-1));
 }
 
-// The log is read last, so that a daemon that can write it has told of our visit.
+/// A daemon that could write its log has told of our visit.
+bool isSilentOfVisit(const Status &status, const QDateTime &visit)
+{
+    return status.reply.outcome == Outcome::Answered
+           && status.log.lastTime < LogText::timeText(visit.addSecs(-1));
+}
+
+/// A choice that could not be kept is in use, but not probed.
+bool isOfOtherServer(const Status &status)
+{
+    return status.configuration && !status.log.probeUrl.isEmpty()
+           && !status.log.probeUrl.startsWith(
+               TerminalText::escaped(status.configuration->serverInUse().toUtf8()));
+}
+
+void dropWhatDoesNotCount(Status &status, const QDateTime &visit)
+{
+    if (!status.logFault.isEmpty())
+        return;
+    if (isOfEarlierRun(status)) {
+        status.log.forgetRun();
+        status.logFault = QStringLiteral("%1 tells nothing of this run").arg(Paths::logFile);
+    } else if (isSilentOfVisit(status, visit)) {
+        status.log.forgetProbe();
+        status.logFault = QStringLiteral("%1 is not written any more").arg(Paths::logFile);
+    } else if (isOfOtherServer(status)) {
+        status.log.forgetProbe();
+        status.logFault = QStringLiteral("this server was not probed since it was chosen");
+    }
+}
+
+// The log is read last, so that it tells of our visit.
 Status look(const Options &options)
 {
+    const QDateTime visit = QDateTime::currentDateTime();
     const DaemonClient client(options.timeout, options.wait);
     Status status{client.ask(ConfigCommands::configurationRequest()),
                   {},
@@ -70,10 +102,7 @@ Status look(const Options &options)
                   {}};
     status.configuration = Configuration::fromMessage(status.reply.configuration);
     status.logFault = readLog(Paths::logFile, status.log);
-    if (status.logFault.isEmpty() && isOfEarlierRun(status)) {
-        status.log.forgetRun();
-        status.logFault = QStringLiteral("%1 tells nothing of this run").arg(Paths::logFile);
-    }
+    dropWhatDoesNotCount(status, visit);
     return status;
 }
 
