@@ -61,7 +61,6 @@ void TestRecords::configuration()
     QTEST(ServerConf::serverUrl(map), "url");
     QTEST(map.value(QStringLiteral("healthPath")).toString(), "healthPath");
 
-    QCOMPARE(map.size(), 6);
     QCOMPARE(ServerConf::parse(ServerConf::toFileContent(map)).map, map);
 }
 

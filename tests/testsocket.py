@@ -25,7 +25,7 @@ class Socket(Case):
         rows = (
             ("configuration", [ASK], [0], []),
             ("number as type", [frame({"type": 5}), ASK], [0], []),
-            ("unknown types", [frame({"type": "6"}), frame([5]), frame({"x": 1}), ASK],
+            ("unknown types", [frame({"type": "99"}), frame([5]), frame({"x": 1}), ASK],
              [0], []),
             ("choice", [choose(1), ASK], [1], []),
             ("choice without index", [frame({"type": "4"}), ASK], [0], []),
@@ -59,7 +59,7 @@ class Socket(Case):
         client.socket.sendall(ASK)
         raw = client.read(8)
         payload = client.read(struct.unpack("=ii", raw)[1])
-        self.assertTrue(payload.endswith('/é"],"type":"5"}'.encode()), payload)
+        self.assertTrue('/é"'.encode() in payload, payload)
 
     def test_waiting(self):
         first, second, gone = Client(), Client(choose(1), ASK), Client(choose(2))

@@ -27,7 +27,7 @@ public:
     /// Loads the configuration file and takes the server from it. A file that
     /// cannot be read leaves the configuration and the server's URL empty.
     void initServerUrlConf();
-    /// What clients are told of the configuration: the five keys of ServerConf::toReply().
+    /// What clients are told of the configuration: the keys of ServerConf::toReply().
     QVariantMap getServerConfUrl() const;
     /// Makes requests go to the server that the configuration names.
     void getServerUrlConf(QVariantMap map);

@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr quint64 kMaxAgeSeconds = 604800;
-constexpr quint64 kMaxBytes = 52428800;
 constexpr mode_t kLogMode = 0666; // less what the umask takes
 
 // Set once, before the handler is installed, and needed to the very end.
@@ -41,7 +39,7 @@ bool isOverLimit(const struct statx &file)
 {
     const auto now = static_cast<quint32>(currentSeconds());
     const quint64 age = quint64{now} - quint64{creationSeconds(file)};
-    return age > kMaxAgeSeconds || file.stx_size > kMaxBytes;
+    return age > ServiceLog::kMaxAgeSeconds || file.stx_size > ServiceLog::kMaxBytes;
 }
 
 /// False when something else than a file stands at the path: a FIFO or a

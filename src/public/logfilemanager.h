@@ -10,6 +10,9 @@ class QString;
 /// nothing that was logged.
 namespace ServiceLog {
 
+inline constexpr quint64 kMaxAgeSeconds = 604800; ///< 7 days
+inline constexpr quint64 kMaxBytes = 52428800; ///< 50 MiB
+
 /// Stores the full path of the log file, and ends the line that a killed process
 /// may have left there. Call once, before the handler is installed.
 void getLogFilePath(const QString &path);
@@ -22,8 +25,8 @@ void InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
 /// Switches on every logging category at every level.
 void printAllLog();
 
-/// Deletes the log file when it is more than 7 days old or more than 50 MiB
-/// large. A file from the future counts as too old.
+/// Deletes the log file when it is older or larger than the limits. A file from
+/// the future counts as too old.
 void FixTimerBackUpFile();
 
 } // namespace ServiceLog

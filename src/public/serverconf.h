@@ -12,19 +12,19 @@ namespace ServerConf {
 
 struct Parsed
 {
-    QVariantMap map; ///< all six keys; empty when the bytes hold no configuration
+    QVariantMap map; ///< all keys; empty when the bytes hold no configuration
     QString error; ///< the parser's text; means something only with an empty map
 };
 
 /// Reads the file's content. An absent member takes its default, a member of
-/// another JSON type the neutral value of its own; anything but these six
+/// another JSON type the neutral value of its own; anything but these
 /// is dropped. No JSON, `{}` and `[]` hold no configuration.
 Parsed parse(const QByteArray &content);
 
 /// The file's content for a map: indented JSON, members in ascending order.
 QByteArray toFileContent(const QVariantMap &map);
 
-/// What clients are told: five keys, without the health path. A key that the
+/// What clients are told: all keys without the health path. A key that the
 /// map lacks is reported as 0, empty text or empty list.
 QVariantMap toReply(const QVariantMap &map);
 

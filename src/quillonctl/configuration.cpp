@@ -2,6 +2,7 @@
 
 #include "confkeys.h"
 #include "paths.h"
+#include "protocol.h"
 #include "terminaltext.h"
 
 #include <QJsonArray>
@@ -64,7 +65,8 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
         return {};
 
     return Configuration{!isUnloaded,    isDefault.toBool(), index.toInt(),
-                         scheme.toInt(), address.toString(), servers.toVariant().toStringList()};
+                         scheme.toInt(), address.toString(), servers.toVariant().toStringList(),
+                         message};
 }
 
 QString Configuration::serverInUse() const
@@ -81,12 +83,11 @@ QString Configuration::serverInUse() const
 
 QJsonObject Configuration::toJson() const
 {
-    return {{confDefaultName, usesDefault},
-            {confDefaultIndexName, defaultIndex},
-            {confCustomHeadindexName, customScheme},
-            {confCustomUrlName, customAddress},
-            {defaultUrlName, QJsonArray::fromStringList(defaultServers)},
-            {QStringLiteral("loaded"), isLoaded}};
+    QJsonObject document = told;
+    document.remove(Protocol::typeName);
+    document.insert(confDefaultName, usesDefault);
+    document.insert(QStringLiteral("loaded"), isLoaded);
+    return document;
 }
 
 QByteArray Configuration::toText() const

@@ -15,6 +15,7 @@ struct Configuration
     int customScheme = 0;
     QString customAddress;
     QStringList defaultServers;
+    QJsonObject told; ///< the whole message
 
     /// Nothing when a member is missing or has another type than the daemon gives it.
     static std::optional<Configuration> fromMessage(const QJsonObject &message);
@@ -22,7 +23,7 @@ struct Configuration
     /// The address the daemon talks to; empty when it has none.
     QString serverInUse() const;
 
-    /// The same members, for a program.
+    /// What the daemon told, without its type, and whether it has a configuration; for a program.
     QJsonObject toJson() const;
 
     /// Several lines in UTF-8 for a person; safe to show on a terminal.
