@@ -19,14 +19,16 @@
 namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
-constexpr int kLargeBytes = 128 * 1024;
+constexpr int kOwnMappingBytes = 512 * 1024;
+constexpr int kMaxFreeBytes = 1024 * 1024;
 
-/// With a heap for each thread, and a limit that grows with what was freed, the
+/// With a heap for each thread, and limits that grow with what was freed, the
 /// memory that one busy hour took would not go back to the system.
 void keepHeapSmall()
 {
     ::mallopt(M_ARENA_MAX, 1);
-    ::mallopt(M_MMAP_THRESHOLD, kLargeBytes); // and so it does not grow
+    ::mallopt(M_MMAP_THRESHOLD, kOwnMappingBytes); // above what an ordinary message takes
+    ::mallopt(M_TRIM_THRESHOLD, kMaxFreeBytes);
 }
 
 /// An instance with a full backlog takes no connection, but is alive: nobody is
