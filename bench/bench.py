@@ -22,7 +22,7 @@ from daemon import BIN, LOG, SOCKET  # pylint: disable=wrong-import-position
 WORK = os.environ["TMPDIR"]
 os.environ["PATH"] += ":/usr/sbin"  # where an ordinary user does not look
 ROUNDS, REQUESTS = 31, 500
-START_ROUNDS, LIST_ROUNDS = 15, 5
+START_ROUNDS, LINE_ROUNDS, LIST_ROUNDS = 41, 21, 5
 SERVERS = 2, 125, 250, 500, 750, 1000
 WARM_UP, GROWTH_REQUESTS = 2000, 100000
 SETTLE_SECONDS, IDLE_SECONDS = 3, 25
@@ -151,7 +151,7 @@ def measure_requests():
 
 def measure_lines():
     path = os.path.dirname(LOG) + "/line.log"
-    seen = in_turn(5, short=lambda: numbers("log", "line", path, 4000, SHORT_TEXT),
+    seen = in_turn(LINE_ROUNDS, short=lambda: numbers("log", "line", path, 4000, SHORT_TEXT),
                    long=lambda: numbers("log", "line", path, 4000, LONG_TEXT))
     scrambled = numbers("log", "scramble")
     return {"lines": seen, "scramble": dict(zip(map(int, scrambled[::2]), scrambled[1::2]))}

@@ -102,7 +102,7 @@ const char *localTimeText()
 
 QByteArray lineOf(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    const QByteArray text = message.toLocal8Bit();
+    const QByteArray text = message.toUtf8();
     QByteArray line;
     line.reserve(text.size() + 96);
     line.append('[').append(tagOf(type)).append(':').append(localTimeText());
