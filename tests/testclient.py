@@ -74,7 +74,7 @@ class Real(Case):
 
 
     def test_status(self):
-        site = Site((0, 200), (0, 503), (5, 200))
+        site = Site((0, 200), (0, 503), (60, 200))
         configure({"defaultUrl": [site.url, URLS[0]]})
 
         def look(text, *arguments, **options):
