@@ -117,6 +117,17 @@ class Configuration(Case):
             self.assertEqual(len(ask(choose(1))), 1)
             self.assertEqual(json.loads(content())["confDefaultIndex"], 1)
 
+    def test_read_only_file_system(self):
+        os.makedirs(os.path.dirname(CONF))
+        self.assertEqual(os.system(f"mount -t tmpfs tmpfs {os.path.dirname(CONF)}"), 0)
+        self.addCleanup(os.system, f"umount {os.path.dirname(CONF)}")
+        configure({"defaultUrl": URLS})
+        self.assertEqual(os.system(f"mount -o remount,ro {os.path.dirname(CONF)}"), 0)
+        before = content()
+        with Daemon():
+            self.assertEqual(ask(choose(1))[0]["activeMessageType"], "4")
+        self.assertEqual(content(), before)
+
 
 if __name__ == "__main__":
     unittest.main()

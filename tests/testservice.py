@@ -107,6 +107,14 @@ class Start(Case):
                          for path in (LOG, os.path.dirname(SOCKET))]
                 self.assertEqual(modes, [log_mode, 0o755])
 
+    def test_link_in_the_way(self):
+        os.makedirs(os.path.dirname(SOCKET))
+        os.symlink(TLS_SITE, SOCKET)
+        with Daemon():
+            self.assertEqual(len(ask()), 1)
+            self.assertFalse(os.path.islink(SOCKET))
+        self.assertTrue(os.path.exists(TLS_SITE))
+
     def test_unlistenable(self):
         os.makedirs(SOCKET)
         self.addCleanup(os.rmdir, SOCKET)
