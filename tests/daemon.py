@@ -2,8 +2,8 @@
 
 import base64
 import binascii
+import contextlib
 import functools
-import http.server
 import json
 import operator
 import os
@@ -167,26 +167,29 @@ def quillonctl(*arguments, **options):
                           check=False, **options)
 
 
-class Site(http.server.ThreadingHTTPServer):
-    """An HTTP server whose answers are (seconds to wait, status) in turn; the last one stays."""
-    daemon_threads = True
+class Site:
+    """A server whose answers are (seconds to wait, status or bytes, bytes to repeat for ever if any)
+    in turn; the last one stays."""
 
     def __init__(self, *answers):
-        self.answers, self.paths = list(answers), []
-        super().__init__(("127.0.0.1", 0), Handler)
-        self.url = f"http://127.0.0.1:{self.server_port}"
-        threading.Thread(target=self.serve_forever, daemon=True).start()
+        self.answers, self.sent = list(answers), 0
+        self.server = socket.create_server(("127.0.0.1", 0))
+        self.url = f"http://127.0.0.1:{self.server.getsockname()[1]}"
+        threading.Thread(target=self.accept, daemon=True).start()
 
+    def accept(self):
+        while True:
+            peer = self.server.accept()[0]
+            threading.Thread(target=self.answer, args=(peer,), daemon=True).start()
 
-class Handler(http.server.BaseHTTPRequestHandler):
-    def do_POST(self):
-        answers = self.server.answers
-        wait, status = answers.pop(0) if len(answers) > 1 else answers[0]
-        self.server.paths.append(self.path)
-        threading.Event().wait(wait)
-        self.send_response(status)
-        self.send_header("Content-Length", "0")
-        self.end_headers()
-
-    def log_message(self, *_):
-        pass
+    def answer(self, peer):
+        with peer, contextlib.suppress(OSError):
+            peer.recv(65536)
+            answers = self.answers
+            wait, what, *endless = answers.pop(0) if len(answers) > 1 else answers[0]
+            threading.Event().wait(wait)
+            peer.sendall(what if isinstance(what, bytes)
+                         else b"HTTP/1.1 %d X\r\nContent-Length: 0\r\n\r\n" % what)
+            while endless:
+                peer.sendall(endless[0])
+                self.sent += len(endless[0])

@@ -1,8 +1,10 @@
 """What a local program, a hostile server or the machine can do to the daemon."""
 
+import contextlib
 import gzip
 import json
 import os
+import re
 import resource
 import signal
 import socket
@@ -19,20 +21,17 @@ DROPPED = "data not sent by a quillon client"
 
 
 def in_place_of_log(make):
-    """False when the daemon has written a line meanwhile."""
-    try:
+    """True unless the daemon has written a line meanwhile."""
+    with contextlib.suppress(OSError):
         os.remove(LOG)
         make()
-    except OSError:
-        return False
-    return True
+        return True
 
 
 class Attack(Case):
     def setUp(self):
         super().setUp()
         self.site = Site((0, 200))
-        self.addCleanup(self.site.server_close)
         configure({"defaultUrl": [self.site.url, "http://127.0.0.1:1"]})
 
     def start(self, **options):
@@ -71,25 +70,19 @@ class Clients(Attack):
         client.socket.sendall(data)
         os.kill(self.pid, signal.SIGCONT)
 
-    def test_waiting_writer_is_bounded(self):
+    def test_writers_are_bounded(self):
+        """Ten that wait, then the one that is served; an ordinary message is not cut."""
         self.start()
-        first = Client(ASK)
-        first.answer()
+        first = Client(frame({"type": "5", "x": "x" * 30000}))
+        self.assertEqual(first.answer()["type"], "5")
         before = self.rss()
         writers = [Client() for _ in range(10)]
         for writer in writers:
             self.assertLess(self.write_endlessly(writer, 0.3), MIB)
         self.assert_small(before, 4 * MIB)
-
-    def test_served_writer_is_bounded(self):
-        self.start()
         before = self.rss()
-        writer = Client()
-        self.assertGreaterEqual(self.write_endlessly(writer, 30, enough=4 * MIB), 4 * MIB)
+        self.assertGreaterEqual(self.write_endlessly(first, 30, enough=4 * MIB), 4 * MIB)
         self.assert_small(before, 6 * MIB)
-        writer.leave()
-        large = frame({"type": "5", "x": "x" * 30000})
-        self.assertEqual(ask(large)[0]["type"], "5")
 
     def test_reader_of_nothing_is_dropped(self):
         configure({"confCustomUrl": "x" * 4000})
@@ -212,13 +205,6 @@ class Machine(Attack):
         self.assertEqual(os.listdir(os.path.dirname(CONF)), [".agent.json"])
         self.assertEqual(log().count("[Debug:cut\n[Qinfo:"), 12)
 
-    def test_file_size_limit(self):
-        daemon = self.start()
-        resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (10, 10))
-        self.assertEqual(Client(choose(1)).answer()["activeMessageType"], "4")
-        with open(CONF, encoding="utf-8") as file:
-            self.assertNotIn("confDefaultIndex", file.read())
-
     def test_log_in_trouble(self):
         """Whatever stands at the log's place: serving goes on, and so does the next good line."""
         folder = os.path.dirname(LOG)
@@ -290,44 +276,22 @@ class Machine(Attack):
 
 
 class Server(Attack):
-    def serve(self, *chunks):
-        """A server that sends the chunks and goes on with the last one for ever."""
-        server = socket.create_server(("127.0.0.1", 0))
-        self.addCleanup(server.close)
-        self.sent = 0
-
-        def run():
-            try:
-                while True:
-                    peer = server.accept()[0]
-                    peer.recv(65536)
-                    for chunk in chunks[:-1]:
-                        peer.sendall(chunk)
-                    while chunks[-1]:
-                        peer.sendall(chunks[-1])
-                        self.sent += len(chunks[-1])
-                    peer.close()
-            except OSError:
-                pass
-
-        threading.Thread(target=run, daemon=True).start()
-        return f"http://127.0.0.1:{server.getsockname()[1]}"
-
     def test_endless_bodies(self):
         """A health reply's body is thrown away, any other ends at 1 MiB; nothing is unpacked."""
         head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n"
         packed = gzip.compress(bytes(300 * MIB), 1)
         rows = (
-            ("/health", [head + b"\r\n", bytes(65536)], lambda: self.sent > 300 * MIB),
-            ("/other", [head + b"\r\n", bytes(65536)], lambda: "OperationCanceledError" in log()
+            ("/health", (0, head + b"\r\n", bytes(65536)), lambda: self.site.sent > 300 * MIB),
+            ("/other", (0, head + b"\r\n", bytes(65536)), lambda: "OperationCanceledError" in log()
              and "reply body of more than 1 MiB" in log() and "returnByte" in log()),
-            ("/health", [head + b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n"
-                         % len(packed) + packed, b""], lambda: "Status Code Attribute" in log()),
+            ("/health", (0, head + b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n"
+                         % len(packed) + packed), lambda: "Status Code Attribute" in log()),
         )
-        for path, chunks, is_over in rows:
+        for path, answer, is_over in rows:
             with self.subTest(path):
                 Case.setUp(self)
-                configure({"defaultUrl": [self.serve(*chunks)], "healthPath": path})
+                self.site = Site(answer)
+                configure({"defaultUrl": [self.site.url], "healthPath": path})
                 with Daemon() as daemon:
                     self.rss = daemon.resident_bytes
                     before = self.rss()
@@ -335,19 +299,46 @@ class Server(Attack):
                     self.assert_small(before, 12 * MIB)
                     self.assertEqual(len(ask()), 1)
 
-    def test_rubbish(self):
-        ok = b"HTTP/1.1 200 OK\r\n"
-        rows = (b"rubbish\r\n\r\n", b"HTTP/1.1 99999 X\r\n\r\n", b"HTTP/1.1 -1 X\r\n\r\n", b"\0" * 999,
-                ok + b"Content-Encoding: gzip\r\nContent-Length: 9\r\n\r\nnot gzip!",
-                ok + b"Content-Length: -5\r\n\r\nx", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n",
-                # For the toolkit this reply has no end; the daemon ends it after a minute.
-                ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n")
-        configure({"defaultUrl": [self.serve(row, b"") for row in rows], "healthPath": "/other"})
+    def test_replies(self):
+        """What comes from which path, and what the log tells of it."""
+        ok, missing = b"HTTP/1.1 200 OK\r\n", b"HTTP/1.1 404 No\r\n"
+        failed = "Failed:  404 QNetworkReply::ContentNotFoundError"
+        no_json = 'QJsonParseError  "illegal value"'
+        nothing = ["returnByte", "getServerData is empty.", no_json]
+        rows = (
+            ("/v1/health", ok + b"\r\n{}", ["Attribute  200 -"]),
+            ("/health?x=1", ok + b"\r\n", ["Attribute  200 -"]),
+            ("/%68ealth#f", b"HTTP/1.1 204 OK\r\n\r\n", ["Attribute  204 -"]),
+            ("/health", b"HTTP/1.1 302 OK\r\nLocation: /other\r\n\r\n", ["Attribute  302 -"]),
+            ("/health", missing + b"\r\n", [failed, "Attribute  404 -"]),
+            ("/health/", ok + b'\r\n{"a":1}', ['returnByte "{"a":1}"']),
+            ("/Health", ok + b"\r\n[1]", ['returnByte "[1]"']),
+            ("/healthz", missing + b"\r\n<html>", [failed, 'returnByte "<html>"', no_json]),
+            ("/", ok + b"\r\n", nothing),
+            ("/", ok + b'\r\n{"a":[],"a":1}', ["returnByte", "two members of the same name"]),
+            ("/", b"rubbish\r\n\r\n", ["Failed:  0", *nothing]),
+            ("/", b"HTTP/1.1 99999 X\r\n\r\n", ["Failed:  99999", *nothing]),
+            ("/", b"HTTP/1.1 -1 X\r\n\r\n", nothing),
+            ("/", b"\0" * 999, ["Failed:  0", *nothing]),
+            ("/", ok + b"Content-Encoding: gzip\r\n\r\nnot gzip!", ["returnByte", no_json]),
+            ("/", ok + b"Content-Length: -5\r\n\r\nx", ["returnByte", no_json]),
+            ("/", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n", nothing),
+            # For the toolkit this reply has no end; the daemon ends it after a minute.
+            ("/", ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n", []),
+        )
+        configure({"healthPath": "",
+                   "defaultUrl": [Site((0, answer)).url + path for path, answer, _ in rows]})
         self.start()
-        for index in range(len(rows)):
-            poll(lambda n=index: log().count("returnByte") > n)
-            ask(choose(index))
-        self.assertEqual(len(ask()), 1)
+        for index, (path, _, texts) in enumerate(rows):
+            with self.subTest(path, index=index):
+                before = len(log()) if index else 0
+                ask(*[choose(index)] if index else [])
+                seen = poll(lambda b=before, n=len(texts): len(found := re.findall(
+                    ".*(?:Failed:|returnByte|Attribute|getServerData|QJson).*", log()[b:])) >= n
+                    and [found])[0]
+                self.assertEqual(len(seen), len(texts), seen)
+                for line, text in zip(seen, texts):
+                    self.assertIn(text, line)
 
 
 if __name__ == "__main__":

@@ -1,9 +1,11 @@
 import json
 import os
+import resource
 import stat
+import subprocess
 import unittest
 
-from daemon import CONF, HAS_USERS, Case, Daemon, Site, ask, choose, configure, log, poll
+from daemon import CONF, HAS_USERS, Case, Client, Daemon, ask, choose, configure, log, poll
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
 EMPTY = {"confDefault": 0, "confDefaultIndex": 0, "confCustomHeadindex": 0, "confCustomUrl": "",
@@ -30,7 +32,11 @@ class Configuration(Case):
             ("over 1 MiB", lambda: configure("[1," + " " * 2**20 + "1]"), open_failed,
              "not server url index.", "5"),
             ("empty object", lambda: configure("{}"), parse_error, "not server url index.", "5"),
-            ("broken", lambda: configure("{"), parse_error, "not server url index.", "5"),
+            ("empty array", lambda: configure("[]"), parse_error, "not server url index.", "5"),
+            ("two documents", lambda: configure('{"confDefault":true}{}'), parse_error,
+             "not server url index.", "5"),
+            ("nested too deep", lambda: configure("[" * 100000), parse_error,
+             "not server url index.", "5"),
         )
         for name, make, at_start, at_choice, code in rows:
             with self.subTest(name):
@@ -52,13 +58,6 @@ class Configuration(Case):
             with Daemon():
                 self.assertIn("os-version open failed.", log())
             os.remove(record)
-
-    def test_custom_address_is_probed(self):
-        site = Site((0, 200))
-        address = site.url.removeprefix("http://") + "/prefix"
-        configure({"confDefault": False, "confCustomUrl": address, "confCustomHeadindex": 1})
-        with Daemon():
-            poll(lambda: site.paths == ["/prefix/v1/harbor/health"])
 
     def test_choice_rewrites_the_file(self):
         configure({"confDefault": False, "confCustomUrl": "é/", "defaultUrl": URLS, "extra": 1})
@@ -99,33 +98,41 @@ class Configuration(Case):
         self.assertEqual([name for name in os.listdir("/etc") if "json" in name], ["real.json"])
 
     def test_failed_write_keeps_the_file(self):
-        os.makedirs(os.path.dirname(CONF), exist_ok=True)
-        self.assertEqual(os.system(f"mount -t tmpfs -o size=8k tmpfs {os.path.dirname(CONF)}"), 0)
-        configure({"defaultUrl": URLS})
-        self.addCleanup(os.system, f"umount {os.path.dirname(CONF)}")
-        with open(f"{os.path.dirname(CONF)}/fill", "wb", buffering=0) as fill, Daemon():
-            poll(lambda: "warning: http nStatus" in log())
-            fill.write(bytes(8192))
-            before, probes = content(), log().count("sendHealthInfo")
-            refused, answer = ask(choose(1))
-            self.assertEqual(refused["activeMessageType"], "4")
-            self.assertEqual(answer["confDefaultIndex"], 1)  # in memory, as told
-            self.assertIn("agent.json write failed.", log())
-            self.assertEqual((content(), log().count("sendHealthInfo")), (before, probes))
-            self.assertEqual(sorted(os.listdir(os.path.dirname(CONF))), [".agent.json", "fill"])
-            fill.truncate(0)
-            self.assertEqual(len(ask(choose(1))), 1)
-            self.assertEqual(json.loads(content())["confDefaultIndex"], 1)
+        """What is wrong, how it is mended if it can be, and the server in use meanwhile."""
+        folder = os.path.dirname(CONF)
+        rows = (
+            ("full disk", lambda: os.system(f"head -c 8192 /dev/zero >{folder}/fill 2>/dev/null"),
+             lambda: os.remove(f"{folder}/fill"), 1),
+            ("read-only", lambda: os.system(f"mount -o remount,ro {folder}"),
+             lambda: os.system(f"mount -o remount,rw {folder}"), 0),
+        )
+        for name, spoil, mend, used in rows:
+            with self.subTest(name):
+                self.setUp()
+                os.makedirs(folder)
+                self.assertEqual(os.system(f"mount -t tmpfs -o size=8k tmpfs {folder}"), 0)
+                self.addCleanup(os.system, f"umount {folder}")
+                configure({"defaultUrl": URLS})
+                with Daemon() as daemon:
+                    poll(lambda: "warning: http nStatus" in log())
+                    before, probes = content(), log().count("sendHealthInfo")
+                    spoil()
+                    refused, answer = ask(choose(1))
+                    self.assertEqual(refused["activeMessageType"], "4")
+                    self.assertEqual(answer["confDefaultIndex"], used)
+                    self.assertEqual((content(), log().count("sendHealthInfo")), (before, probes))
+                    mend()
+                    self.assertEqual(os.listdir(folder), [".agent.json"])
+                    self.assertEqual(len(ask(choose(1))), 1)
+                    self.assertEqual(json.loads(content())["confDefaultIndex"], 1)
+                self.doCleanups()
 
-    def test_read_only_file_system(self):
-        os.makedirs(os.path.dirname(CONF))
-        self.assertEqual(os.system(f"mount -t tmpfs tmpfs {os.path.dirname(CONF)}"), 0)
-        self.addCleanup(os.system, f"umount {os.path.dirname(CONF)}")
+    def test_file_size_limit(self):
         configure({"defaultUrl": URLS})
-        self.assertEqual(os.system(f"mount -o remount,ro {os.path.dirname(CONF)}"), 0)
         before = content()
-        with Daemon():
-            self.assertEqual(ask(choose(1))[0]["activeMessageType"], "4")
+        with Daemon(stderr=subprocess.DEVNULL) as daemon:  # the log cannot grow either
+            resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (10, 10))
+            self.assertEqual(Client(choose(1)).answer()["activeMessageType"], "4")
         self.assertEqual(content(), before)
 
 

@@ -33,17 +33,6 @@ def start(*sites, **options):
     return Daemon(**options)
 
 
-class Outcome(Case):
-    def test_statuses(self):
-        site = Site((0, 200), (0, 503), (0, 404))
-        with start(site):
-            for status in (200, 503, 404):
-                poll(lambda s=status: status_line(s) in log())
-                self.assertEqual(f"warning: http nStatus  {status}" in log(), status != 200)
-                ask(choose(0))
-            self.assertEqual(site.paths[0], "/v1/harbor/health")
-
-
 class Slow(Case):
     """Each of these takes more than the 8 s of a check."""
 

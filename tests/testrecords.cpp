@@ -1,8 +1,6 @@
 #include "osversion.h"
 #include "serverconf.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryFile>
 #include <QTest>
 
@@ -13,8 +11,6 @@ class TestRecords : public QObject
 private slots:
     void configuration_data();
     void configuration();
-    void holdsNoConfiguration_data();
-    void holdsNoConfiguration();
     void version_data();
     void version();
 };
@@ -62,25 +58,6 @@ void TestRecords::configuration()
     QTEST(map.value(QStringLiteral("healthPath")).toString(), "healthPath");
 
     QCOMPARE(ServerConf::parse(ServerConf::toFileContent(map)).map, map);
-}
-
-void TestRecords::holdsNoConfiguration_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::newRow("empty object") << QByteArray("{}");
-    QTest::newRow("empty array") << QByteArray("[]");
-    QTest::newRow("two documents") << QByteArray(R"({"confDefault":true}{"x":1})");
-    QTest::newRow("nested too deep") << QByteArray(100000, '[');
-}
-
-void TestRecords::holdsNoConfiguration()
-{
-    QFETCH(const QByteArray, content);
-    QCOMPARE(ServerConf::parse(content).map, QVariantMap());
-    const QJsonObject reply = QJsonObject::fromVariantMap(ServerConf::toReply({}));
-    QCOMPARE(QJsonDocument(reply).toJson(QJsonDocument::Compact),
-             QByteArray(R"({"confCustomHeadindex":0,"confCustomUrl":"","confDefault":0,)"
-                        R"("confDefaultIndex":0,"defaultUrl":[]})"));
 }
 
 void TestRecords::version_data()

@@ -8,8 +8,8 @@ import tempfile
 
 import unittest
 
-from daemon import (ASK, BIN, LOG, SLACK, SOCKET, Case, Client, Daemon, ask, choose, configure, log,
-                    poll, quillonctl)
+from daemon import (ASK, BIN, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask, choose,
+                    configure, log, poll, quillonctl)
 
 TLS_SITE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../scripts/tls-site")
 VERSION = '\n\nversion: "1.0.3.2"'
@@ -47,13 +47,14 @@ class Tls(Case):
         )
         urls = self.urls | {"down": f"https://127.0.0.1:{down.getsockname()[1]}",
                             "unknown host": "https://x.invalid", "no base URL": ""}
-        configure({"defaultUrl": [urls[name] for name, *_ in rows]})
+        configure({"defaultUrl": [urls[name] for name, *_ in rows],
+                   "confDefault": False, "confCustomUrl": urls["OK_URL"].removeprefix("https://")})
         with Daemon():
             for index, (name, status, failure) in enumerate(rows):
                 before = len(log()) if index else 0
                 if index:
                     self.assertEqual(quillonctl("use", str(index)).returncode, 0, name)
-                line = f"Http Status Code Attribute  {status} ---"
+                line = f" --------Http Status Code Attribute  {status} --------"
                 poll(lambda b=before, wanted=line: wanted in log()[b:])
                 self.assertEqual(f"nStatus  {status}" in log()[before:], status != 200, name)
                 self.assertEqual("Failed: " in log()[before:], failure is not None, name)
@@ -68,16 +69,17 @@ class Tls(Case):
         self.assertEqual(len(self.requests()), 3)
 
     def test_failed_handshakes(self):
-        """The toolkit would keep what each of them took."""
-        configure({"defaultUrl": [self.urls["UNTRUSTED_URL"]]})
+        """The toolkit would keep what each of them took, also beside a probe that is outstanding."""
+        configure({"defaultUrl": [self.urls["UNTRUSTED_URL"], Site((600, 200)).url]})
         with Daemon() as daemon:
             client = Client()
-            for count in (200, 500):
-                before = daemon.resident_bytes()
-                while log().count("SslHandshakeFailedError") < count:
-                    client.socket.sendall(choose(0) + ASK)
-                    client.answer()
-            self.assertLess(daemon.resident_bytes() - before, SLACK * 2**19)
+            for choices, counts in ((choose(0), (200, 400)), (choose(1) + choose(0), (500, 700))):
+                for count in counts:
+                    before = daemon.resident_bytes()
+                    while log().count("SslHandshakeFailedError") < count:
+                        client.socket.sendall(choices + ASK)
+                        client.answer()
+                self.assertLess(daemon.resident_bytes() - before, SLACK * 2**19)
 
 
 class Start(Case):
@@ -107,16 +109,18 @@ class Start(Case):
                          for path in (LOG, os.path.dirname(SOCKET))]
                 self.assertEqual(modes, [log_mode, 0o755])
 
-    def test_link_in_the_way(self):
+    def test_in_the_way_of_the_socket(self):
+        """A link, the socket of a daemon that was killed, a file; a directory stays."""
         os.makedirs(os.path.dirname(SOCKET))
-        os.symlink(TLS_SITE, SOCKET)
-        with Daemon():
-            self.assertEqual(len(ask()), 1)
-            self.assertFalse(os.path.islink(SOCKET))
+        for put in (lambda: os.symlink(TLS_SITE, SOCKET), lambda: None,
+                    lambda: os.remove(SOCKET) or os.mknod(SOCKET)):
+            put()
+            with Daemon():
+                self.assertEqual(len(ask()), 1)
+                self.assertEqual(os.lstat(SOCKET).st_mode, stat.S_IFSOCK | 0o777)
         self.assertTrue(os.path.exists(TLS_SITE))
-
-    def test_unlistenable(self):
-        os.makedirs(SOCKET)
+        os.remove(SOCKET)
+        os.mkdir(SOCKET)
         self.addCleanup(os.rmdir, SOCKET)
         with Daemon():
             self.assertIn("quillon listen falie !", log())
