@@ -31,8 +31,7 @@ UP_SECONDS, DOWN_SECONDS = 8, 4
 SETTLE_SECONDS = 150  # the toolkit keeps a connection that nobody uses for two minutes
 WARM_UP = 0.5  # of the run: until then the heap still finds its size
 MAX_GROWTH_KIB = 64  # in an hour's worth of requests
-FILE_MEMBERS = {"confDefault", "confDefaultIndex", "confCustomHeadindex", "confCustomUrl",
-                "defaultUrl", "healthPath"}
+FILE_MEMBERS = set(re.findall('"(.*)"', (SCRIPTS / "../src/public/confkeys.h").read_text("utf-8")))
 ANSWER_MEMBERS = FILE_MEMBERS - {"healthPath"} | {"type"}
 OUT_OF_RANGE = {"type": "2", "activeMessageType": "5", "message": ""}
 

@@ -73,7 +73,7 @@ class Tls(Case):
         configure({"defaultUrl": [self.urls["UNTRUSTED_URL"], Site((600, 200)).url]})
         with Daemon() as daemon:
             client = Client()
-            for choices, counts in ((choose(0), (200, 400)), (choose(1) + choose(0), (500, 700))):
+            for choices, counts in ((choose(0), (200, 400)), (choose(1) + choose(0), (550, 850))):
                 for count in counts:
                     before = daemon.resident_bytes()
                     while log().count("SslHandshakeFailedError") < count:

@@ -40,11 +40,6 @@ QVariantMap headersOf(const QNetworkReply &reply)
     return headers;
 }
 
-QString fileNameOf(const QUrl &url)
-{
-    return url.fileName(QUrl::FullyDecoded);
-}
-
 } // namespace
 
 HttpCommunication::HttpCommunication(QObject *parent)
@@ -136,7 +131,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 
     if (reply->error() == QNetworkReply::TimeoutError || (guard != nullptr && guard->isExpired())) {
         qInfo() << "TimeoutError return"
-                << LogEncryption::encryptionMessage(fileNameOf(reply->url()));
+                << LogEncryption::encryptionMessage(reply->url().fileName(QUrl::FullyDecoded));
         return;
     }
 

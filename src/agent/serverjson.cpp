@@ -28,12 +28,12 @@ ServerJson::~ServerJson()
 
 QJsonDocument ServerJson::transQBytearrayToJsonDocument(const QByteArray &bytes)
 {
-    QJsonParseError error = {};
     if (JsonText::hasTwins(bytes)) {
         qWarning() << "QJsonParseError "
                    << "two members of the same name";
         return {};
     }
+    QJsonParseError error = {};
     QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError)
         qWarning() << "QJsonParseError " << error.errorString();
@@ -42,8 +42,6 @@ QJsonDocument ServerJson::transQBytearrayToJsonDocument(const QByteArray &bytes)
 
 QVariantMap ServerJson::parseJsonData(const QJsonDocument &document)
 {
-    if (document.isEmpty())
-        return {};
     return document.object().toVariantMap();
 }
 

@@ -151,6 +151,6 @@ void ServiceCore::parseNetWorkCheck(QVariantMap /*headerData*/, int nStatus)
 void ServiceCore::checkNetworkTimeout()
 {
     qWarning() << "warning: checkNetworkTimeout()";
-    m_timeoutStatus = true;
+    setTimeoutStatus(true);
     m_networkTimer.stop();
 }

@@ -18,7 +18,7 @@ bool copyOwnerAndMode(const QFile &original, const QFile &copy)
     struct stat status = {};
     return ::fstat(original.handle(), &status) == 0
            && ::fchown(copy.handle(), status.st_uid, status.st_gid) == 0
-           && ::fchmod(copy.handle(), status.st_mode & ALLPERMS) == 0;
+           && ::fchmod(copy.handle(), status.st_mode & ACCESSPERMS) == 0;
 }
 
 bool writeToDisk(QFile &file, const QByteArray &content)
