@@ -176,7 +176,7 @@ class Clients(Attack):
         print(f"{choices} choices: {time.monotonic() - start:.1f} s")
         self.assertEqual(log().count("***Import Default"), 200 + choices)
         self.assertLessEqual(self.descriptors(), descriptors + 4)
-        self.assert_small(rss, 6 * MIB)
+        self.assert_small(rss, 1700 * 1024)  # no timer of a probe stays either
         self.assertNotIn("OperationCanceled", log())
 
     def test_leavers(self):
@@ -234,25 +234,15 @@ class Machine(Attack):
         daemon.process.stderr.close()
         served()
 
-    def test_standard_error_without_a_reader(self):
-        """Broken from the start, or full some time."""
-        for is_broken in (True, False):
-            Case.setUp(self)
-            os.makedirs(LOG)
-            reader, writer = socket.socketpair()
-            if is_broken:
-                reader.close()
-            process = subprocess.Popen([f"{BIN}/quillon"], stderr=writer)
-            try:
-                poll(lambda p=process: os.path.exists(SOCKET) or p.poll() is not None)
-                for _ in range(150):
-                    self.assertIsNone(process.poll())
-                    served()
-            finally:
-                process.kill()
-                process.wait()
-                writer.close()
-                reader.close()
+    def test_standard_error_that_nobody_reads(self):
+        os.makedirs(LOG)
+        reader, writer = socket.socketpair()
+        with reader, writer, subprocess.Popen([f"{BIN}/quillon"], stderr=writer) as process:
+            poll(lambda: os.path.exists(SOCKET))
+            for _ in range(150):
+                served()
+            self.assertIsNone(process.poll())
+            process.kill()
 
     def test_cut_line_is_taken_back(self):
         os.makedirs(os.path.dirname(LOG))
@@ -267,12 +257,11 @@ class Machine(Attack):
         self.assertGreater(len(content), 8192 - 800)
 
     def test_closed_descriptors(self):
-        process = subprocess.Popen(f"exec {BIN}/quillon <&- >&- 2>&-", shell=True)
-        self.addCleanup(process.wait)
-        self.addCleanup(process.kill)
-        poll(lambda: os.path.exists(SOCKET))
-        self.assertEqual({os.readlink(f"/proc/{process.pid}/fd/{fd}") for fd in range(3)},
-                         {"/dev/null"})
+        with subprocess.Popen(f"exec {BIN}/quillon <&- >&- 2>&-", shell=True) as process:
+            poll(lambda: os.path.exists(SOCKET))
+            seen = {os.readlink(f"/proc/{process.pid}/fd/{fd}") for fd in range(3)}
+            process.kill()
+        self.assertEqual(seen, {"/dev/null"})
 
 
 class Server(Attack):

@@ -80,6 +80,8 @@ class Docs(Case):
             self.assertEqual(sources, page)
         for path in re.findall(r'"(/.*)"', text("src/public/paths.h")):
             self.assertIn(path, daemon)
+        for test in re.findall(r"`(?:test|keeps)\w+`", text("doc/robustness.md")):
+            self.assertRegex(text("tests/*"), rf"[ :]{test[1:-1]}\(")
         for word in re.findall(r"--\w+", HELP) + [f".It Cm {command}" for command in COMMANDS]:
             self.assertIn(word.replace("--", r"\-"), client)
         for example in re.findall(r"^\{\n.*?^\}\n", file, re.M | re.S):
