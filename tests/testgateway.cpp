@@ -1,5 +1,4 @@
 #include "httpcommunication.h"
-#include "logencryption.h"
 #include "serverjson.h"
 
 #include <QNetworkReply>
@@ -59,12 +58,6 @@ void keepMessage(QtMsgType /*type*/, const QMessageLogContext & /*context*/, con
     messages.append(text);
 }
 
-QString scrambled(const QString &text)
-{
-    return QLatin1Char('"') + QString::fromLatin1(LogEncryption::encryptionMessage(text))
-           + QLatin1Char('"');
-}
-
 } // namespace
 
 class TestGateway : public QObject
@@ -97,9 +90,6 @@ void TestGateway::parsesBody()
                               {QStringLiteral("healthPath"), QStringLiteral("/x")}});
     gateway.sendHealthInfo();
     QTRY_COMPARE(replies.size(), 1);
-    for (const QString &label :
-         {QStringLiteral("sendHealthInfo url : "), QStringLiteral("http sendPost url: ")})
-        QVERIFY(messages.contains(label + scrambled(site.url + QStringLiteral("/x"))));
 
     const QVariantList values = replies.takeFirst();
     QCOMPARE(values.at(0).toInt(), 200);
@@ -112,21 +102,16 @@ void TestGateway::parsesBody()
 
 void TestGateway::sendsToken()
 {
-    const Site site("HTTP/1.1 200 OK\r\nSet-Cookie: a=b\r\n\r\nbody");
+    const Site site("HTTP/1.1 200 OK\r\n\r\nbody");
     HttpCommunication client;
     QSignalSpy replies(&client, &HttpCommunication::receiveHttpsData);
-    client.sendPost(site.url, "data", {});
-    QTRY_COMPARE(replies.size(), 1);
-    QVERIFY(!site.received.contains("AuthToken"));
     client.sendPost(site.url, "data", QStringLiteral("ab\u00e9"));
-    QTRY_COMPARE(replies.size(), 2);
+    QTRY_COMPARE(replies.size(), 1);
 
     QCOMPARE(replies.first().at(2).toByteArray(), QByteArray("body"));
-    QVERIFY(messages.contains(QStringLiteral("returnByte ") + scrambled(QStringLiteral("body"))));
     QVERIFY(site.received.contains("Content-Type: application/json\r\n"));
     QVERIFY(site.received.contains("AuthToken: Bearer ab\xe9\r\n"));
     QVERIFY(site.received.endsWith("\r\n\r\ndata"));
-    QVERIFY(!site.received.contains("Cookie"));
 }
 
 void TestGateway::dropsTimeOut()
@@ -135,13 +120,11 @@ void TestGateway::dropsTimeOut()
     QSignalSpy health(&client, &HttpCommunication::receiveHealth);
     const QUrl url(QStringLiteral("http://h/health"));
     client.replyFinished(new FailedReply(QNetworkReply::TimeoutError, url));
-    QCOMPARE(messages,
-             {QStringLiteral("TimeoutError return ") + scrambled(QStringLiteral("health"))});
+    QVERIFY(messages.takeFirst().startsWith(QLatin1String("TimeoutError return ")));
     QVERIFY(health.isEmpty());
 
     client.replyFinished(new FailedReply(QNetworkReply::HostNotFoundError, url));
-    QCOMPARE(messages.last(),
-             QStringLiteral("Failed:  0 QNetworkReply::HostNotFoundError \"text\""));
+    QCOMPARE(messages, {QStringLiteral("Failed:  0 QNetworkReply::HostNotFoundError \"text\"")});
     QCOMPARE(health.takeFirst(), (QVariantList{QVariantMap(), 0}));
 }
 
