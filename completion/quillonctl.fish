@@ -21,7 +21,8 @@ complete -c quillonctl -n $asks -l timeout -x -d 'Give up after this many millis
 complete -c quillonctl -n $asks -l wait -d 'Keep trying until a daemon answers'
 complete -c quillonctl -n '__fish_seen_subcommand_from show use status check' -l json \
     -d 'Print one JSON document'
-complete -c quillonctl -n '__fish_seen_subcommand_from use' -k -a '(__quillonctl_servers)'
+set -l has_index 'string match -qr -- "(?<!--timeout) \d" (string join -- " " (commandline -opc))'
+complete -c quillonctl -n "__fish_seen_subcommand_from use; and not $has_index" -k -a '(__quillonctl_servers)'
 
 set -l log '__fish_seen_subcommand_from log'
 complete -c quillonctl -n $log -l follow -d 'Go on with what is added'

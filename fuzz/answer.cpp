@@ -69,7 +69,7 @@ void Fuzz::run(const QByteArray &input)
     require(pieces.flaw == whole.flaw, "pieces have the same flaw");
 
     for (const QJsonObject &message : whole.messages) {
-        Answer::number(message, Protocol::typeName);
+        Protocol::numberIn(message.value(Protocol::typeName));
         checkConfiguration(message);
         checkLine(message);
     }

@@ -6,7 +6,7 @@ import threading
 import time
 import unittest
 
-from daemon import (BIN, HAS_USERS, LOG, SOCKET, Case, Client, Daemon, Site, ask, choose, configure,
+from daemon import (BIN, CONF, HAS_USERS, LOG, SOCKET, Case, Client, Daemon, Site, ask, choose, configure,
                     frame, log, poll, quillonctl)
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
@@ -100,10 +100,19 @@ class Real(Case):
                 self.assertEqual(look("run this as root", user=65534), 1)
         self.assertEqual(look('"httpStatus":0', "--json"), 3)
         configure({"defaultUrl": [site.url]})
-        with Daemon():
+        folder = os.path.dirname(LOG)
+        with Daemon(stderr=subprocess.DEVNULL):
             self.assertEqual(look("pending, sent"), 1)
-            os.remove(LOG)
-            self.assertEqual(look("none told by the log"), 1)
+            for spoil, text, mend in (
+                    (f"rm {LOG}", "none told by the log", ""),
+                    (f"mount --bind {CONF} {CONF} && ! {BIN}/quillonctl use 0 2>/dev/null",
+                     "none since this server was chosen", f"umount {CONF}"),
+                    (f"mount -r --bind {folder} {folder}", "is not written any more",
+                     f"umount {folder}"),
+                    (f"rm {LOG} && mkfifo {LOG}", "not a regular file", f"rm {LOG}")):
+                self.assertEqual(os.system(spoil), 0)
+                self.assertEqual(look(text), 1)
+                self.assertEqual(os.system(mend), 0)
 
     def test_monitor(self):
         configure({"defaultUrl": URLS})
@@ -198,11 +207,16 @@ class Alone(Case):
             ({"confDefault": 1}, "confDefault: not true or false: false is used"),
             ({"confDefaultIndex": 1.5}, "confDefaultIndex: not a whole number"),
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),
-            ({"defaultUrl": [URLS[0], 5]}, 'entry 1 is not a string: "5" is used'),
-            ({"defaultUrl": ["host"]}, "no http:// or https:// URL"),
+            ({"confDefault": False, "confCustomUrl": "h", "confDefaultIndex": 2}, "has this index"),
+            ({"defaultUrl": [URLS[0], 5]}, 'entry 1: not a string: "5" is used'),
+            ({"defaultUrl": [URLS[0], "host"]}, "entry 1: no valid http:// or https:// URL"),
+            ({"defaultUrl": ["https://h:99999"]}, "no valid"), ({"defaultUrl": [""]}, "no valid"),
+            ({"defaultUrl": ["https://http://h"]}, "two schemes"),
+            ({"confDefault": False, "confCustomUrl": "http://h"}, "two schemes"),
             ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
             ({"healthPath": "/health/"}, "times out"), ('{"healthPath":"","healthPath":""}', "twice"),
             ({"confDefault": False}, "confCustomUrl: empty"), ({"defaultUrl": URLS}, None),
+            ({"defaultUrl": URLS, "healthPath": "/v1/harbor/health?x=http://y"}, None),
         )
         for content, fault in rows:
             with self.subTest(content):

@@ -105,8 +105,9 @@ class Docs(Case):
                     self.assertEqual(re.findall(r"^\w+", shell(f"quillonctl {line}"), re.M), words)
                 configure({"defaultUrl": URLS})
                 with Daemon():
-                    offered = re.findall(r"^\d+", shell("quillonctl use "), re.M)
-                    self.assertEqual(offered, ["0", "1"])
+                    for line, indices in (("use ", ["0", "1"]), ("use --timeout 9 ", ["0", "1"]),
+                                          ("use 1 ", [])):
+                        self.assertEqual(re.findall(r"^\d+", shell(f"quillonctl {line}"), re.M), indices)
 
     def test_protocol(self):
         """The bytes that its page shows, and the clients."""

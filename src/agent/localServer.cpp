@@ -183,9 +183,9 @@ QVariantList LocalServer::parseRecvData(QByteArray recv_data)
 
 void LocalServer::dispatch(const QJsonObject &message)
 {
-    switch (Requests::numberIn(message.value(Protocol::typeName))) {
+    switch (Protocol::numberIn(message.value(Protocol::typeName))) {
     case Protocol::ChooseServer:
-        emit setServerUrl(Requests::numberIn(message.value(Protocol::serverIndexName)));
+        emit setServerUrl(Protocol::numberIn(message.value(Protocol::serverIndexName)));
         break;
     case Protocol::Configuration:
         emit requestServerConfUrl();

@@ -8,10 +8,6 @@
 #include <QDebug>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QJsonValue>
-
-#include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -45,14 +41,6 @@ private:
     int m_frames = 0;
 };
 
-bool isWhole(QString number)
-{
-    if (number.startsWith(QLatin1Char('-')) || number.startsWith(QLatin1Char('+')))
-        number.remove(0, 1);
-    return !number.isEmpty()
-           && std::all_of(number.cbegin(), number.cend(), [](QChar c) { return c.isDigit(); });
-}
-
 } // namespace
 
 QVariantList Requests::parse(const QByteArray &received)
@@ -71,15 +59,4 @@ QVariantList Requests::parse(const QByteArray &received)
         pending.append(frame.payload, objects);
     }
     return objects;
-}
-
-int Requests::numberIn(const QJsonValue &value)
-{
-    using Limits = std::numeric_limits<int>;
-    const QString text = value.toString();
-    bool isInt = false;
-    const int number = text.toInt(&isInt);
-    if (isInt || !isWhole(text))
-        return number;
-    return text.startsWith(QLatin1Char('-')) ? Limits::min() : Limits::max();
 }

@@ -2,8 +2,6 @@
 
 #include <QVariantList>
 
-class QJsonValue;
-
 /// Takes apart what a client wrote. Pure but for its warnings and debug lines.
 namespace Requests {
 
@@ -15,9 +13,5 @@ inline constexpr int kMaxFramesOfObject = 256;
 /// with a warning, at a frame that no client would send: one that is no frame,
 /// one too many, or one that makes an object name a member twice.
 QVariantList parse(const QByteArray &received);
-
-/// The decimal number in a JSON string; 0 when there is none. A number that is
-/// too large stays too large, so that it can never name a server.
-int numberIn(const QJsonValue &value);
 
 } // namespace Requests

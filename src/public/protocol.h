@@ -2,6 +2,8 @@
 
 #include <QLatin1String>
 
+class QJsonValue;
+
 /// The messages on the local socket. Each is a JSON object that travels in one
 /// frame (frame.h); every number in it that is named here is a decimal integer
 /// in a JSON string.
@@ -24,5 +26,9 @@ inline const QLatin1String typeName{"type"};
 inline const QLatin1String serverIndexName{"serverIndex"};
 inline const QLatin1String statusCodeName{"activeMessageType"};
 inline const QLatin1String statusTextName{"message"};
+
+/// The decimal number in a JSON string; 0 when there is none. A number that is
+/// too large stays too large, so that it can never name a server.
+int numberIn(const QJsonValue &value);
 
 } // namespace Protocol

@@ -56,8 +56,3 @@ Answer::Batch Answer::parse(const QByteArray &bytes)
     }
     return batch;
 }
-
-int Answer::number(const QJsonObject &message, QLatin1String member)
-{
-    return message.value(member).toString().toInt();
-}

@@ -22,7 +22,4 @@ struct Batch
 /// cut short is no flaw: call again with more.
 Batch parse(const QByteArray &bytes);
 
-/// The number in the member, which is a decimal integer in a string; 0 when it is not.
-int number(const QJsonObject &message, QLatin1String member);
-
 } // namespace Answer

@@ -12,8 +12,6 @@
 
 namespace {
 
-using ConfCheck::Finding;
-
 QString typeLike(const QVariant &loaded)
 {
     switch (static_cast<QMetaType::Type>(loaded.type())) {
@@ -47,15 +45,66 @@ void compareMembers(const QJsonObject &written, ConfCheck::Report &report)
     }
 }
 
+bool hasScheme(const QString &address)
+{
+    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    return scheme.match(address).hasMatch();
+}
+
+/// Why no probe of this base URL can succeed; empty when one can.
+QString flawOf(const QString &base, const QString &healthPath)
+{
+    const QString separator = QStringLiteral("://");
+    const QUrl url(base + healthPath, QUrl::TolerantMode);
+    const bool isHttp =
+        url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    if (!url.isValid() || !isHttp || url.host().isEmpty())
+        return QStringLiteral("no valid http:// or https:// URL: its probes fail");
+    if (hasScheme(base.mid(base.indexOf(separator) + separator.size())))
+        return QStringLiteral("two schemes: its probes fail");
+    return {};
+}
+
+/// Any local program may choose any of them.
 void checkServers(ConfCheck::Report &report)
 {
+    const QString healthPath = report.map.value(healthPathName).toString();
     const QVariantList servers = report.map.value(defaultUrlName).toList();
     for (int index = 0; index < servers.size(); ++index) {
+        const QString entry = QStringLiteral("entry %1: ").arg(index);
+        const QString server = servers.at(index).toString();
+        const QString flaw = flawOf(server, healthPath);
         if (servers.at(index).type() != QVariant::String)
             report.faults.append({QStringLiteral("mistyped"), defaultUrlName,
-                                  QStringLiteral("entry %1 is not a string").arg(index),
-                                  servers.at(index).toString()});
+                                  entry + QStringLiteral("not a string"), server});
+        else if (!flaw.isEmpty())
+            report.faults.append({QStringLiteral("bad-url"), defaultUrlName, entry + flaw});
     }
+}
+
+void checkCustomAddress(ConfCheck::Report &report)
+{
+    if (report.map.value(confDefaultName).toBool())
+        return;
+    const QString flaw =
+        flawOf(ServerConf::serverUrl(report.map), report.map.value(healthPathName).toString());
+    if (report.map.value(confCustomUrlName).toString().isEmpty())
+        report.faults.append(
+            {QStringLiteral("no-address"), confCustomUrlName, QStringLiteral("empty, but in use")});
+    else if (!flaw.isEmpty())
+        report.faults.append({QStringLiteral("bad-url"), confCustomUrlName, flaw});
+}
+
+/// With a custom address in use only one that is written is a fault.
+void checkIndex(const QJsonObject &written, ConfCheck::Report &report)
+{
+    const int index = report.map.value(confDefaultIndexName).toInt();
+    const bool counts =
+        report.map.value(confDefaultName).toBool() || written.contains(confDefaultIndexName);
+    if (counts && (index < 0 || index >= report.map.value(defaultUrlName).toList().size()))
+        report.faults.append(
+            {QStringLiteral("out-of-range"), confDefaultIndexName,
+             QStringLiteral("no address in %1 has this index: no server").arg(defaultUrlName)});
 }
 
 void checkScheme(ConfCheck::Report &report)
@@ -66,36 +115,13 @@ void checkScheme(ConfCheck::Report &report)
                               QStringLiteral("neither 0 nor 1: taken as https://")});
 }
 
-bool hasScheme(const QString &address)
+void checkHealthPath(ConfCheck::Report &report)
 {
-    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
-    return scheme.match(address).hasMatch();
-}
-
-/// What is amiss with the server in use; nothing when its probes can succeed.
-QVector<Finding> faultsInUse(const QVariantMap &map)
-{
-    const bool usesDefault = map.value(confDefaultName).toBool();
-    const QLatin1String member = usesDefault ? defaultUrlName : confCustomUrlName;
-    if (ServerConf::serverUrl(map).isEmpty())
-        return {{QStringLiteral("out-of-range"), confDefaultIndexName,
-                 QStringLiteral("no address in %1 has this index").arg(defaultUrlName)}};
-    if (!usesDefault && map.value(confCustomUrlName).toString().isEmpty())
-        return {{QStringLiteral("no-address"), member, QStringLiteral("empty, but in use")}};
-
-    const QUrl url(ServerConf::probeUrl(map), QUrl::TolerantMode);
-    const bool isHttp =
-        url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
-    if (!url.isValid() || !isHttp || url.host().isEmpty())
-        return {{QStringLiteral("bad-url"), member,
-                 QStringLiteral("the probe URL is no http:// or https:// URL: probes fail")}};
-    if (!usesDefault && hasScheme(map.value(confCustomUrlName).toString()))
-        return {{QStringLiteral("bad-url"), member, QStringLiteral("has a scheme of its own")}};
-    if (!ServerConf::isProbe(url))
-        return {{QStringLiteral("no-probe"), healthPathName,
-                 QStringLiteral("the path of the probe URL does not end in /health: every probe "
-                                "times out")}};
-    return {};
+    if (!ServerConf::isProbe(QUrl(ServerConf::probeUrl(report.map), QUrl::TolerantMode)))
+        report.faults.append(
+            {QStringLiteral("no-probe"), healthPathName,
+             QStringLiteral("the path of the probe URL does not end in /health: every probe "
+                            "times out")});
 }
 
 QString emptiness(const QString &error, const QJsonDocument &document)
@@ -124,8 +150,10 @@ ConfCheck::Report ConfCheck::of(const QByteArray &content)
                               {},
                               QStringLiteral("a member is there twice: the last one counts")});
     compareMembers(document.object(), report);
+    checkIndex(document.object(), report);
     checkServers(report);
     checkScheme(report);
-    report.faults += faultsInUse(report.map);
+    checkCustomAddress(report);
+    checkHealthPath(report);
     return report;
 }

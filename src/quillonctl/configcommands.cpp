@@ -1,6 +1,5 @@
 #include "configcommands.h"
 
-#include "answer.h"
 #include "configuration.h"
 #include "daemonclient.h"
 #include "frame.h"
@@ -54,7 +53,7 @@ Verdict refusal(const QJsonObject &status, Verdict verdict)
 {
     verdict.status = ExitStatus::Refused;
     verdict.word = QStringLiteral("refused");
-    verdict.code = Answer::number(status, Protocol::statusCodeName);
+    verdict.code = Protocol::numberIn(status.value(Protocol::statusCodeName));
     verdict.message = QStringLiteral("the daemon refused with code %1: %2")
                           .arg(QString::number(verdict.code), wordsFor(verdict.code));
     const QString text = status.value(Protocol::statusTextName).toString();

@@ -3,6 +3,7 @@
 #include "confkeys.h"
 #include "paths.h"
 #include "protocol.h"
+#include "serverconf.h"
 #include "terminaltext.h"
 
 #include <QJsonArray>
@@ -10,8 +11,6 @@
 #include <algorithm>
 
 namespace {
-
-constexpr int kPlainScheme = 1; // every other value means the encrypted one
 
 // toInt() gives its argument back for whatever is no int.
 bool isInt(const QJsonValue &value)
@@ -44,9 +43,14 @@ QByteArray headlineOf(const Configuration &configuration)
         return (configuration.usesDefault ? "In use: default server " + index
                                           : "In use: custom address " + server)
                + '\n';
-    return configuration.usesDefault
-               ? "No server is in use: there is no default server " + index + ".\n"
-               : QByteArrayLiteral("No server is in use: the custom address is empty.\n");
+    const bool isListed = configuration.defaultIndex >= 0
+                          && configuration.defaultIndex < configuration.defaultServers.size();
+    const QByteArray chosen = configuration.usesDefault ? "default server " + index
+                                                        : QByteArrayLiteral("the custom address");
+    return "No server is in use: "
+           + (configuration.usesDefault && !isListed ? "there is no " + chosen
+                                                     : chosen + " is empty")
+           + ".\n";
 }
 
 } // namespace
@@ -64,21 +68,18 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
         || !address.isString() || !isStringList(servers))
         return {};
 
-    return Configuration{!isUnloaded,    isDefault.toBool(), index.toInt(),
-                         scheme.toInt(), address.toString(), servers.toVariant().toStringList(),
+    return Configuration{!isUnloaded,
+                         isDefault.toBool(),
+                         index.toInt(),
+                         address.toString(),
+                         servers.toVariant().toStringList(),
                          message};
 }
 
 QString Configuration::serverInUse() const
 {
-    if (!isLoaded)
-        return {};
-    if (usesDefault)
-        return defaultServers.value(defaultIndex);
-    if (customAddress.isEmpty())
-        return {};
-    const QLatin1String scheme(customScheme == kPlainScheme ? "http://" : "https://");
-    return scheme + customAddress;
+    const bool hasAddress = usesDefault || !customAddress.isEmpty();
+    return isLoaded && hasAddress ? ServerConf::serverUrl(told.toVariantMap()) : QString();
 }
 
 QJsonObject Configuration::toJson() const

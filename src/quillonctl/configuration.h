@@ -12,7 +12,6 @@ struct Configuration
     bool isLoaded = false; ///< false when the daemon has found no usable file at its start
     bool usesDefault = false;
     int defaultIndex = 0;
-    int customScheme = 0;
     QString customAddress;
     QStringList defaultServers;
     QJsonObject told; ///< the whole message

@@ -55,7 +55,7 @@ Reply unreachable(const QLocalSocket &socket)
 bool takeOver(const Answer::Batch &batch, Reply &reply)
 {
     for (const QJsonObject &message : batch.messages) {
-        const int type = Answer::number(message, Protocol::typeName);
+        const int type = Protocol::numberIn(message.value(Protocol::typeName));
         if (type == Protocol::StatusMessage)
             reply.status = message;
         if (type == Protocol::Configuration) {

@@ -6,7 +6,8 @@
 
 QString FileAccess::refusal(const QString &path, int error)
 {
-    QString reason = qt_error_string(error);
+    QString reason =
+        error == ENOTSUP ? QStringLiteral("not a regular file") : qt_error_string(error);
     if (error == EACCES) {
         const QString owner = QFileInfo(path).owner();
         reason += QStringLiteral("; run this as %1, who may read it")

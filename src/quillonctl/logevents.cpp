@@ -1,11 +1,11 @@
 #include "logevents.h"
 
-#include "answer.h"
 #include "logencryption.h"
 #include "protocol.h"
 #include "terminaltext.h"
 
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -16,7 +16,6 @@ using Kind = LogEvent::Kind;
 using Level = LogText::Level;
 
 constexpr int kMaxLabelBytes = 200;
-constexpr int kMaxIndexLetters = 20;
 
 struct Pattern
 {
@@ -30,6 +29,7 @@ const Pattern kPatterns[] = {
     {QLatin1String("main.cpp"), Level::Info, QLatin1String("version:"), Kind::Version},
     {QLatin1String("serviceagent.cpp"), Level::Debug, QLatin1String("***Import Default ServerUrl"),
      Kind::Choice},
+    {QLatin1String("serverjson.cpp"), Level::Debug, QLatin1String("server-url="), Kind::Server},
     {QLatin1String("serverjson.cpp"), Level::Debug, QLatin1String("sendHealthInfo url :"),
      Kind::Probe},
     {QLatin1String("servicecore.cpp"), Level::Info,
@@ -140,8 +140,7 @@ LogEvent LogEvents::eventOf(LogEvent::Kind kind, const QByteArray &rest)
         event.text = event.status == 0 ? TerminalText::escaped(m_failure) : QByteArray();
         break;
     case Kind::Choice:
-        event.text = TerminalText::escaped(m_choices.isEmpty() ? QByteArray()
-                                                               : m_choices.takeFirst().toUtf8());
+        event.text = m_choices.isEmpty() ? QByteArray() : QByteArray::number(m_choices.takeFirst());
         break;
     case Kind::Fault:
         event.text = LogText::inClear(rest);
@@ -163,7 +162,6 @@ void LogEvents::noteChoice(const QByteArray &text)
     const QJsonObject message =
         QJsonDocument::fromJson(LogEncryption::decryptionMessage(QByteArray::fromBase64(base64)))
             .object();
-    if (Answer::number(message, Protocol::typeName) == Protocol::ChooseServer)
-        m_choices.append(
-            message.value(Protocol::serverIndexName).toString().left(kMaxIndexLetters));
+    if (Protocol::numberIn(message.value(Protocol::typeName)) == Protocol::ChooseServer)
+        m_choices.append(Protocol::numberIn(message.value(Protocol::serverIndexName)));
 }

@@ -3,7 +3,7 @@
 #include "loglines.h"
 #include "logtext.h"
 
-#include <QStringList>
+#include <QVector>
 
 #include <optional>
 
@@ -12,10 +12,11 @@ struct LogEvent
 {
     enum class Kind {
         Version, ///< the first line of a run; the text is the version
+        Server, ///< is taken into use; a probe of it follows, unless that could not be kept
         Probe, ///< is sent; the text is its URL
         Outcome, ///< of a probe: the status; when it is 0 the text tells why, if anything does
         Timeout, ///< of a probe
-        Choice, ///< a client asks for a server; the text is the index, empty when unknown
+        Choice, ///< a client asks for a server; the text is its index, empty when that is not known
         Fault, ///< of the configuration or a choice; the text tells which
         ClientCame,
         ClientLeft,
@@ -46,6 +47,6 @@ private:
 
     LogLines m_lines;
     std::optional<LogText::Head> m_head; // of the message that the line belongs to
-    QStringList m_choices; // in the client's last write, not yet acted upon
+    QVector<int> m_choices; // in the client's last write, not yet acted upon
     QByteArray m_failure; // of the last request
 };

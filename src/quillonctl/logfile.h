@@ -18,7 +18,7 @@ public:
     ~LogFile();
 
     /// Starts, or starts anew, at the beginning of what stands at the path now.
-    /// False with the reason in errno.
+    /// False with the reason in errno; ENOTSUP where the daemon's log should be and is no file.
     bool open();
 
     bool isOpen() const { return m_descriptor >= 0; }

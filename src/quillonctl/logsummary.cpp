@@ -22,6 +22,10 @@ void LogSummary::add(const LogEvent &event)
         version = event.text;
         startTime = event.time;
         break;
+    case LogEvent::Kind::Server:
+        forgetProbe();
+        probe = Probe::Unsent;
+        break;
     case LogEvent::Kind::Probe:
         conclude(Probe::Pending, event);
         probeUrl = event.text;

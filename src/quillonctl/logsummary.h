@@ -8,7 +8,13 @@
 class LogSummary
 {
 public:
-    enum class Probe { None, Pending, Answered, TimedOut };
+    enum class Probe {
+        None, ///< the log tells of none
+        Unsent, ///< since another server was chosen
+        Pending,
+        Answered,
+        TimedOut,
+    };
 
     /// @param warningsSince in the log's own time format
     explicit LogSummary(QByteArray warningsSince);

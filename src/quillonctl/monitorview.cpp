@@ -47,6 +47,7 @@ Words wordsFor(const LogEvent &event)
         return {nullptr, "client", "came"};
     case LogEvent::Kind::ClientLeft:
         return {nullptr, "client", "left"};
+    case LogEvent::Kind::Server:
     case LogEvent::Kind::Warning:
         break;
     }

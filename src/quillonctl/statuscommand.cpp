@@ -7,7 +7,6 @@
 #include "output.h"
 #include "peerprocess.h"
 #include "statusreport.h"
-#include "terminaltext.h"
 
 #include <QDateTime>
 
@@ -46,14 +45,6 @@ bool isSilentOfVisit(const StatusReport &status, const QDateTime &visit)
            && status.log.lastTime < LogText::timeText(visit.addSecs(-1));
 }
 
-/// A choice that could not be kept is in use, but not probed.
-bool isOfOtherServer(const StatusReport &status)
-{
-    return status.configuration && !status.log.probeUrl.isEmpty()
-           && !status.log.probeUrl.startsWith(
-               TerminalText::escaped(status.configuration->serverInUse().toUtf8()));
-}
-
 void dropWhatDoesNotCount(StatusReport &status, const QDateTime &visit)
 {
     if (!status.logFault.isEmpty())
@@ -64,9 +55,6 @@ void dropWhatDoesNotCount(StatusReport &status, const QDateTime &visit)
     } else if (isSilentOfVisit(status, visit)) {
         status.log.forgetProbe();
         status.logFault = QStringLiteral("%1 is not written any more").arg(Paths::logFile);
-    } else if (isOfOtherServer(status)) {
-        status.log.forgetProbe();
-        status.logFault = QStringLiteral("this server was not probed since it was chosen");
     }
 }
 

@@ -49,6 +49,8 @@ QByteArray outcomeText(const LogSummary &log)
     switch (log.probe) {
     case Probe::None:
         return "none told by the log";
+    case Probe::Unsent:
+        return "none since this server was chosen";
     case Probe::Pending:
         return "pending, sent";
     case Probe::TimedOut:
@@ -68,7 +70,7 @@ QByteArray probeText(const StatusReport &status)
     if (!status.logFault.isEmpty())
         return "unknown: " + TerminalText::escaped(status.logFault.toUtf8());
     QByteArray text = outcomeText(log);
-    if (log.probe != Probe::None)
+    if (log.probe != Probe::None && log.probe != Probe::Unsent)
         text += ' ' + log.outcomeTime;
     return log.probeUrl.isEmpty() ? text : text + "\nProbe URL:   " + log.probeUrl;
 }
@@ -91,6 +93,8 @@ QJsonValue orNull(const QByteArray &text)
 QString wordFor(Probe probe)
 {
     switch (probe) {
+    case Probe::Unsent:
+        return QStringLiteral("unsent");
     case Probe::Pending:
         return QStringLiteral("pending");
     case Probe::Answered:
