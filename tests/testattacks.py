@@ -11,7 +11,6 @@ import socket
 import subprocess
 import threading
 import time
-import unittest
 
 from daemon import (ASK, BIN, CONF, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask, choose,
                     configure, frame, log, poll, served)
@@ -328,7 +327,3 @@ class Server(Attack):
                 self.assertEqual(len(seen), len(texts), seen)
                 for line, text in zip(seen, texts):
                     self.assertIn(text, line)
-
-
-if __name__ == "__main__":
-    unittest.main()

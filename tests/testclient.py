@@ -4,7 +4,6 @@ import socket
 import subprocess
 import threading
 import time
-import unittest
 
 from daemon import (BIN, CONF, HAS_USERS, LOG, SOCKET, Case, Client, Daemon, Site, ask, choose, configure,
                     frame, log, poll, quillonctl)
@@ -38,11 +37,9 @@ class Real(Case):
             os.remove("/etc/.zeno/.agent.json")
             self.assertIn("missing", quillonctl("use", "0").stderr)
 
-    def test_no_answer_while_another_is_served(self):
+    def test_waits_while_another_is_served(self):
         with Daemon():
             first = Client()
-            late = quillonctl("show", "--timeout", "300")
-            self.assertEqual((late.returncode, "one program at a time" in late.stderr), (4, True))
             with subprocess.Popen([f"{BIN}/quillonctl", "show"], stdout=subprocess.DEVNULL) as next_one:
                 first.socket.close()
                 self.assertEqual(next_one.wait(10), 0)
@@ -147,13 +144,11 @@ class Alone(Case):
         self.addCleanup(server.close)
 
         def run():
-            peer = server.accept()[0]
-            peer.recv(4096)
-            if answer is None:
-                peer.close()
-            else:
-                peer.sendall(answer)
-                self.addCleanup(peer.close)
+            with server.accept()[0] as peer:
+                peer.recv(4096)
+                peer.sendall(answer or b"")
+                while answer is not None:
+                    time.sleep(60)
 
         threading.Thread(target=run, daemon=True).start()
 
@@ -185,13 +180,11 @@ class Alone(Case):
             refused = quillonctl("show", "--json")
         self.assertEqual((refused.returncode, "refused" in refused.stderr), (3, True))
         self.assertEqual(json.loads(refused.stdout)["error"], "no-daemon")
-
-    @unittest.skipUnless(HAS_USERS, "takes root")
-    def test_no_permission(self):
-        self.serve(b"")
-        os.chmod(SOCKET, 0o600)
-        barred = quillonctl("show", user=65534)
-        self.assertEqual((barred.returncode, "no permission" in barred.stderr), (3, True))
+        if HAS_USERS:
+            self.serve(b"")
+            os.chmod(SOCKET, 0o600)
+            barred = quillonctl("show", user=65534)
+            self.assertEqual((barred.returncode, "no permission" in barred.stderr), (3, True))
 
     def test_wait(self):
         start = time.monotonic()
@@ -235,7 +228,3 @@ class Alone(Case):
                 self.assertEqual(done.stderr.count("\n"), 1)
         self.assertIn("3  no daemon reachable", quillonctl("--help").stdout)
         self.assertEqual(quillonctl("--version").stdout, "quillonctl 1.0.3.2\n")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -3,7 +3,6 @@ import os
 import resource
 import stat
 import subprocess
-import unittest
 
 from daemon import CONF, HAS_USERS, Case, Client, Daemon, ask, choose, configure, log, poll
 
@@ -128,7 +127,3 @@ class Configuration(Case):
             resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (10, 10))
             self.assertEqual(Client(choose(1)).answer()["activeMessageType"], "4")
         self.assertEqual(content(), before)
-
-
-if __name__ == "__main__":
-    unittest.main()

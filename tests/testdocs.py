@@ -7,7 +7,6 @@ import pathlib
 import pty
 import re
 import subprocess
-import unittest
 
 from daemon import BIN, Case, Client, Daemon, configure, poll, quillonctl
 
@@ -127,7 +126,3 @@ class Docs(Case):
                     answers = run(*command, str(index), status=status).splitlines()
                     self.assertEqual(json.loads(answers[-1])["confDefaultIndex"], min(index, 1))
                     self.assertEqual(len(answers), 1 + status)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -23,7 +23,3 @@ class Includes(unittest.TestCase):
             folder, *others = (str(file.parent.relative_to(TOP)) for file in (path, *included))
             self.assertLessEqual(set(others), KNOWS[folder] | {folder}, path)
         graphlib.TopologicalSorter(graph).prepare()  # raises at a cycle
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,17 +1,14 @@
 import json
 import os
-import shutil
 import socket
 import stat
 import subprocess
-import tempfile
-
-import unittest
 
 from daemon import (ASK, BIN, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask, choose,
                     configure, log, poll, quillonctl)
 
 TLS_SITE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../scripts/tls-site")
+SITE = os.environ["TMPDIR"] + "/site"
 VERSION = '\n\nversion: "1.0.3.2"'
 
 
@@ -20,16 +17,10 @@ class Tls(Case):
 
     def setUp(self):
         super().setUp()
-        self.folder = tempfile.mkdtemp()
-        self.addCleanup(shutil.rmtree, self.folder)
-        listed = subprocess.run([TLS_SITE, "start", self.folder], check=True, capture_output=True,
+        listed = subprocess.run([TLS_SITE, "start", SITE], check=True, capture_output=True,
                                 text=True).stdout
-        self.addCleanup(subprocess.run, [TLS_SITE, "stop", self.folder], check=True)
+        self.addCleanup(subprocess.run, [TLS_SITE, "stop", SITE], check=True)
         self.urls = dict(line.split("=", 1) for line in listed.split())
-
-    def requests(self):
-        with open(f"{self.folder}/access.log", encoding="utf-8") as file:
-            return [json.loads(line) for line in file]
 
     def test_probes(self):
         down = socket.socket()
@@ -61,12 +52,14 @@ class Tls(Case):
                 self.assertIn(failure or "", log()[before:], name)
         with open(LOG, encoding="utf-8") as file:
             self.assertNotIn(urls["OK_URL"], file.read())
-        for request in self.requests():
+        with open(f"{SITE}/access.log", encoding="utf-8") as file:
+            requests = [json.loads(line) for line in file]
+        for request in requests:
             self.assertEqual(
                 {key: request[key] for key in request if key != "port"},
                 {"method": "POST", "uri": "/v1/harbor/health", "content_type": "application/json",
                  "content_length": "0", "cookie": "", "authtoken": "", "authorization": ""})
-        self.assertEqual(len(self.requests()), 3)
+        self.assertEqual(len(requests), 3)
 
     def test_failed_handshakes(self):
         """The toolkit would keep what each of them took, also beside a probe that is outstanding."""
@@ -124,7 +117,3 @@ class Start(Case):
         self.addCleanup(os.rmdir, SOCKET)
         with Daemon():
             self.assertIn("quillon listen falie !", log())
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -82,7 +82,3 @@ class Socket(Case):
     @unittest.skipUnless(HAS_USERS, "takes root")
     def test_any_user_is_served(self):
         self.assertEqual(quillonctl("use", "1", user=65534).returncode, 0)
-
-
-if __name__ == "__main__":
-    unittest.main()
