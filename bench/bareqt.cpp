@@ -36,7 +36,7 @@ void postTo(QNetworkAccessManager &manager, const char *url)
     QNetworkReply *reply = manager.post(request, QByteArray());
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply] {
         std::printf("%d\n", reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
-        std::fflush(stdout);
+        require(std::fflush(stdout) == 0, "fflush");
         reply->deleteLater();
     });
 }

@@ -10,6 +10,7 @@
 #include "measure.h"
 
 #include <csignal>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -19,7 +20,7 @@
 
 namespace {
 
-const std::string kAsk("\2\0\0\0\14\0\0\0{\"type\":\"5\"}", 20);
+constexpr std::string_view kAsk("\2\0\0\0\14\0\0\0{\"type\":\"5\"}", 20);
 constexpr char kGet[] = "GET / HTTP/1.1\r\nHost: bench\r\n\r\n";
 constexpr int kKnockMilliseconds = 100;
 constexpr std::chrono::microseconds kPollInterval{50};
@@ -32,7 +33,7 @@ public:
         , m_isConnected(callWith(connect, m_socket, path) == 0)
     {
     }
-    Peer(Peer &&other)
+    Peer(Peer &&other) noexcept
         : m_socket(std::exchange(other.m_socket, -1))
         , m_isConnected(other.m_isConnected)
         , m_received(std::move(other.m_received))
@@ -49,7 +50,7 @@ public:
         return poll(&descriptor, 1, kKnockMilliseconds) == 1;
     }
 
-    void send(const std::string &bytes)
+    void send(std::string_view bytes) const
     {
         require(write(m_socket, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
                 "write");
@@ -80,7 +81,7 @@ public:
     }
 
     /// Returns when the other side has seen it.
-    void leave()
+    void leave() const
     {
         char byte = 0;
         shutdown(m_socket, SHUT_WR);
@@ -145,6 +146,7 @@ void pipelined(const char *path, int count, int depth)
 }
 
 /// One who waits is taken when a further one comes.
+// NOLINTNEXTLINE(bugprone-easily-swappable-parameters): in the order of the arguments
 void waiting(const char *path, int count, int number)
 {
     Peer first(path);
@@ -201,13 +203,13 @@ int main(int argc, char *argv[])
 {
     const std::string what = argc < 4 ? "" : argv[1];
     if (what == "frames")
-        frames(argv[2], std::atoi(argv[3]));
+        frames(argv[2], std::stoi(argv[3]));
     else if (what == "http")
-        http(argv[2], std::atoi(argv[3]));
+        http(argv[2], std::stoi(argv[3]));
     else if (what == "pipelined" && argc == 5)
-        pipelined(argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
+        pipelined(argv[2], std::stoi(argv[3]), std::stoi(argv[4]));
     else if (what == "waiting" && argc == 5)
-        waiting(argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
+        waiting(argv[2], std::stoi(argv[3]), std::stoi(argv[4]));
     else if (what == "start")
         start(argv[2], argv + 3);
     else

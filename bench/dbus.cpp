@@ -45,7 +45,7 @@ int serve(const char *address)
                 && bus.registerService(kName),
             address);
     std::puts("ready");
-    std::fflush(stdout);
+    require(std::fflush(stdout) == 0, "fflush");
     return QCoreApplication::exec();
 }
 
@@ -70,7 +70,7 @@ int main(int argc, char *argv[])
     if (what == "service")
         return serve(argv[2]);
     if (what == "call" && argc == 4)
-        return call(argv[2], std::atoi(argv[3]));
+        return call(argv[2], std::stoi(argv[3]));
     return 2;
 }
 

@@ -3,21 +3,10 @@
 
 #include "measure.h"
 
-#include <fcntl.h>
 #include <sys/epoll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-void appendLine(const char *path, const std::string &line)
-{
-    struct statx status = {};
-    statx(AT_FDCWD, path, 0, STATX_BASIC_STATS | STATX_BTIME, &status);
-    const int log = open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    require(write(log, line.data(), line.size()) == static_cast<ssize_t>(line.size()), "write");
-    close(log);
-}
 
 void watch(int epoll, int descriptor)
 {

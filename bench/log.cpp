@@ -11,8 +11,6 @@
 #include <QDebug>
 #include <QFile>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -22,33 +20,24 @@ void writeMessage(const QByteArray &scrambled)
     qDebug() << "send data :" << scrambled;
 }
 
-void writeBare(const char *path, const QByteArray &line)
+void compareLines(const char *path, int count, const QByteArray &text)
 {
-    struct statx status = {};
-    statx(AT_FDCWD, path, 0, STATX_BASIC_STATS | STATX_BTIME, &status);
-    const int log = open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    const auto size = static_cast<std::size_t>(line.size());
-    require(write(log, line.constData(), size) == line.size(), "write");
-    close(log);
-}
-
-void compareLines(const char *path, int count, int textBytes)
-{
-    const QByteArray text = LogEncryption::encryptionMessage(QByteArray(textBytes, 'x'));
+    const QByteArray scrambled = LogEncryption::encryptionMessage(text);
     ServiceLog::getLogFilePath(QString::fromLocal8Bit(path));
     qInstallMessageHandler(ServiceLog::InstallerMessageOutput);
     ServiceLog::printAllLog();
     unlink(path);
-    writeMessage(text);
+    writeMessage(scrambled);
 
     QFile log(QString::fromLocal8Bit(path));
     require(log.open(QIODevice::ReadOnly), path);
-    const QByteArray line = log.readAll();
+    const std::string line = log.readAll().toStdString();
     // In turn, so that what the machine does meanwhile hits both.
-    std::vector<double> handler, bare;
+    std::vector<double> handler;
+    std::vector<double> bare;
     for (int i = 0; i < count / 100; ++i) {
-        handler.push_back(medianOf(100, [&] { writeMessage(text); }));
-        bare.push_back(medianOf(100, [&] { writeBare(path, line); }));
+        handler.push_back(medianOf(100, [&] { writeMessage(scrambled); }));
+        bare.push_back(medianOf(100, [&] { appendLine(path, line); }));
     }
     for (auto *times : {&handler, &bare}) {
         const auto middle = times->begin() + static_cast<std::ptrdiff_t>(times->size() / 2);
@@ -79,7 +68,7 @@ int main(int argc, char *argv[])
 {
     const std::string what = argc < 2 ? "" : argv[1];
     if (what == "line" && argc == 5)
-        compareLines(argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
+        compareLines(argv[2], std::stoi(argv[3]), QByteArray(std::stoi(argv[4]), 'x'));
     else if (what == "scramble")
         scramble();
     else
