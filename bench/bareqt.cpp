@@ -27,8 +27,9 @@ void serve(QLocalServer &server, const char *path)
 
 void postTo(QNetworkAccessManager &manager, const char *url)
 {
+    // With only the loopback up it would not try.
     QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED // with only the loopback up it would not try
+    QT_WARNING_DISABLE_DEPRECATED
     manager.setNetworkAccessible(QNetworkAccessManager::Accessible);
     QT_WARNING_POP
     QNetworkRequest request(QUrl(QString::fromLocal8Bit(url)));
