@@ -18,6 +18,7 @@ import unittest
 import weakref
 
 BIN = os.environ["QUILLON_BIN"]
+VERSION = "1.0.3.2"
 SOCKET = "/var/run/quillon/quillon"
 LOG = "/var/log/zeno/quillon/quillon.log"
 CONF = "/etc/.zeno/.agent.json"

@@ -5,7 +5,7 @@ import subprocess
 import threading
 import time
 
-from daemon import (BIN, CONF, HAS_USERS, LOG, SOCKET, Case, Client, Daemon, Site, ask, choose, configure,
+from daemon import (BIN, CONF, HAS_USERS, LOG, SOCKET, VERSION, Case, Client, Daemon, Site, ask, choose, configure,
                     frame, log, poll, quillonctl)
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
@@ -120,7 +120,7 @@ class Real(Case):
                 def seen(*texts):
                     for text in texts:
                         self.assertRegex(monitor.stdout.readline(), f"^2[-0-9]* [:0-9]*  {text}\n$")
-                seen("start    version 1.0.3.2", "probe    http://127.0.0.1:1/v1/harbor/health",
+                seen(f"start    version {VERSION}", "probe    http://127.0.0.1:1/v1/harbor/health",
                      r"outcome  no HTTP response \(Connection refused\)")
                 os.remove(LOG)
                 Client(choose(1) + choose(9)).leave()
@@ -227,4 +227,4 @@ class Alone(Case):
                 self.assertEqual((done.returncode, done.stdout), (2, ""), done)
                 self.assertEqual(done.stderr.count("\n"), 1)
         self.assertIn("3  no daemon reachable", quillonctl("--help").stdout)
-        self.assertEqual(quillonctl("--version").stdout, "quillonctl 1.0.3.2\n")
+        self.assertEqual(quillonctl("--version").stdout, f"quillonctl {VERSION}\n")

@@ -62,9 +62,18 @@ def zsh(line):
     return text(f"{TMP}/hits").removesuffix("end\n").replace("=", "")
 
 
+def dump(client):
+    """The next answer, as the page shows it."""
+    data = client.read(8)
+    data += client.read(int.from_bytes(data[4:], "little"))
+    rows = [data[start:start + 16] for start in range(0, len(data), 16)]
+    return [f"    < {row.hex(' '):47}  {re.sub('[^ -~]', '.', row.decode('latin'))}" for row in rows]
+
+
 class Docs(Case):
     def test_pages(self):
         client, file, daemon = (text(f"doc/man/*.{section}") for section in (1, 5, 8))
+        protocol = text("doc/protocol.md")
         logged = re.findall(r'(?:q(?:Debug|Info|Warning)|tell)\((?:\) << )?"([^%]*?)"',
                             text("src/agent/*.cpp") + text("src/public/*.cpp"))
         listed = re.sub(r"\\&|\\(?=-)", "", daemon).replace(r"\(ti", "~")
@@ -73,6 +82,11 @@ class Docs(Case):
             ({line.replace(r"\n", "").strip() for line in logged},
              set(re.findall(r'^\.It Li "(.*?)"', listed, re.M))),
             (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
+            (members, set(re.findall(r"^\| `(\w+)` \|", text("README.md"), re.M))),
+            (members, set(re.findall(r"^(\w+)  ", text("doc/examples/README"), re.M))),
+            (members, {"healthPath"} | set(re.findall(r"^\| `(\w+)` \|", protocol, re.M))),
+            (set(re.findall(r"= (\d+), ///< (?:client|daemon): ", text("src/public/protocol.h"))),
+             set(re.findall(r'^\| \w+ \| `"(\d+)"`', protocol, re.M))),
             (re.findall(r"^  (\d) ", HELP, re.M), re.findall(r"^\.It (\d)", client, re.M)),
         )
         for sources, page in rows:
@@ -112,12 +126,10 @@ class Docs(Case):
         """The bytes that its page shows, and the clients."""
         configure({"defaultUrl": URLS, "confDefaultIndex": 1})
         run("cc", "-Wall", "-Wextra", "-Werror", "-o", f"{TMP}/client", "doc/examples/client.c")
-        shown = re.findall(r"^    ([<>]) ((?:[0-9a-f]{2} )+)", text("doc/protocol.md"), re.M)
-        asked, answered = (bytes.fromhex("".join(line for way, line in shown if way == sign))
-                           for sign in "><")
+        page = text("doc/protocol.md")
         with Daemon():
-            client = Client(asked)
-            self.assertEqual(client.read(len(answered)), answered)
+            client = Client(bytes.fromhex("".join(re.findall("^    > (.{47})", page, re.M))))
+            self.assertEqual(dump(client) + dump(client), re.findall("^    < .*", page, re.M))
             for command in (["doc/examples/client.py"], [f"{TMP}/client"]):
                 with subprocess.Popen(command, stdout=subprocess.PIPE) as waiting:
                     client.socket.close()

@@ -4,12 +4,12 @@ import socket
 import stat
 import subprocess
 
-from daemon import (ASK, BIN, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask, choose,
+from daemon import (ASK, BIN, LOG, SLACK, SOCKET, VERSION, Case, Client, Daemon, Site, ask, choose,
                     configure, log, poll, quillonctl)
 
 TLS_SITE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../scripts/tls-site")
 SITE = os.environ["TMPDIR"] + "/site"
-VERSION = '\n\nversion: "1.0.3.2"'
+FIRST_LINE = f'\n\nversion: "{VERSION}"'
 
 
 class Tls(Case):
@@ -84,7 +84,7 @@ class Start(Case):
                                        timeout=10, check=False)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, b"", b""))
                 poll(lambda n=count: log().count("client disconnect !") == n)
-            self.assertEqual(log().count(VERSION), 1)
+            self.assertEqual(log().count(FIRST_LINE), 1)
             self.assertEqual(len(ask()), 1)
 
     def test_starter_changes_nothing(self):
@@ -97,7 +97,7 @@ class Start(Case):
             os.umask(umask)
             with Daemon("--version", "-platform", "x", env=environment, cwd="/"):
                 self.assertEqual(len(ask()), 1)
-                self.assertRegex(log(), r"^\[Qinfo:[-\d]{10} [:\d]{8}:main.cpp line:\d+\] " + VERSION)
+                self.assertRegex(log(), r"^\[Qinfo:[-\d]{10} [:\d]{8}:main.cpp line:\d+\] " + FIRST_LINE)
                 modes = [stat.S_IMODE(os.stat(path).st_mode)
                          for path in (LOG, os.path.dirname(SOCKET))]
                 self.assertEqual(modes, [log_mode, 0o755])
