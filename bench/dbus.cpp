@@ -28,11 +28,11 @@ class Service : public QObject
     Q_OBJECT
 
 public slots:
-    Q_SCRIPTABLE QVariantMap configuration() const { return ServerConf::toReply(m_map); }
+    Q_SCRIPTABLE QVariantMap configuration() const { return m_reply; }
 
 private:
-    const QVariantMap m_map =
-        ServerConf::parse(ConfFile(Paths::configuration).read().value_or(QByteArray())).map;
+    const QVariantMap m_reply = ServerConf::toReply(
+        ServerConf::parse(ConfFile(Paths::configuration).read().value_or(QByteArray())).map);
 };
 
 namespace {
