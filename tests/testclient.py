@@ -90,7 +90,7 @@ class Real(Case):
                 self.assertEqual(look(text), 1)
             self.assertEqual(look("2  servicecore.cpp: warning: http nStatus\n"), 1)
             other = Client()
-            self.assertEqual(look("(Connection refused)", "--timeout", "300"), 4)
+            self.assertEqual(look("one program at a time", "--timeout", "300"), 4)
             other.leave()
             if HAS_USERS:
                 os.chmod(LOG, 0o600)

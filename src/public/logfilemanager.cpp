@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <string>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -60,17 +61,17 @@ const char *tagOf(QtMsgType type)
 {
     switch (type) {
     case QtDebugMsg:
-        return "Debug";
+        return "[Debug:";
     case QtWarningMsg:
-        return "qWarning";
+        return "[qWarning:";
     case QtCriticalMsg:
-        return "Cirtiacl";
+        return "[Cirtiacl:";
     case QtFatalMsg:
-        return "Fatal";
+        return "[Fatal:";
     case QtInfoMsg:
         break;
     }
-    return "Qinfo";
+    return "[Qinfo:";
 }
 
 const char *baseName(const char *file)
@@ -100,15 +101,17 @@ const char *localTimeText()
     return text;
 }
 
-QByteArray lineOf(QtMsgType type, const QMessageLogContext &context, const QString &message)
+std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
+    constexpr size_t headBytes = 96; // about
     const QByteArray text = message.toUtf8();
-    QByteArray line;
-    line.reserve(text.size() + 96);
-    line.append('[').append(tagOf(type)).append(':').append(localTimeText());
-    line.append(':').append(baseName(context.file));
-    line.append(" line:").append(QByteArray::number(context.line)).append("] ");
-    return line.append(text).append('\n');
+    const auto textBytes = static_cast<size_t>(text.size());
+    std::string line;
+    line.reserve(headBytes + textBytes);
+    line.append(tagOf(type)).append(localTimeText()).append(":").append(baseName(context.file));
+    line.append(" line:").append(std::to_string(context.line)).append("] ");
+    line.append(text.constData(), textBytes).push_back('\n');
+    return line;
 }
 
 /// To standard error, unless nobody reads it: a full pipe, socket or terminal would block.
@@ -129,15 +132,15 @@ void takeBack(int file, ssize_t written)
 }
 
 /// One single write in append mode keeps the lines of several threads whole.
-bool appendLine(const QByteArray &line)
+bool appendLine(const std::string &line)
 {
     constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     const int file = ::open(logFilePathIn.constData(), flags, kLogMode);
     if (file < 0)
         return false;
 
-    const ssize_t written = ::write(file, line.constData(), static_cast<size_t>(line.size()));
-    const bool whole = written == line.size();
+    const ssize_t written = ::write(file, line.data(), line.size());
+    const bool whole = written == static_cast<ssize_t>(line.size());
     if (!whole && written > 0)
         takeBack(file, written);
     ::close(file);
