@@ -96,20 +96,26 @@ class Real(Case):
                 os.chmod(LOG, 0o600)
                 self.assertEqual(look("run this as root", user=65534), 1)
         self.assertEqual(look('"httpStatus":0', "--json"), 3)
-        configure({"defaultUrl": [site.url]})
+        server = socket.create_server(("127.0.0.1", 0))
+        server.settimeout(10)
+        configure({"defaultUrl": [f"http://127.0.0.1:{server.getsockname()[1]}"]})
         folder = os.path.dirname(LOG)
-        with Daemon(stderr=subprocess.DEVNULL):
+        with server, Daemon(stderr=subprocess.DEVNULL), server.accept()[0] as peer:
             self.assertEqual(look("pending, sent"), 1)
             for spoil, text, mend in (
                     (f"rm {LOG}", "none told by the log", ""),
                     (f"mount --bind {CONF} {CONF} && ! {BIN}/quillonctl use 0 2>/dev/null",
                      "none since this server was chosen", f"umount {CONF}"),
+                    ("", "none since this server was chosen", ""),  # when it ended
                     (f"mount -r --bind {folder} {folder}", "is not written any more",
                      f"umount {folder}"),
                     (f"rm {LOG} && mkfifo {LOG}", "not a regular file", f"rm {LOG}")):
                 self.assertEqual(os.system(spoil), 0)
                 self.assertEqual(look(text), 1)
                 self.assertEqual(os.system(mend), 0)
+                if CONF in spoil:
+                    peer.sendall(b"HTTP/1.1 200 X\r\nContent-Length: 0\r\n\r\n")
+                    poll(lambda: "Attribute  200" in log())
 
     def test_monitor(self):
         configure({"defaultUrl": URLS})

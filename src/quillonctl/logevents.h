@@ -16,7 +16,7 @@ struct LogEvent
         Probe, ///< is sent; the text is its URL
         Outcome, ///< of a probe: the status; when it is 0 the text tells why, if anything does
         Timeout, ///< of a probe
-        Choice, ///< a client asks for a server; the text is its index as the daemon takes it, or empty
+        Choice, ///< a client asks for a server; the text is the index that is taken, or empty
         Fault, ///< of the configuration or a choice; the text tells which
         ClientCame,
         ClientLeft,

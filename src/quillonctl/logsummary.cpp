@@ -33,8 +33,6 @@ void LogSummary::add(const LogEvent &event)
         break;
     case LogEvent::Kind::Outcome:
         conclude(Probe::Answered, event);
-        status = event.status;
-        failure = event.text;
         break;
     case LogEvent::Kind::Timeout:
         conclude(Probe::TimedOut, event);
@@ -66,8 +64,10 @@ void LogSummary::forgetProbe()
 
 void LogSummary::conclude(Probe outcome, const LogEvent &event)
 {
+    if (probe == Probe::Unsent && outcome != Probe::Pending)
+        return; // of the server before
     probe = outcome;
     outcomeTime = event.time;
-    status = 0;
-    failure.clear();
+    status = event.status;
+    failure = outcome == Probe::Answered ? event.text : QByteArray();
 }
