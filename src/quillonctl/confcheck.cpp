@@ -4,7 +4,6 @@
 #include "jsontext.h"
 #include "serverconf.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
