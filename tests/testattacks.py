@@ -107,7 +107,7 @@ class Clients(Attack):
     def test_unfinished_frames(self):
         """How many frames hold one object; whether it still counts."""
         self.start()
-        for frames, answers in ((256, 2), (257, 1)):
+        for frames, answers in ((900, 2), (1024, 1)):
             object_ = b'{"type":"5"' + b" " * (frames - 12) + b"}"
             before = log().count(DROPPED)
             cut = [frame(object_[i:i + 1]) for i in range(len(object_))]

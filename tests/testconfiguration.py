@@ -21,7 +21,7 @@ def content():
 class Configuration(Case):
     def test_unusable_at_start(self):
         """What stands at the path, or at that of the version record; what start and a choice say."""
-        unopened, no_json, version = "agent.json open failed.", "QJsonParseError :", "os-version open"
+        unopened, no_json, version = "agent.json open failed.", "QJsonParseError :", "agent.json open"
         missing, no_server = ("agent.json not exists.", "4"), ("not server url index.", "5")
         rows = (
             (lambda: None, unopened, *missing),

@@ -74,13 +74,8 @@ class Docs(Case):
     def test_pages(self):
         client, file, daemon = (text(f"doc/man/*.{section}") for section in (1, 5, 8))
         protocol = text("doc/protocol.md")
-        logged = re.findall(r'(?:q(?:Debug|Info|Warning)|tell)\((?:\) << )?"([^%]*?)"',
-                            text("src/agent/*.cpp") + text("src/public/*.cpp"))
-        listed = re.sub(r"\\&|\\(?=-)", "", daemon).replace(r"\(ti", "~")
         members = set(re.findall(r'"(.*)"', text("src/public/confkeys.h")))
         rows = (
-            ({line.replace(r"\n", "").strip() for line in logged},
-             set(re.findall(r'^\.It Li "(.*?)"', listed, re.M))),
             (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
             (members, set(re.findall(r"^\| `(\w+)` \|", text("README.md"), re.M))),
             (members, set(re.findall(r"^(\w+)  ", text("doc/examples/README"), re.M))),

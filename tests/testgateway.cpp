@@ -1,4 +1,5 @@
 #include "httpcommunication.h"
+#include "replyguard.h"
 #include "serverjson.h"
 
 #include <QNetworkReply>
@@ -117,11 +118,16 @@ void TestGateway::dropsTimeOut()
     HttpCommunication client;
     QSignalSpy health(&client, &HttpCommunication::receiveHealth);
     const QUrl url(QStringLiteral("http://h/health"));
-    client.replyFinished(new FailedReply(QNetworkReply::TimeoutError, url));
+    const auto failed = [&url](QNetworkReply::NetworkError error) {
+        auto *reply = new FailedReply(error, url);
+        new ReplyGuard(reply, true);
+        return reply;
+    };
+    client.replyFinished(failed(QNetworkReply::TimeoutError));
     QVERIFY(messages.takeFirst().startsWith(QLatin1String("TimeoutError return ")));
     QVERIFY(health.isEmpty());
 
-    client.replyFinished(new FailedReply(QNetworkReply::HostNotFoundError, url));
+    client.replyFinished(failed(QNetworkReply::HostNotFoundError));
     QCOMPARE(messages, {QStringLiteral("Failed:  0 QNetworkReply::HostNotFoundError \"text\"")});
     QCOMPARE(health.takeFirst(), (QVariantList{QVariantMap(), 0}));
 }

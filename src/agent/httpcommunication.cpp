@@ -1,13 +1,14 @@
 #include "httpcommunication.h"
 
+#include "healthprobe.h"
 #include "logencryption.h"
+#include "logmessages.h"
 #include "replyguard.h"
-#include "serverconf.h"
 #include "sharedconstants.h"
 
 #include <QDebug>
+#include <QNetworkConfiguration>
 #include <QNetworkCookieJar>
-#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedPointer>
@@ -20,7 +21,7 @@ namespace {
 constexpr int kMaxOutstanding = 4;
 constexpr int kMaxFailedHandshakes = 100;
 
-/// The toolkit would send a server's cookies back to it with the next request.
+/// Qt would send a server's cookies back to it with the next request.
 class NoCookies : public QNetworkCookieJar
 {
 public:
@@ -46,11 +47,21 @@ HttpCommunication::HttpCommunication(QObject *parent)
     : QObject(parent)
 {
     m_manager.setCookieJar(new NoCookies(&m_manager));
-    m_manager.setProxy(QNetworkProxy::NoProxy);
+    ignoreNetworkPlugins();
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
 }
 
 HttpCommunication::~HttpCommunication() = default;
+
+// main() keeps Qt's network plugins out, and without one Qt reports every network
+// as not accessible. With no configuration it reports what a plugin would.
+void HttpCommunication::ignoreNetworkPlugins()
+{
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    m_manager.setConfiguration(QNetworkConfiguration());
+    QT_WARNING_POP
+}
 
 void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QString token)
 {
@@ -58,19 +69,17 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     allowUnknownNetwork();
     if (!token.isEmpty())
         request.setRawHeader("AuthToken", token.prepend(QLatin1String("Bearer ")).toLatin1());
-    // The toolkit asks for compression and unpacks without a bound; who asks for none gets
-    // what comes as it is.
+    // By default Qt asks for compression and unpacks without a bound.
     request.setRawHeader("Accept-Encoding", "identity");
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     dropOldest();
     QNetworkReply *reply = m_manager.post(request, data);
-    new ReplyGuard(reply, !ServerConf::isProbe(request.url())); // owned by the reply
+    new ReplyGuard(reply, !HealthProbe::isReply(request.url())); // owned by the reply
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
-// Without a daemon that manages the network the toolkit may believe that there
-// is none, and would fail every request.
+// Qt fails every request while it believes that there is no network.
 void HttpCommunication::allowUnknownNetwork()
 {
     QT_WARNING_PUSH
@@ -91,8 +100,8 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
     return replies;
 }
 
-// A silent server must not make us collect replies. Nobody is told: what has
-// been replaced is no answer to the request that replaced it.
+// Bounds what a silent server can make us keep. No signal reports the loss: a
+// newer request has replaced this one.
 void HttpCommunication::dropOldest()
 {
     const QList<QNetworkReply *> replies = outstanding();
@@ -103,12 +112,12 @@ void HttpCommunication::dropOldest()
 void HttpCommunication::drop(QNetworkReply *reply)
 {
     reply->disconnect(&m_manager);
-    delete reply; // now: there may be thousands before the loop comes to a deferred one
+    delete reply; // thousands may go before the event loop handles a deferred deletion
 }
 
-// The toolkit keeps some KiB of every failed TLS handshake as long as it has
-// connections. To take them away would block while a reply is outstanding, so
-// one that is slow gives us time for so many of them, and is dropped then.
+// Qt leaks a few KiB per failed TLS handshake until its connections are closed.
+// Closing them blocks while a reply is outstanding, so a slow reply is waited
+// for until this many handshakes have failed, and dropped then.
 void HttpCommunication::closeConnections()
 {
     const QList<QNetworkReply *> replies = outstanding();
@@ -123,13 +132,13 @@ void HttpCommunication::closeConnections()
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const ReplyGuard *guard = ReplyGuard::of(reply);
+    const ReplyGuard &guard = ReplyGuard::of(*reply);
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
     if (reply->error() == QNetworkReply::SslHandshakeFailedError)
         connect(reply, &QObject::destroyed, this, &HttpCommunication::closeConnections,
                 Qt::QueuedConnection);
 
-    if (reply->error() == QNetworkReply::TimeoutError || (guard != nullptr && guard->isExpired())) {
+    if (reply->error() == QNetworkReply::TimeoutError || guard.isExpired()) {
         qInfo() << "TimeoutError return"
                 << LogEncryption::encryptionMessage(reply->url().fileName(QUrl::FullyDecoded));
         return;
@@ -137,14 +146,15 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 
     const QVariantMap headers = headersOf(*reply);
     if (reply->error() != QNetworkReply::NoError)
-        qWarning() << "Failed: " << status << reply->error() << reply->errorString();
+        qWarning() << LogMessages::requestFailed << status << reply->error()
+                   << reply->errorString();
 
-    if (ServerConf::isProbe(reply->url())) {
+    if (HealthProbe::isReply(reply->url())) {
         emit receiveHealth(headers, status);
         return;
     }
 
-    const QByteArray body = guard != nullptr ? guard->takeBody() : reply->readAll();
+    const QByteArray body = guard.takeBody();
     qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
     emit receiveHttpsData(status, headers, body, reply->url().toString());
 }

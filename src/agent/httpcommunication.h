@@ -8,8 +8,8 @@
 class QNetworkReply;
 
 /// The HTTPS client: posts JSON and turns each finished reply into one signal.
-/// It parses nothing, remembers no request and never retries; a reply is told
-/// from another by its URL alone.
+/// It parses nothing, remembers no request and does not retry. Only its URL
+/// identifies a reply.
 class HttpCommunication : public QObject
 {
     Q_OBJECT
@@ -19,28 +19,33 @@ public:
     explicit HttpCommunication(QObject *parent = nullptr);
     ~HttpCommunication() override;
 
-    /// Posts the data to the URL and returns at once; the outcome comes as a
+    /// Posts the data to the URL and returns at once. The outcome comes as a
     /// signal, or never when the request times out (after 60 s at the latest)
-    /// or three newer ones were sent before it was answered.
-    /// @param token goes into the header "AuthToken"; empty: no such header
+    /// or four newer ones are sent before it is answered.
+    /// @param token sent in the header "AuthToken" unless it is empty. The health
+    /// probe has none; requests of a signed-in user will.
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
 public slots:
+    /// Emits the signal for a finished reply and schedules the reply's deletion.
     void replyFinished(QNetworkReply *reply);
 
 signals:
-    /// Each reply but the health endpoint's and those that timed out.
-    /// @param httpCode 0 when there was no HTTP response
-    /// @param headerData header name, as the server wrote it, to raw bytes
-    /// @param returnData the body
+    /// Emitted once for each reply that is neither the health probe's nor timed out.
+    /// @param httpCode HTTP status; 0 when there was no HTTP response
+    /// @param headerData maps each header name, as the server wrote it, to the raw
+    /// value (QByteArray)
+    /// @param returnData the body, at most 1 MiB
     /// @param postName the reply's URL
     void receiveHttpsData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                           QString postName);
 
-    /// The same for a reply whose URL path ends in the segment "health".
+    /// Emitted instead for a reply whose URL path ends in the segment "health".
+    /// Its body is not read.
     void receiveHealth(const QVariantMap &headerData, int statusCode);
 
 private:
+    void ignoreNetworkPlugins();
     void allowUnknownNetwork();
     QList<QNetworkReply *> outstanding() const;
     void dropOldest();
@@ -48,5 +53,5 @@ private:
     void closeConnections();
 
     QNetworkAccessManager m_manager;
-    int m_failedHandshakes = 0; // whose memory the toolkit still keeps
+    int m_failedHandshakes = 0; // since Qt's connections were closed
 };

@@ -15,7 +15,7 @@ void openStandardDescriptors()
 {
     int descriptor = 0;
     do {
-        descriptor = ::open("/dev/null", O_RDWR); // takes the lowest number that is free
+        descriptor = ::open("/dev/null", O_RDWR); // takes the lowest free number
     } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor >= 0)
         ::close(descriptor);
@@ -40,7 +40,7 @@ void isolateFromStarter()
 {
     openStandardDescriptors();
     ::clearenv();
-    // The toolkit's own event loop: a request costs it less, and nothing of ours needs glib.
+    // Qt's own event loop handles a request faster, and we do not need glib's.
     ::setenv("QT_NO_GLIB", "1", 1);
     tightenUmask();
     ignore(SIGPIPE);

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Cuts the process off from what its starter left it: the environment, which
-/// must not change what the daemon does; a umask that would let others write
-/// its files; closed standard descriptors, which a socket would take; and the
-/// signals with which a broken pipe or a file size limit ends a process.
-/// Call first in main(), before the toolkit reads any of them.
+/// Shields the process from what its starter passes on. Clears the environment,
+/// which must not change what the daemon does. Forbids others to write its files,
+/// whatever the umask. Opens closed standard descriptors, which a socket would
+/// take. Ignores the signals that end a process at a broken pipe or a file size
+/// limit. Call first in main(), before Qt reads any of them.
 void isolateFromStarter();

@@ -3,11 +3,25 @@
 #include <QLocalSocket>
 #include <QSocketNotifier>
 
+#include <sys/socket.h>
+
 namespace {
+
+constexpr int kPassRights = 83; // SO_PASSRIGHTS of Linux 6.16
 
 const QSocketNotifier *notifierOf(const QLocalServer &server)
 {
     return server.findChild<QSocketNotifier *>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+/// Peers inherit the option. A descriptor that a peer could pass would be closed
+/// by us, and closing a socket that lingers blocks. Older kernels know no such
+/// option and refuse it.
+void refuseDescriptors(const QLocalServer &server)
+{
+    const int off = 0;
+    const auto descriptor = static_cast<int>(server.socketDescriptor());
+    ::setsockopt(descriptor, SOL_SOCKET, kPassRights, &off, sizeof off);
 }
 
 } // namespace
@@ -23,22 +37,23 @@ bool Listener::open(const QString &path)
     removeServer(path);
     if (!listen(path))
         return false;
-    // When the toolkit cannot accept a connection it removes the socket without
-    // a signal and still says that it listens; only its notifier tells.
+    refuseDescriptors(*this);
+    // When Qt cannot accept a connection, it removes the socket without a signal
+    // and isListening() stays true. Only its notifier goes.
     if (const QSocketNotifier *notifier = notifierOf(*this))
         connect(notifier, &QObject::destroyed, this, &Listener::lost, Qt::QueuedConnection);
     return true;
 }
 
-// The toolkit switches its notifier off when too many wait, and on again only
-// when enough of them were taken.
+// Qt disables its notifier when too many peers wait, and enables it again only
+// when enough of them have been taken.
 bool Listener::isFull() const
 {
     const QSocketNotifier *notifier = notifierOf(*this);
     return notifier != nullptr && !notifier->isEnabled();
 }
 
-// The toolkit reads from a peer as soon as it has accepted it.
+// Qt reads from a peer as soon as it has accepted it.
 void Listener::boundPeers()
 {
     const auto peers = findChildren<QLocalSocket *>(QString(), Qt::FindDirectChildrenOnly);

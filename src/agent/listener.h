@@ -2,30 +2,32 @@
 
 #include <QLocalServer>
 
-/// The listening socket with the peers that wait on it to be served. Bounds
-/// what a waiting peer can make us keep, and tells what the toolkit does not:
-/// that it has stopped announcing peers, or has given the socket up.
+/// The listening socket with the peers that wait to be served. Bounds what a
+/// waiting peer can make us keep, and reports what QLocalServer does not: that
+/// it announces no more peers, or that it has given up the socket.
 class Listener : public QLocalServer
 {
     Q_OBJECT
     Q_DISABLE_COPY(Listener)
 
 public:
-    /// Of one peer's bytes we keep at most this many unread; the kernel then
-    /// slows the peer down. More than a peer's kernel takes in one write by default.
+    /// Unread bytes kept for one peer; the kernel blocks the peer beyond that.
+    /// Larger than the largest single write with the kernel's default buffer.
     static constexpr qint64 kMaxUnreadBytes = 256 * 1024;
 
     explicit Listener(QObject *parent);
 
-    /// Listens at the path in place of whatever socket was left there.
+    /// Listens at the path. Replaces whatever socket file is there.
+    /// Returns false when that fails; errorString() gives the reason.
     bool open(const QString &path);
 
-    /// Whether so many peers wait that no further one is announced.
+    /// Whether so many peers wait that newConnection() is not emitted any more.
     bool isFull() const;
 
 signals:
-    /// Once, when the socket is no longer served: a connection could not be
-    /// accepted, for want of descriptors say. Delete the listener then.
+    /// Emitted once, when Qt has given up the socket because a connection could
+    /// not be accepted, for example without a free descriptor. The listener is of
+    /// no use then.
     void lost();
 
 private:

@@ -3,6 +3,7 @@
 #include "frame.h"
 #include "listener.h"
 #include "logencryption.h"
+#include "logmessages.h"
 #include "paths.h"
 #include "protocol.h"
 #include "requests.h"
@@ -12,7 +13,6 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QLocalSocket>
 #include <QTimer>
 
@@ -29,7 +29,7 @@ void makeRunDirectory()
     const QString path = Paths::runDirectory;
     if (QDir(path).exists() || !QDir().mkpath(path))
         return;
-    // Whatever the umask: every user has to get to the socket.
+    // Every user must reach the socket, whatever the umask.
     using Permission = QFile::Permission;
     QFile::setPermissions(path, Permission::ReadOwner | Permission::WriteOwner
                                     | Permission::ExeOwner | Permission::ReadGroup
@@ -84,23 +84,23 @@ bool LocalServer::startListening()
 
 void LocalServer::handleLoss()
 {
-    // Once for a want that lasts: to listen needs less than to accept.
-    if (!std::exchange(m_isLossTold, true))
+    // Once per shortage: listening works even while accept() fails.
+    if (!std::exchange(m_isLossLogged, true))
         qWarning() << "local socket lost, listening again : " << m_server->errorString();
     QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
 }
 
 void LocalServer::listenAgain()
 {
-    delete m_server; // first: its destructor would remove the new socket file
+    delete m_server; // now, or its destructor would remove the new socket file
     if (!startListening())
         QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
 }
 
 void LocalServer::newConnection()
 {
-    m_isLossTold = false;
-    // A client that has left meanwhile must not keep the place: on to the next.
+    m_isLossLogged = false;
+    // A peer that left while it waited is dropped at once; the next one is taken.
     while (m_client == nullptr) {
         m_client = m_server->nextPendingConnection();
         if (m_client == nullptr)
@@ -122,7 +122,8 @@ void LocalServer::serveClient()
 #endif
     printConnectStatus();
 
-    // What happened while it waited was notified then, and will not be again.
+    // Qt announced the data while the peer waited, and will not announce it again.
+    // The signal is emitted on the socket so that sender() is right.
     if (m_client->bytesAvailable() > 0)
         emit m_client->readyRead();
     if (m_client != nullptr && m_client->state() == QLocalSocket::UnconnectedState)
@@ -131,20 +132,21 @@ void LocalServer::serveClient()
 
 void LocalServer::printConnectStatus()
 {
-    qDebug() << "The new client is connected : " << m_client->serverName();
+    if (m_client != nullptr)
+        qDebug() << LogMessages::clientCame << m_client->serverName();
 }
 
 void LocalServer::handleClientError(int error)
 {
     const auto code = static_cast<QLocalSocket::LocalSocketError>(error);
-    qWarning() << "local socket error : " << code;
+    qWarning() << LogMessages::clientError << code;
     if (code != QLocalSocket::PeerClosedError)
         deleteClientSocket();
 }
 
 void LocalServer::disconnectClient()
 {
-    qDebug() << "client disconnect !";
+    qDebug() << LogMessages::clientLeft;
     deleteClientSocket();
 }
 
@@ -153,12 +155,12 @@ void LocalServer::deleteClientSocket()
     if (m_client == nullptr)
         return;
     QLocalSocket *client = std::exchange(m_client, nullptr);
-    client->disconnect(this); // abort() tells of the disconnection, and we would come here again
+    client->disconnect(this); // abort() emits disconnected(), which would log a leave
     client->abort();
     client->close();
     client->deleteLater();
 
-    // Nothing announces the next peer while too many of them wait.
+    // No signal announces the next peer while too many wait.
     if (m_server != nullptr && m_server->isFull())
         QMetaObject::invokeMethod(this, &LocalServer::newConnection, Qt::QueuedConnection);
 }
@@ -170,7 +172,8 @@ void LocalServer::recvClientData()
         return;
 
     const QByteArray received = client->readAll();
-    qInfo() << "recv client data : " << LogEncryption::encryptionMessage(received);
+    qInfo("%s \"%s\"", LogMessages::received,
+          LogEncryption::encryptionMessage(received).constData());
     const QVariantList messages = parseRecvData(received);
     for (const QVariant &message : messages)
         dispatch(message.toJsonObject());
@@ -204,11 +207,12 @@ void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QSt
 
 void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
 {
-    // Seldom changes, and to make its text costs more than all else that an answer takes.
-    if (m_configurationText.isEmpty() || serverConfUrl != m_configuration) {
-        QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
-        message.insert(Protocol::typeName, numberText(Protocol::Configuration));
-        m_configuration = serverConfUrl;
+    // The text is kept, because making it would cost more than the rest of the answer.
+    // JSON is compared, because 0 and false are equal in a map.
+    QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
+    message.insert(Protocol::typeName, numberText(Protocol::Configuration));
+    if (message != m_configuration) {
+        m_configuration = message;
         m_configurationText = textOf(message);
     }
     sendText(m_configurationText);
@@ -221,7 +225,7 @@ void LocalServer::sendData(QJsonObject message)
 
 void LocalServer::sendText(const QByteArray &text)
 {
-    qDebug() << "send data :" << LogEncryption::encryptionMessage(text);
+    qDebug("send data : \"%s\"", LogEncryption::encryptionMessage(text).constData());
 
     const QByteArray frame = Frame::pack(Frame::Daemon, text);
     if (m_client == nullptr || !m_client->isValid()
@@ -238,9 +242,9 @@ void LocalServer::sendText(const QByteArray &text)
 
 void LocalServer::dropSlowReader()
 {
-    m_client->flush(); // on an error this drops the client
+    m_client->flush(); // drops the client on an error
     if (m_client == nullptr || m_client->bytesToWrite() <= kMaxUnsentBytes)
         return;
-    qWarning() << "client does not read its answers, it is dropped";
+    qWarning() << LogMessages::clientDropped;
     deleteClientSocket();
 }

@@ -1,54 +1,61 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QObject>
 #include <QVariantMap>
 
 class Listener;
-class QJsonObject;
 class QLocalSocket;
 
-/// The local socket: listens for client programs, serves one at a time, and
-/// turns their requests into signals. Frames and messages are those of frame.h
-/// and protocol.h. It acts on no request itself.
+/// The local socket server: listens for client programs, serves one at a time
+/// and turns their requests into signals. It acts on no request itself. Frames
+/// are those of frame.h, messages those of protocol.h.
 class LocalServer : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY(LocalServer)
 
 public:
-    /// Makes the run directory and listens; a failure gives a warning and
-    /// leaves a server that nobody can reach.
-    /// @param parent not taken: the creator owns the server
+    /// Creates the run directory and listens. A failure is logged, and no client
+    /// can connect then.
+    /// @param parent ignored: the creator owns the server
     explicit LocalServer(QObject *parent = nullptr);
     ~LocalServer() override;
 
-    /// Listens; warns when it cannot.
+    /// Listens; logs a warning on failure.
     void initLocalServer();
-    /// Drops the client, if any, with all that was not sent to it yet.
+    /// Drops the client, if any, and what has not been sent to it yet.
     void deleteClientSocket();
-    /// Sends one message to the client; without one the message is dropped. A
-    /// client that leaves more than 1 MiB of messages unread is dropped itself.
+    /// Sends one message to the client. Without a client the message is dropped. A
+    /// client with more than 1 MiB of unread messages is dropped.
     void sendData(QJsonObject message);
 
 signals:
-    /// Once for each request to use the default server with this index; any
-    /// number that a client wrote, 0 when it wrote none.
+    /// Emitted once for each request to use a default server.
+    /// @param index as the client wrote it; see Protocol::numberIn()
     void setServerUrl(int index);
-    /// Once for each request for the configuration.
+    /// Emitted once for each request for the configuration.
     void requestServerConfUrl();
 
 public slots:
+    /// Takes the next waiting peer as the client, unless there is a client.
     void newConnection();
+    /// Reads what the client that emitted readyRead() has sent, at most 256 KiB,
+    /// and acts on it.
     void recvClientData();
+    /// Logs that there is a client.
     void printConnectStatus();
-    /// The requests in one read, as Requests::parse() finds them.
+    /// Returns the requests in one read, as Requests::parse() finds them.
     QVariantList parseRecvData(QByteArray recv_data);
+    /// Sends a status message.
     /// @param activeMessageType a Protocol::StatusCode
     void sendActiveMsg(const unsigned int &activeMessageType,
                        const QString &activeMessage = QString());
+    /// Sends the configuration.
     /// @param serverConfUrl a map as ServerConf::toReply() makes it
     void sendServerConfUrl(const QVariantMap &serverConfUrl);
+    /// Logs that the client has left and drops it.
     void disconnectClient();
 
 private:
@@ -64,7 +71,7 @@ private:
     Listener *m_server = nullptr; // child of this
     QLocalSocket *m_client = nullptr; // child of this, so that it outlives the listener
     QString m_socketPath;
-    bool m_isLossTold = false;
-    QVariantMap m_configuration; // the last one that was sent
-    QByteArray m_configurationText; // its message
+    bool m_isLossLogged = false;
+    QJsonObject m_configuration; // the last configuration message that was sent
+    QByteArray m_configurationText; // the same, compact
 };

@@ -1,5 +1,6 @@
 #include "isolation.h"
 #include "logfilemanager.h"
+#include "logmessages.h"
 #include "paths.h"
 #include "serviceagent.h"
 #include "servicecore.h"
@@ -8,7 +9,6 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
-#include <QFileInfo>
 #include <QLocalSocket>
 #include <QTextCodec>
 
@@ -22,28 +22,21 @@ constexpr std::chrono::milliseconds kProbeWait{1000};
 constexpr int kOwnMappingBytes = 512 * 1024;
 constexpr int kMaxFreeBytes = 1024 * 1024;
 
-/// With a heap for each thread, and limits that grow with what was freed, the
-/// memory that one busy hour took would not go back to the system.
+/// By default glibc keeps one heap per thread and raises its limits with what is
+/// freed, so the memory of a busy hour would never go back to the system.
 void keepHeapSmall()
 {
     ::mallopt(M_ARENA_MAX, 1);
-    ::mallopt(M_MMAP_THRESHOLD, kOwnMappingBytes); // above what an ordinary message takes
+    ::mallopt(M_MMAP_THRESHOLD, kOwnMappingBytes); // more than an ordinary message takes
     ::mallopt(M_TRIM_THRESHOLD, kMaxFreeBytes);
 }
 
-/// An instance with a full backlog takes no connection, but is alive: nobody is
-/// only behind a socket that is missing or refuses.
-bool isBusy(const QLocalSocket &probe)
-{
-    return QFileInfo::exists(Paths::socket) && probe.error() != QLocalSocket::ServerNotFoundError
-           && probe.error() != QLocalSocket::ConnectionRefusedError;
-}
-
-bool isAnswered(QLocalSocket &probe)
+bool isAnotherInstanceAlive(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);
+    // With a full backlog the attempt stays pending: somebody listens.
     if (!probe.waitForConnected(static_cast<int>(kProbeWait.count())))
-        return isBusy(probe);
+        return probe.state() == QLocalSocket::ConnectingState;
     probe.disconnectFromServer();
     probe.close();
     return true;
@@ -59,11 +52,11 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillon"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
-    // Nothing of ours lives in a plugin; the network plugins would poll and start a bus library.
+    // We need no plugin, and Qt's network plugins poll and load a bus library.
     QCoreApplication::setLibraryPaths({});
 
     QLocalSocket probe;
-    if (isAnswered(probe))
+    if (isAnotherInstanceAlive(probe))
         return 0;
 
     const QDir directory;
@@ -74,7 +67,7 @@ int main(int argc, char *argv[])
     ServiceLog::getLogFilePath(logPath);
     qInstallMessageHandler(ServiceLog::InstallerMessageOutput);
     ServiceLog::printAllLog();
-    qInfo() << "\n\nversion:" << QCoreApplication::applicationVersion();
+    qInfo() << LogMessages::version << QCoreApplication::applicationVersion();
 
     ServiceCore core;
     ServiceAgent agent(&core, nullptr);

@@ -5,44 +5,31 @@
 #include <QDebug>
 #include <QFile>
 #include <QSettings>
-#include <QStringList>
-
-namespace {
-
-/// The toolkit makes a list of an unquoted value with a comma, and an empty
-/// string of a list.
-QString textOf(const QSettings &settings, const char *key)
-{
-    const QVariant value = settings.value(QLatin1String(key));
-    return value.type() == QVariant::StringList ? value.toStringList().join(QLatin1String(", "))
-                                                : value.toString();
-}
-
-} // namespace
 
 OsVersion OsVersion::read(const QString &path)
 {
-    if (!QFile::exists(path)) {
+    if (!QFile::exists(path))
         qWarning() << "zeno-version non-existent";
-    } else if (!RegularFile::isReadableWhole(path)) {
-        qWarning() << "os-version open failed.";
+    else if (!RegularFile::isSmallRegularFile(path))
         return {};
-    }
 
     QSettings settings(path, QSettings::IniFormat);
     settings.setIniCodec("UTF8");
     settings.beginGroup(QStringLiteral("Version"));
+    const auto text = [&settings](const char *key) {
+        return settings.value(QLatin1String(key)).toString();
+    };
 
     OsVersion version;
-    version.systemName = textOf(settings, "SystemName");
-    version.systemNameZh = textOf(settings, "SystemName[zh_CN]");
-    version.productType = textOf(settings, "ProductType");
-    version.productTypeZh = textOf(settings, "ProductType[zh_CN]");
-    version.editionName = textOf(settings, "EditionName");
-    version.editionNameZh = textOf(settings, "EditionName[zh_CN]");
-    version.majorVersion = textOf(settings, "MajorVersion");
-    version.minorVersion = textOf(settings, "MinorVersion");
-    version.osBuild = textOf(settings, "OsBuild");
+    version.systemName = text("SystemName");
+    version.systemNameZh = text("SystemName[zh_CN]");
+    version.productType = text("ProductType");
+    version.productTypeZh = text("ProductType[zh_CN]");
+    version.editionName = text("EditionName");
+    version.editionNameZh = text("EditionName[zh_CN]");
+    version.majorVersion = text("MajorVersion");
+    version.minorVersion = text("MinorVersion");
+    version.osBuild = text("OsBuild");
     return version;
 }
 

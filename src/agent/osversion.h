@@ -12,8 +12,11 @@ enum SystemType {
 };
 
 /// The version record of the operating system: the group "Version" of an INI
-/// file in UTF-8. Each field is the text that the file holds; empty when the
-/// file does not hold it.
+/// file in UTF-8. Each field is the value as QSettings converts it to a string:
+/// empty when the key is missing, or when the value is an unquoted list ("1,2").
+///
+/// The daemon only derives the system type so far. The other fields are for the
+/// requests to the service that will name the system.
 struct OsVersion
 {
     QString systemName;
@@ -26,10 +29,11 @@ struct OsVersion
     QString minorVersion;
     QString osBuild;
 
-    /// Reads the record. A missing file, or one that is not a regular file of
-    /// at most 1 MiB, gives a warning and an empty record.
+    /// Reads the record. A missing file gives a warning and an empty record;
+    /// anything but a regular file of at most 1 MiB gives an empty record.
     static OsVersion read(const QString &path);
 
-    /// The kind of system that product type and edition make; compares exactly.
+    /// Derives the kind of system from product type and edition, which are
+    /// compared exactly.
     SystemType systemType() const;
 };

@@ -2,40 +2,43 @@
 
 #include <QDebug>
 #include <QDir>
+#include <QHostInfo>
 #include <QNetworkReply>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 namespace {
 
 constexpr std::chrono::seconds kMaxAge{60};
+constexpr int kHttpPort = 80;
+constexpr int kHttpsPort = 443;
 
-bool isConnectionToServer(int descriptor)
+int portOf(const QUrl &url)
 {
-    sockaddr_storage peer = {};
-    socklen_t peerSize = sizeof peer;
-    int type = 0;
-    socklen_t typeSize = sizeof type;
-    return ::getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &peerSize) == 0
-           && peer.ss_family != AF_UNIX
-           && ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &typeSize) == 0
-           && type == SOCK_STREAM;
+    return url.port(url.scheme() == QLatin1String("http") ? kHttpPort : kHttpsPort);
 }
 
-/// The toolkit's thread does not hear abort() while a server keeps it reading
-/// what is no reply yet; it would not hear of the next probe either. Which
-/// connection that is it does not tell: one more probe may go with it.
-void cutConnections()
+bool isConnectedTo(int descriptor, const QList<QHostAddress> &addresses, int port)
 {
-    const QStringList descriptors =
-        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System);
-    for (const QString &name : descriptors) {
-        if (isConnectionToServer(name.toInt()))
-            ::shutdown(name.toInt(), SHUT_RDWR);
-    }
+    sockaddr_storage peer = {};
+    socklen_t size = sizeof peer;
+    auto *const generic = reinterpret_cast<sockaddr *>(&peer);
+    if (::getpeername(descriptor, generic, &size) != 0)
+        return false;
+    // The port is at the same place in both families.
+    static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
+    if (ntohs(reinterpret_cast<const sockaddr_in &>(peer).sin_port) != port)
+        return false;
+    const QHostAddress address(generic); // null for another family
+    return std::any_of(addresses.cbegin(), addresses.cend(), [&address](const QHostAddress &known) {
+        return known.isEqual(address, QHostAddress::ConvertV4MappedToIPv4);
+    });
 }
 
 } // namespace
@@ -45,6 +48,7 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     , m_reply(reply)
     , m_wantsBody(wantsBody)
 {
+    findPeers();
     reply->setReadBufferSize(kMaxBodyBytes + 1);
     connect(reply, &QNetworkReply::readyRead, this, &ReplyGuard::read);
     // Not QTimer::singleShot(): its timer would outlive the guard until the time is up.
@@ -54,14 +58,36 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     age->start(kMaxAge);
 }
 
-const ReplyGuard *ReplyGuard::of(const QNetworkReply *reply)
+ReplyGuard::~ReplyGuard()
 {
-    return reply->findChild<ReplyGuard *>(QString(), Qt::FindDirectChildrenOnly);
+    QHostInfo::abortHostLookup(m_lookup);
+}
+
+// Qt does not reveal the address that it connects to. Its own lookup of the same
+// name waits for this one and shares the result.
+void ReplyGuard::findPeers()
+{
+    const QString host = m_reply->url().host();
+    QHostAddress address;
+    if (address.setAddress(host)) // lookupHost() would look up its name
+        m_peers = {address};
+    else if (!host.isEmpty()) // the overloads without SLOT() leak when aborted
+        m_lookup = QHostInfo::lookupHost(host, this, SLOT(setPeers(QHostInfo)));
+}
+
+void ReplyGuard::setPeers(const QHostInfo &found)
+{
+    m_peers = found.addresses();
+}
+
+const ReplyGuard &ReplyGuard::of(const QNetworkReply &reply)
+{
+    return *reply.findChild<ReplyGuard *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 QByteArray ReplyGuard::takeBody() const
 {
-    return m_kept.isEmpty() ? m_reply->readAll() : m_kept;
+    return m_keptBody.isEmpty() ? m_reply->readAll() : m_keptBody;
 }
 
 void ReplyGuard::read()
@@ -73,13 +99,27 @@ void ReplyGuard::read()
     if (m_reply->bytesAvailable() <= kMaxBodyBytes)
         return;
     qWarning() << "reply body of more than 1 MiB, the rest of it is dropped";
-    m_kept = m_reply->read(kMaxBodyBytes);
+    m_keptBody = m_reply->read(kMaxBodyBytes);
     m_reply->abort();
 }
 
 void ReplyGuard::expire()
 {
     m_isExpired = true;
-    cutConnections();
+    shutDownConnections();
     m_reply->abort();
+}
+
+// While a server sends interim responses without end, Qt's network thread handles
+// neither abort() nor the next request. Qt does not reveal the reply's connection
+// either, so all connections to its server go.
+void ReplyGuard::shutDownConnections() const
+{
+    const int port = portOf(m_reply->url());
+    const QStringList descriptors =
+        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System);
+    for (const QString &descriptor : descriptors) {
+        if (isConnectedTo(descriptor.toInt(), m_peers, port))
+            ::shutdown(descriptor.toInt(), SHUT_RDWR);
+    }
 }

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <QByteArray>
+#include <QHostAddress>
 #include <QObject>
 
+class QHostInfo;
 class QNetworkReply;
 
 /// Bounds what a server can make us keep of one reply: nothing of a body that
-/// nobody will read, 1 MiB of any other, and no reply that goes on for more
-/// than a minute. Lives as long as the reply that it guards.
+/// nobody reads, 1 MiB of any other, and 60 s for the whole reply. The reply
+/// owns its guard.
 class ReplyGuard : public QObject
 {
     Q_OBJECT
@@ -16,24 +17,32 @@ class ReplyGuard : public QObject
 public:
     static constexpr qint64 kMaxBodyBytes = 1024 * 1024;
 
-    /// @param wantsBody false: what comes of the body is thrown away
+    /// @param wantsBody false: the body is thrown away as it comes
     ReplyGuard(QNetworkReply *reply, bool wantsBody);
+    ~ReplyGuard() override;
 
-    /// The guard of a reply; null when it has none.
-    static const ReplyGuard *of(const QNetworkReply *reply);
+    /// The guard of a reply, which must have one.
+    static const ReplyGuard &of(const QNetworkReply &reply);
 
-    /// Whether the reply was ended because its time was up.
+    /// Whether the reply was ended because its 60 s were over.
     bool isExpired() const { return m_isExpired; }
 
-    /// The body, as far as it came.
+    /// Returns the body, as far as it came.
     QByteArray takeBody() const;
 
+private slots:
+    void setPeers(const QHostInfo &found);
+
 private:
+    void findPeers();
     void read();
     void expire();
+    void shutDownConnections() const;
 
     QNetworkReply *const m_reply; // the parent
     const bool m_wantsBody;
     bool m_isExpired = false;
-    QByteArray m_kept; // of a body that was too long: to end a reply discards what came
+    QByteArray m_keptBody; // of a body that was too long: abort() discards what came
+    QList<QHostAddress> m_peers; // the server's addresses
+    int m_lookup = -1; // of these addresses
 };

@@ -3,6 +3,7 @@
 #include "frame.h"
 #include "jsontext.h"
 #include "logencryption.h"
+#include "logmessages.h"
 #include "sharedconstants.h"
 
 #include <QDebug>
@@ -11,20 +12,27 @@
 
 namespace {
 
+constexpr int kLineBytes = 64; // about what a log line holds besides the pending bytes
+
 /// The payloads of consecutive frames, until they make an object.
 class Pending
 {
 public:
-    bool takes(const QByteArray &payload) const
+    /// Returns false when no client would send this payload.
+    bool add(const QByteArray &payload)
     {
-        return m_frames < Requests::kMaxFramesOfObject && !JsonText::hasTwins(m_bytes + payload);
+        if (payload.size() > Requests::kMaxObjectBytes - m_bytes.size())
+            return false;
+        m_bytes += payload;
+        m_loggedBytes += kLineBytes + m_bytes.size();
+        return m_loggedBytes <= Requests::kMaxLoggedBytes && !m_names.add(payload);
     }
 
-    void append(const QByteArray &payload, QVariantList &objects)
+    /// Moves the object to the list, if it is complete.
+    void parseInto(QVariantList &objects)
     {
-        m_bytes += payload;
-        ++m_frames;
-        qDebug() << "byteArray: " << LogEncryption::encryptionMessage(m_bytes);
+        qDebug("%s \"%s\"", LogMessages::frame,
+               LogEncryption::encryptionMessage(m_bytes).constData());
 
         QJsonParseError error = {};
         const QJsonDocument document = QJsonDocument::fromJson(m_bytes, &error);
@@ -32,13 +40,15 @@ public:
             qWarning() << "QJsonParseError " << error.errorString();
         } else if (!JsonText::isEmpty(document)) {
             objects.append(document.object());
-            *this = {};
+            m_bytes.clear();
+            m_names = {};
         }
     }
 
 private:
     QByteArray m_bytes;
-    int m_frames = 0;
+    JsonText::DuplicateNames m_names; // in these bytes
+    int m_loggedBytes = 0; // by all frames so far
 };
 
 } // namespace
@@ -49,14 +59,12 @@ QVariantList Requests::parse(const QByteArray &received)
     Pending pending;
     for (int position = 0; position < received.size();) {
         const Frame::Slice frame = Frame::take(received, position, Frame::Client);
-        // Each frame logs all that is pending: without a bound, small frames would make
-        // a large log.
-        if (frame.state != Frame::State::Complete || !pending.takes(frame.payload)) {
+        if (frame.state != Frame::State::Complete || !pending.add(frame.payload)) {
             qWarning() << "data not sent by a quillon client, the rest of it is dropped";
             break;
         }
         position = frame.end;
-        pending.append(frame.payload, objects);
+        pending.parseInto(objects);
     }
     return objects;
 }

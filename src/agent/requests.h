@@ -5,13 +5,18 @@
 /// Takes apart what a client wrote. Pure but for its warnings and debug lines.
 namespace Requests {
 
-/// Frames in a row that may hold one object between them.
-inline constexpr int kMaxFramesOfObject = 256;
+/// Bytes of one object, over all its frames. A request of ours has less than 100.
+inline constexpr int kMaxObjectBytes = 64 * 1024;
 
-/// The whole JSON objects (QJsonObject) in the frames of one read, in order of
-/// arrival; an object cut into several frames is put together again. Ends,
-/// with a warning, at a frame that no client would send: one that is no frame,
-/// one too many, or one that makes an object name a member twice.
+/// Bytes that the frames of one read may make us log and parse. Each frame logs
+/// and parses all that is pending, so small frames of one large object add up.
+inline constexpr int kMaxLoggedBytes = 512 * 1024;
+
+/// Returns the whole JSON objects (QJsonObject) in the frames of one read, in
+/// order of arrival. An object cut into several frames is put together again.
+/// Stops with a warning at a frame that no client would send: an incomplete one,
+/// one of another sender, one beyond the limits above, or one that makes an
+/// object name a member twice.
 QVariantList parse(const QByteArray &received);
 
 } // namespace Requests

@@ -1,8 +1,10 @@
 #include "serverjson.h"
 
+#include "healthprobe.h"
 #include "httpcommunication.h"
 #include "jsontext.h"
 #include "logencryption.h"
+#include "logmessages.h"
 #include "serverconf.h"
 #include "sharedconstants.h"
 
@@ -28,9 +30,8 @@ ServerJson::~ServerJson()
 
 QJsonDocument ServerJson::transQBytearrayToJsonDocument(const QByteArray &bytes)
 {
-    if (JsonText::hasTwins(bytes)) {
-        qWarning() << "QJsonParseError "
-                   << "two members of the same name";
+    if (JsonText::hasDuplicateNames(bytes)) {
+        qWarning() << "QJsonParseError " << QStringLiteral("two members of the same name");
         return {};
     }
     QJsonParseError error = {};
@@ -49,13 +50,13 @@ void ServerJson::getServerUrlConf(QVariantMap map)
 {
     m_healthPath = map.value(healthPathName).toString();
     m_serverUrl = ServerConf::serverUrl(map);
-    qDebug() << "server-url= " << LogEncryption::encryptionMessage(m_serverUrl);
+    qDebug() << LogMessages::serverUrl << LogEncryption::encryptionMessage(m_serverUrl);
 }
 
 void ServerJson::sendHealthInfo()
 {
-    const QString url = m_serverUrl + m_healthPath;
-    qDebug() << "sendHealthInfo url :" << LogEncryption::encryptionMessage(url);
+    const QString url = HealthProbe::url(m_serverUrl, m_healthPath);
+    qDebug() << LogMessages::probe << LogEncryption::encryptionMessage(url);
     m_http->sendPost(url, {}, {});
 }
 

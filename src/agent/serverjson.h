@@ -6,9 +6,9 @@
 class HttpCommunication;
 class QJsonDocument;
 
-/// Stands between the core and the HTTPS client: knows the base URL and the
-/// health path that requests are made of, relays health replies and parses the
-/// body of any other reply.
+/// Stands between the core and the HTTPS client: keeps the base URL and the
+/// health path that requests are built from, relays health replies and parses
+/// the body of any other reply.
 class ServerJson : public QObject
 {
     Q_OBJECT
@@ -18,31 +18,34 @@ public:
     explicit ServerJson(QObject *parent = nullptr);
     ~ServerJson() override;
 
-    /// Parses bytes as JSON; a null document, with a warning, when they are not.
+    /// Parses bytes as JSON. Returns a null document, with a warning, when they
+    /// are not valid JSON or an object has two members of the same name.
     QJsonDocument transQBytearrayToJsonDocument(const QByteArray &bytes);
-    /// The document's top-level object; empty when there is none.
+    /// Returns the document's top-level object; empty when there is none.
     QVariantMap parseJsonData(const QJsonDocument &document);
 
-    /// Takes the server's base URL and the health path from a configuration (serverconf.h).
+    /// Sets the server's base URL and the health path from a configuration
+    /// (serverconf.h). Either may be empty.
     void getServerUrlConf(QVariantMap map);
     /// Posts an empty body to the base URL followed by the health path.
     void sendHealthInfo();
 
 public slots:
-    /// Parses a reply; passes it on only when the client's own signal brought it.
+    /// Parses a reply's body. Emits sendHttpsData() only when called by the
+    /// signal of this gateway's own client. Arguments as receiveHttpsData() there.
     void getServerData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                        const QString &postName);
 
 signals:
-    /// Each reply but the health probe's. Arguments as
-    /// HttpCommunication::receiveHttpsData(), with the body's parsed object in
-    /// place of the body; empty when it holds none.
+    /// Emitted once for each reply but the health probe's, for the requests to the
+    /// service that are to come. Arguments as HttpCommunication::receiveHttpsData(),
+    /// with the body's top-level object in place of the body; empty without one.
     void sendHttpsData(int httpCode, QVariantMap headerData, QVariantMap info, QString postName);
-    /// HttpCommunication::receiveHealth(), unchanged.
+    /// Emitted for each HttpCommunication::receiveHealth(), unchanged.
     void sendHealthData(QVariantMap headerData, int statusCode);
 
 private:
-    HttpCommunication *m_http; // owned; deleted later, since it may be in the middle of a signal
+    HttpCommunication *m_http; // owned; deleted later: it may be emitting a signal
     QString m_serverUrl;
     QString m_healthPath;
 };

@@ -1,6 +1,7 @@
 #include "serviceagent.h"
 
 #include "localServer.h"
+#include "logmessages.h"
 #include "servicecore.h"
 #include "sharedconstants.h"
 
@@ -34,7 +35,7 @@ void ServiceAgent::startService()
 
 void ServiceAgent::ImportDefaultServerUrl(const int &index)
 {
-    qDebug() << "\n\n***Import Default ServerUrl [START]***";
+    qDebug() << LogMessages::choice;
     d_ptr->m_core->setDefaultServerUrl(index);
 }
 

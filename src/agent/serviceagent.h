@@ -13,7 +13,8 @@ class ServiceAgent : public QObject
     Q_DISABLE_COPY(ServiceAgent)
 
 public:
-    /// Begins to listen for local clients.
+    /// Starts to listen for local clients.
+    /// @param core not owned; must outlive the agent
     explicit ServiceAgent(ServiceCore *core, QObject *parent = nullptr);
     ~ServiceAgent() override;
 
@@ -21,7 +22,7 @@ public:
     void startService();
 
 public slots:
-    /// A client's choice of a default server.
+    /// Handles a client's choice of the default server with this index (any int).
     void ImportDefaultServerUrl(const int &index);
 
 private:

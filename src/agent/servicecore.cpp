@@ -2,6 +2,7 @@
 
 #include "conffile.h"
 #include "logencryption.h"
+#include "logmessages.h"
 #include "osversion.h"
 #include "paths.h"
 #include "protocol.h"
@@ -16,12 +17,13 @@
 
 struct ServiceCorePrivate
 {
-    QVariantMap m_confMap; // empty until the file was loaded
-    QVariantMap m_reply = ServerConf::toReply({}); // what clients are told of it
+    QVariantMap m_confMap; // empty until the file has been loaded
     ConfFile m_confFile{Paths::configuration};
+    ServerJson *m_json = new ServerJson; // owned by the core, which deletes it later
+
+    // Not read yet: for the requests to the service that will name the system.
     OsVersion m_osVersion;
     int systemType = OtherEdition;
-    ServerJson *m_json = new ServerJson; // owned by the core, which deletes it later
 };
 
 namespace {
@@ -29,7 +31,7 @@ namespace {
 constexpr std::chrono::milliseconds kNetworkTimeout{8000};
 constexpr int kHttpOk = 200;
 
-// Guards the health state.
+// Held while a health reply is recorded, for readers on other threads to come.
 QReadWriteLock lock; // clazy:exclude=non-pod-global-static
 
 } // namespace
@@ -64,13 +66,13 @@ void ServiceCore::initServerUrlConf()
     d_ptr->m_confFile.removeLeftover();
     const std::optional<QByteArray> content = d_ptr->m_confFile.read();
     if (!content) {
-        qWarning() << "agent.json open failed.";
+        qWarning() << LogMessages::fileNotOpened;
         return;
     }
 
     const ServerConf::Parsed parsed = ServerConf::parse(*content);
     if (parsed.map.isEmpty()) {
-        qWarning() << "QJsonParseError :" << parsed.error;
+        qWarning() << LogMessages::fileNotParsed << parsed.error;
         return;
     }
     d_ptr->m_confMap = parsed.map;
@@ -79,24 +81,23 @@ void ServiceCore::initServerUrlConf()
 
 QVariantMap ServiceCore::getServerConfUrl() const
 {
-    return d_ptr->m_reply;
+    return ServerConf::toReply(d_ptr->m_confMap);
 }
 
 void ServiceCore::getServerUrlConf(QVariantMap map)
 {
-    d_ptr->m_reply = ServerConf::toReply(map);
     d_ptr->m_json->getServerUrlConf(map);
 }
 
 void ServiceCore::setDefaultServerUrl(int index)
 {
     if (!d_ptr->m_confFile.exists()) {
-        qWarning() << "agent.json not exists.";
+        qWarning() << LogMessages::fileMissing;
         emit statusMessageChange(Protocol::FileUnusable);
         return;
     }
     if (!d_ptr->m_confFile.isWritable()) {
-        qWarning() << "agent.json open failed.";
+        qWarning() << LogMessages::fileNotOpened;
         emit statusMessageChange(Protocol::FileUnusable);
         return;
     }
@@ -104,7 +105,7 @@ void ServiceCore::setDefaultServerUrl(int index)
     const QStringList servers = d_ptr->m_confMap.value(defaultUrlName).toStringList();
     qInfo() << "current defaultUrl confMap:" << LogEncryption::encryptionMessage(servers);
     if (index < 0 || index >= servers.size()) {
-        qWarning() << "not server url index.";
+        qWarning() << LogMessages::indexOutOfRange;
         emit statusMessageChange(Protocol::IndexOutOfRange);
         return;
     }
@@ -113,7 +114,7 @@ void ServiceCore::setDefaultServerUrl(int index)
     d_ptr->m_confMap.insert(confDefaultIndexName, index);
     getServerUrlConf(d_ptr->m_confMap);
     if (!d_ptr->m_confFile.replace(ServerConf::toFileContent(d_ptr->m_confMap))) {
-        qWarning() << "agent.json write failed.";
+        qWarning() << LogMessages::fileNotWritten;
         emit statusMessageChange(Protocol::FileUnusable);
         return;
     }
@@ -140,17 +141,17 @@ void ServiceCore::parseNetWorkCheck(QVariantMap /*headerData*/, int nStatus)
     {
         const QWriteLocker recording(&lock);
         m_networkStatus = nStatus;
-        qInfo() << " --------Http Status Code Attribute " << m_networkStatus << "--------";
+        qInfo() << LogMessages::probeStatus << m_networkStatus << "--------";
         if (m_networkStatus != kHttpOk)
-            qWarning() << "warning: http nStatus " << m_networkStatus;
+            qWarning() << LogMessages::probeFailed << m_networkStatus;
     }
-    // After a 200 too: a success must not be followed by a time-out warning.
+    // Also after a 200, or a time-out warning would follow a success.
     m_networkTimer.stop();
 }
 
 void ServiceCore::checkNetworkTimeout()
 {
-    qWarning() << "warning: checkNetworkTimeout()";
+    qWarning() << LogMessages::probeTimeout;
     setTimeoutStatus(true);
     m_networkTimer.stop();
 }

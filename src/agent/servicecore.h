@@ -15,43 +15,48 @@ class ServiceCore : public QObject
     Q_DISABLE_COPY(ServiceCore)
 
 public:
-    /// Reads the version record and the configuration file; sends nothing yet.
+    /// Reads the version record and the configuration file. Sends nothing yet.
     ServiceCore();
     ~ServiceCore() override;
 
-    /// Reads the OS version record; empty where there is none.
+    /// Reads the OS version record; empty when there is none.
     void readOsVersionInfo();
     /// Derives the system type from the OS version record.
     void parseSystemType();
 
-    /// Loads the configuration file and takes the server from it. A file that
-    /// cannot be read leaves the configuration and the server's URL empty.
+    /// Loads the configuration file and sets the server from it. When the file
+    /// cannot be read, the configuration and the server's URL stay empty.
     void initServerUrlConf();
-    /// What clients are told of the configuration: the keys of ServerConf::toReply().
+    /// The configuration as clients receive it: a map as ServerConf::toReply() makes it.
     QVariantMap getServerConfUrl() const;
-    /// Makes requests go to the server that the configuration names.
+    /// Sends requests to the server that the configuration selects from now on.
     void getServerUrlConf(QVariantMap map);
-    /// Uses the default server with this index: rewrites the file and checks
-    /// the server's health. Emits statusMessageChange() when that fails.
+    /// Uses the default server with this index: rewrites the file and checks the
+    /// server's health. On failure emits statusMessageChange(), once.
     void setDefaultServerUrl(int index);
 
-    /// Probes the server in use; the answer counts for 8 s.
+    /// Probes the server in use. A reply counts when it comes within 8 s.
     void startCheckServer();
+    /// Sets whether the current check has timed out; replies are ignored then.
     void setTimeoutStatus(bool timedOut);
 
 public slots:
-    /// Records the HTTP status of a health reply; 0 when there was no response.
+    /// Records the outcome of a check.
+    /// @param headerData not looked at
+    /// @param nStatus HTTP status; 0 when there was no HTTP response
     void parseNetWorkCheck(QVariantMap headerData, int nStatus);
+    /// Records that no reply came in time.
     void checkNetworkTimeout();
 
 signals:
-    /// Once for each choice of a server that failed.
+    /// Emitted once for each choice of a server that fails.
     /// @param code a Protocol::StatusCode
+    /// @param text empty so far
     void statusMessageChange(unsigned int code, QString text = QString());
 
 private:
     QTimer m_networkTimer;
     bool m_timeoutStatus = false;
-    int m_networkStatus = 0; // of the last health reply that came in time
+    int m_networkStatus = 0; // of the last reply that counted; for requests that wait for it
     const QScopedPointer<ServiceCorePrivate> d_ptr;
 };

@@ -28,7 +28,7 @@ bool writeToDisk(QFile &file, const QByteArray &content)
 
 bool renameOnto(const QString &from, const QString &to)
 {
-    // QFile::rename() refuses to replace a file.
+    // QFile::rename() does not replace a file.
     return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
@@ -47,7 +47,8 @@ bool ConfFile::exists() const
 std::optional<QByteArray> ConfFile::read() const
 {
     QFile file(m_path);
-    if (!RegularFile::isReadableWhole(m_path) || !file.open(QIODevice::ReadOnly | QIODevice::Text))
+    if (!RegularFile::isSmallRegularFile(m_path)
+        || !file.open(QIODevice::ReadOnly | QIODevice::Text))
         return std::nullopt;
     return file.read(RegularFile::kMaxBytes);
 }
@@ -61,7 +62,8 @@ bool ConfFile::isWritable() const
 
 bool ConfFile::replace(const QByteArray &content) const
 {
-    removeLeftover();
+    if (content.size() > RegularFile::kMaxBytes)
+        return false; // the next start would refuse to read it
     QFile original(target());
     QFile draft(draftPath());
     constexpr auto flags = QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered;
@@ -86,8 +88,7 @@ QString ConfFile::target() const
     return resolved.isEmpty() ? m_path : resolved;
 }
 
-// One fixed name, which no administrator gives to a copy of his own: the next
-// replace() finds what a killed one left.
+// A fixed name that no administrator uses, so that removeLeftover() finds it.
 QString ConfFile::draftPath() const
 {
     return target() + QLatin1String(".quillon-draft");

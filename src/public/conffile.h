@@ -6,8 +6,8 @@
 #include <optional>
 
 /// A file that an administrator owns and the daemon rewrites. It is never
-/// created, and replaced as a whole: at any instant it holds the old content or
-/// the new one. Mode, owner and group stay, a symbolic link stays a link.
+/// created, and it is replaced atomically: at any instant it holds the old
+/// content or the new one. Mode, owner and group stay, a symbolic link stays one.
 class ConfFile
 {
 public:
@@ -16,19 +16,19 @@ public:
     /// Whether anything stands at the path (behind a link, where it leads).
     bool exists() const;
 
-    /// The content; nothing when there is no regular file of at most 1 MiB at
-    /// the path, or it cannot be opened.
+    /// Returns the content; nothing when there is no regular file of at most
+    /// 1 MiB at the path, or it cannot be opened.
     std::optional<QByteArray> read() const;
 
     /// Whether there is a regular file at the path that can be opened for
     /// reading and writing.
     bool isWritable() const;
 
-    /// Puts the content in the place of the old one, which stays when this
-    /// fails. Works in the file's directory, so that has to be writable too.
+    /// Replaces the content by at most 1 MiB. On failure the old content stays.
+    /// Writes a draft beside the file, so the directory must be writable too.
     bool replace(const QByteArray &content) const;
 
-    /// Removes what a replace() left behind whose process was killed in it.
+    /// Removes the draft of a process that was killed in replace().
     void removeLeftover() const;
 
 private:

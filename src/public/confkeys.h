@@ -2,7 +2,7 @@
 
 #include <QLatin1String>
 
-// Members of the configuration file; all but the health path are told to clients as well.
+// Members of the configuration file. Clients receive all but the health path.
 inline const QLatin1String confDefaultName{"confDefault"};
 inline const QLatin1String confDefaultIndexName{"confDefaultIndex"};
 inline const QLatin1String confCustomHeadindexName{"confCustomHeadindex"};

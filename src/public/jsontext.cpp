@@ -3,36 +3,27 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSet>
-#include <QVector>
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
-/// Position behind the string that starts at a quotation mark.
-int endOfString(const QByteArray &text, int start)
-{
-    for (int position = start + 1; position < text.size(); ++position) {
-        if (text.at(position) == '\\')
-            ++position;
-        else if (text.at(position) == '"')
-            return position + 1;
-    }
-    return text.size();
-}
+constexpr size_t kMaxNesting = 1024; // Qt's parser refuses more
 
 bool isSimple(char byte)
 {
     return byte >= ' ' && byte <= '~' && byte != '\\';
 }
 
-/// The string without its quotation marks and escapes: "\u0061" names the same member as "a".
-QString plain(const QByteArray &string)
+/// The text of a string in quotation marks, its escapes undone: "\u0061" names the
+/// same member as "a". Nothing when Qt's parser refuses the string.
+std::optional<QString> textOf(const QByteArray &string)
 {
-    if (string.size() >= 2 && std::all_of(string.cbegin(), string.cend(), isSimple))
+    if (std::all_of(string.cbegin(), string.cend(), isSimple))
         return QString::fromLatin1(string.constData() + 1, string.size() - 2);
-    return QJsonDocument::fromJson('[' + string + ']').array().at(0).toString();
+    const QJsonDocument list = QJsonDocument::fromJson('[' + string + ']');
+    return list.isNull() ? std::nullopt : std::optional(list.array().at(0).toString());
 }
 
 } // namespace
@@ -42,26 +33,71 @@ bool JsonText::isEmpty(const QJsonDocument &document)
     return document.object().isEmpty() && document.array().isEmpty();
 }
 
-bool JsonText::hasTwins(const QByteArray &text)
+bool JsonText::DuplicateNames::add(const QByteArray &piece)
 {
-    QVector<QSet<QString>> objects; // those that are open, each with its names; a list has none
-    QByteArray string; // the last one: a name when a colon follows
-    for (int position = 0; position < text.size();) {
-        const char byte = text.at(position);
-        const int end = byte == '"' ? endOfString(text, position) : position + 1;
-        if (byte == '"') {
-            string = text.mid(position, end - position);
-        } else if (byte == '{' || byte == '[') {
-            objects.append(QSet<QString>());
-        } else if ((byte == '}' || byte == ']') && !objects.isEmpty()) {
-            objects.removeLast();
-        } else if (byte == ':' && !objects.isEmpty()) {
-            const QString name = plain(string);
-            if (objects.constLast().contains(name))
-                return true;
-            objects.last().insert(name);
-        }
-        position = end;
+    for (const char byte : piece) {
+        if (m_isOver || m_isFound)
+            break;
+        if (m_isInString)
+            takeOfString(byte);
+        else
+            take(byte);
     }
-    return false;
+    return m_isFound;
+}
+
+void JsonText::DuplicateNames::take(char byte)
+{
+    switch (byte) {
+    case '"':
+        m_string = "\"";
+        m_isInString = true;
+        break;
+    case ':':
+        endName();
+        break;
+    case '{':
+    case '[':
+        open(byte == '{');
+        break;
+    case '}':
+    case ']':
+        if (!m_levels.empty())
+            m_levels.pop_back();
+        break;
+    default:
+        break;
+    }
+}
+
+void JsonText::DuplicateNames::takeOfString(char byte)
+{
+    m_string += byte;
+    if (m_isEscaped)
+        m_isEscaped = false;
+    else if (byte == '\\')
+        m_isEscaped = true;
+    else
+        m_isInString = byte != '"';
+}
+
+void JsonText::DuplicateNames::endName()
+{
+    if (m_levels.empty() || !m_levels.back().isObject || m_string.isEmpty())
+        return;
+    const std::optional<QString> name = textOf(m_string);
+    m_string.clear(); // each string names one member at most
+    m_isOver = !name;
+    m_isFound = name && !m_levels.back().names.insert(*name).second;
+}
+
+void JsonText::DuplicateNames::open(bool isObject)
+{
+    m_isOver = m_levels.size() == kMaxNesting;
+    m_levels.push_back({isObject, {}});
+}
+
+bool JsonText::hasDuplicateNames(const QByteArray &text)
+{
+    return DuplicateNames().add(text);
 }

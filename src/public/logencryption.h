@@ -4,26 +4,25 @@
 #include <QLatin1String>
 #include <QStringList>
 
-/// What every scrambled text begins with; the rest of it is base64.
+/// Marks a scrambled text; base64 follows.
 inline const QLatin1String encryptedIdentity{"LogEncryption"};
 
-/// Scrambles texts that must not stand readable in the log: the marker, then
-/// the base64 of the bytes XORed with a fixed key. It keeps a casual reader
-/// from seeing addresses and messages; it is no encryption, anyone can undo
-/// it. May be called from any thread.
+/// Scrambles texts that must not be readable in the log: the marker, then the
+/// base64 of the bytes XORed with a fixed key. This hides addresses and messages
+/// from a casual reader. It is not encryption: anyone can undo it. Thread-safe.
 class LogEncryption
 {
 public:
     LogEncryption() = delete;
 
-    /// Marker and base64; empty, without the marker, for an empty message.
+    /// Returns marker and base64; nothing for an empty message.
     static QByteArray encryptionMessage(const QByteArray &message);
-    /// The same of the text in the locale's encoding.
+    /// The same for the text in the locale's encoding.
     static QByteArray encryptionMessage(const QString &message);
-    /// The same of the texts joined with a comma.
+    /// The same for the texts joined with a comma.
     static QByteArray encryptionMessage(const QStringList &messages);
 
-    /// Undoes the XOR on every byte and nothing else: the caller has taken the
-    /// marker away and decoded the base64.
+    /// Undoes the XOR on every byte and nothing else: remove the marker and decode
+    /// the base64 first.
     static QByteArray decryptionMessage(const QByteArray &message);
 };

@@ -17,13 +17,14 @@
 
 namespace {
 
-constexpr mode_t kLogMode = 0666; // less what the umask takes
+constexpr mode_t kLogMode = 0666; // less the umask
+constexpr unsigned kStatusFields = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
 
-// Set once, before the handler is installed, and needed to the very end.
+// Set once, before the handler is installed, and used until the process ends.
 QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
 
-// Not std::time(): it lags behind the clock that dates files, and a file from
-// the future would be deleted.
+// Not std::time(): it lags behind the clock that dates files, and a file from the
+// future is deleted.
 qint64 currentSeconds()
 {
     using namespace std::chrono;
@@ -43,18 +44,25 @@ bool isOverLimit(const struct statx &file)
     return age > ServiceLog::kMaxAgeSeconds || file.stx_size > ServiceLog::kMaxBytes;
 }
 
-/// False when something else than a file stands at the path: a FIFO or a
-/// device could block the writer or swallow its lines.
-bool makeRoomForLine()
+/// Opens the log; one that is over a limit is deleted first. Returns the file
+/// descriptor, or -1 when there is no log, or something else than a file is in its
+/// place: a FIFO or a device could block the writer or swallow its lines.
+/// @param creation O_CREAT, or 0
+int openLog(int creation)
 {
-    struct statx file = {};
-    if (statx(AT_FDCWD, logFilePathIn.constData(), 0, STATX_BASIC_STATS | STATX_BTIME, &file) != 0)
-        return true;
-    if (!S_ISREG(file.stx_mode))
-        return false;
-    if (isOverLimit(file))
-        ::unlink(logFilePathIn.constData());
-    return true;
+    const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | creation;
+    const int file = ::open(logFilePathIn.constData(), flags, kLogMode);
+    struct statx status = {};
+    if (file < 0 || statx(file, "", AT_EMPTY_PATH, kStatusFields, &status) != 0)
+        return file;
+    if (S_ISREG(status.stx_mode) && !isOverLimit(status))
+        return file;
+
+    ::close(file);
+    if (!S_ISREG(status.stx_mode))
+        return -1;
+    ::unlink(logFilePathIn.constData());
+    return ::open(logFilePathIn.constData(), flags, kLogMode);
 }
 
 const char *tagOf(QtMsgType type)
@@ -83,7 +91,7 @@ const char *baseName(const char *file)
 }
 
 /// "yyyy-MM-dd hh:mm:ss". Local time costs more than the rest of a line, so the
-/// text is kept until the second changes; a change of the time zone is seen then.
+/// text is kept until the second changes. A new time zone is read then as well.
 const char *localTimeText()
 {
     thread_local std::time_t second = -1;
@@ -103,7 +111,7 @@ const char *localTimeText()
 
 std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    constexpr size_t headBytes = 96; // about
+    constexpr size_t headBytes = 96; // roughly
     const QByteArray text = message.toUtf8();
     const auto textBytes = static_cast<size_t>(text.size());
     std::string line;
@@ -114,51 +122,48 @@ std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QStr
     return line;
 }
 
-/// To standard error, unless nobody reads it: a full pipe, socket or terminal would block.
-void tell(const char *fault)
+/// A message raised inside the handler goes to standard error as bare text. It is
+/// dropped when nobody reads that: a full pipe, socket or terminal would block.
+void warnOnStderr(const char *fault)
 {
     pollfd error = {STDERR_FILENO, POLLOUT, 0};
-    // A message raised inside the handler goes there as bare text.
     if (::poll(&error, 1, 0) > 0)
         qWarning("%s", fault);
 }
 
-/// On a full disk a write can end inside the line: the next one would be glued to it.
-void takeBack(int file, ssize_t written)
+/// A write to a full disk can end inside the line. The next line must start anew.
+void truncatePartialLine(int file, ssize_t written)
 {
     const off_t end = ::lseek(file, 0, SEEK_CUR);
-    if (end >= written && ::ftruncate(file, end - written) != 0)
-        tell("logFile shortened failed");
+    if (::ftruncate(file, end - written) != 0)
+        warnOnStderr("logFile shortened failed");
 }
 
-/// One single write in append mode keeps the lines of several threads whole.
+/// A single write in append mode keeps the lines of several threads whole.
 bool appendLine(const std::string &line)
 {
-    constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    const int file = ::open(logFilePathIn.constData(), flags, kLogMode);
+    const int file = openLog(O_CREAT);
     if (file < 0)
         return false;
-
     const ssize_t written = ::write(file, line.data(), line.size());
-    const bool whole = written == static_cast<ssize_t>(line.size());
-    if (!whole && written > 0)
-        takeBack(file, written);
+    const bool isWhole = written == static_cast<ssize_t>(line.size());
+    if (!isWhole && written > 0)
+        truncatePartialLine(file, written);
     ::close(file);
-    return whole;
+    return isWhole;
 }
 
-/// A process that is killed in a write leaves half a line.
-void endCutLine()
+/// A process that is killed while it writes leaves a partial line. In a log of the
+/// largest size it stays: one byte more, and the log would be deleted.
+void endPartialLine()
 {
-    const int file =
-        ::open(logFilePathIn.constData(), O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int file = openLog(0);
     if (file < 0)
         return;
     char last = '\n';
-    struct stat status = {};
-    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
-        static_cast<void>(::pread(file, &last, 1, status.st_size - 1));
-    if (last != '\n')
+    const off_t size = ::lseek(file, 0, SEEK_END);
+    const bool hasRoom = static_cast<quint64>(size) < ServiceLog::kMaxBytes;
+    if (hasRoom && ::pread(file, &last, 1, size - 1) == 1 && last != '\n')
         appendLine("\n");
     ::close(file);
 }
@@ -168,14 +173,14 @@ void endCutLine()
 void ServiceLog::getLogFilePath(const QString &path)
 {
     logFilePathIn = QFile::encodeName(path);
-    endCutLine();
+    endPartialLine();
 }
 
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
                                         const QString &message)
 {
-    if (!makeRoomForLine() || !appendLine(lineOf(type, context, message)))
-        tell("logFile closed failed");
+    if (!appendLine(lineOf(type, context, message)))
+        warnOnStderr("logFile closed failed");
 }
 
 void ServiceLog::printAllLog()
@@ -185,5 +190,7 @@ void ServiceLog::printAllLog()
 
 void ServiceLog::FixTimerBackUpFile()
 {
-    makeRoomForLine();
+    const int file = openLog(0);
+    if (file >= 0)
+        ::close(file);
 }

@@ -8,23 +8,26 @@
 
 namespace {
 
-bool isWhole(QString number)
+bool isDigit(QChar character)
 {
-    if (number.startsWith(QLatin1Char('-')) || number.startsWith(QLatin1Char('+')))
-        number.remove(0, 1);
-    return !number.isEmpty()
-           && std::all_of(number.cbegin(), number.cend(), [](QChar c) { return c.isDigit(); });
+    return character >= QLatin1Char('0') && character <= QLatin1Char('9');
+}
+
+/// Whether QString::toInt() takes the text as a number, however large that is.
+bool isInteger(const QString &text)
+{
+    QString digits = text.trimmed();
+    if (digits.startsWith(QLatin1Char('-')) || digits.startsWith(QLatin1Char('+')))
+        digits.remove(0, 1);
+    return !digits.isEmpty() && std::all_of(digits.cbegin(), digits.cend(), isDigit);
 }
 
 } // namespace
 
 int Protocol::numberIn(const QJsonValue &value)
 {
-    using Limits = std::numeric_limits<int>;
     const QString text = value.toString();
     bool isInt = false;
     const int number = text.toInt(&isInt);
-    if (isInt || !isWhole(text))
-        return number;
-    return text.startsWith(QLatin1Char('-')) ? Limits::min() : Limits::max();
+    return isInt || !isInteger(text) ? number : std::numeric_limits<int>::max();
 }

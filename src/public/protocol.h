@@ -27,8 +27,8 @@ inline const QLatin1String serverIndexName{"serverIndex"};
 inline const QLatin1String statusCodeName{"activeMessageType"};
 inline const QLatin1String statusTextName{"message"};
 
-/// The decimal number in a JSON string; 0 when there is none. A number that is
-/// too large stays too large, so that it can never name a server.
+/// The decimal integer in a JSON string; 0 when it holds none. An integer beyond
+/// int, of either sign, gives the largest int, which is no server's index.
 int numberIn(const QJsonValue &value);
 
 } // namespace Protocol

@@ -2,7 +2,7 @@
 
 #include <QFileInfo>
 
-bool RegularFile::isReadableWhole(const QString &path)
+bool RegularFile::isSmallRegularFile(const QString &path)
 {
     const QFileInfo file(path);
     return file.isFile() && file.size() <= kMaxBytes;

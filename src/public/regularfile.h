@@ -4,13 +4,13 @@
 
 class QString;
 
-/// What the daemon asks of a file before it opens it.
+/// What the daemon checks before it opens a file.
 namespace RegularFile {
 
 inline constexpr qint64 kMaxBytes = 1024 * 1024;
 
 /// Whether a regular file (or a link to one) of at most 1 MiB stands at the
-/// path. To open anything else could block for ever or fill the memory.
-bool isReadableWhole(const QString &path);
+/// path. Reading anything else could block for ever or fill the memory.
+bool isSmallRegularFile(const QString &path);
 
 } // namespace RegularFile

@@ -8,7 +8,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
-#include <QUrl>
 
 namespace {
 
@@ -24,7 +23,7 @@ QVariantMap defaults()
     };
 }
 
-/// The member as the type that the key's default has; a fraction, too, is no integer.
+/// Reads the member as the type that the key's default has. A fraction is no integer.
 QVariant memberLike(const QVariant &fallback, const QJsonValue &member)
 {
     switch (static_cast<QMetaType::Type>(fallback.type())) {
@@ -83,14 +82,4 @@ QString ServerConf::serverUrl(const QVariantMap &map)
     const bool isPlain = map.value(confCustomHeadindexName).toInt() == 1;
     const QLatin1String scheme(isPlain ? "http://" : "https://");
     return scheme + map.value(confCustomUrlName).toString();
-}
-
-QString ServerConf::probeUrl(const QVariantMap &map)
-{
-    return serverUrl(map) + map.value(healthPathName).toString();
-}
-
-bool ServerConf::isProbe(const QUrl &url)
-{
-    return url.fileName(QUrl::FullyDecoded) == QLatin1String("health");
 }

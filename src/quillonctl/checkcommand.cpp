@@ -5,6 +5,7 @@
 #include "configcommands.h"
 #include "confkeys.h"
 #include "fileaccess.h"
+#include "healthprobe.h"
 #include "options.h"
 #include "output.h"
 #include "serverconf.h"
@@ -73,6 +74,11 @@ bool hasServer(const QVariantMap &map)
                                                : !map.value(confCustomUrlName).toString().isEmpty();
 }
 
+QString probeUrl(const QVariantMap &map)
+{
+    return HealthProbe::url(ServerConf::serverUrl(map), map.value(healthPathName).toString());
+}
+
 QByteArray headlineOf(const QVariantMap &map)
 {
     if (!hasServer(map))
@@ -82,7 +88,7 @@ QByteArray headlineOf(const QVariantMap &map)
             ? "default server " + QByteArray::number(map.value(confDefaultIndexName).toInt())
             : QByteArrayLiteral("custom address");
     return "Server in use: " + shown(ServerConf::serverUrl(map)) + " (" + kind
-           + ")\nProbe URL:     " + shown(ServerConf::probeUrl(map)) + '\n';
+           + ")\nProbe URL:     " + shown(probeUrl(map)) + '\n';
 }
 
 QJsonArray arrayOf(const QVector<Finding> &findings)
@@ -113,7 +119,7 @@ QByteArray documentOf(const ConfCheck::Report &report, ExitStatus status)
         {QStringLiteral("status"), static_cast<int>(status)},
         {QStringLiteral("configuration"), QJsonObject::fromVariantMap(map)},
         {QStringLiteral("serverInUse"), orNull(isServed ? ServerConf::serverUrl(map) : QString())},
-        {QStringLiteral("probeUrl"), orNull(isServed ? ServerConf::probeUrl(map) : QString())},
+        {QStringLiteral("probeUrl"), orNull(isServed ? probeUrl(map) : QString())},
         {QStringLiteral("absent"), arrayOf(report.absent)},
         {QStringLiteral("faults"), arrayOf(report.faults)},
     });

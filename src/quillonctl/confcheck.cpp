@@ -1,6 +1,7 @@
 #include "confcheck.h"
 
 #include "confkeys.h"
+#include "healthprobe.h"
 #include "jsontext.h"
 #include "serverconf.h"
 
@@ -116,7 +117,9 @@ void checkScheme(ConfCheck::Report &report)
 
 void checkHealthPath(ConfCheck::Report &report)
 {
-    if (!ServerConf::isProbe(QUrl(ServerConf::probeUrl(report.map), QUrl::TolerantMode)))
+    if (!HealthProbe::isReply(QUrl(HealthProbe::url(ServerConf::serverUrl(report.map),
+                                                    report.map.value(healthPathName).toString()),
+                                   QUrl::TolerantMode)))
         report.faults.append(
             {QStringLiteral("no-probe"), healthPathName,
              QStringLiteral("the path of the probe URL does not end in /health: every probe "
@@ -144,7 +147,7 @@ ConfCheck::Report ConfCheck::of(const QByteArray &content)
     if (!document.isObject())
         report.faults.append(
             {QStringLiteral("mistyped"), {}, QStringLiteral("the document is not an object")});
-    if (JsonText::hasTwins(content))
+    if (JsonText::hasDuplicateNames(content))
         report.faults.append({QStringLiteral("repeated"),
                               {},
                               QStringLiteral("a member is there twice: the last one counts")});

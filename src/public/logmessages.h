@@ -1,0 +1,30 @@
+#pragma once
+
+/// Texts with which the daemon's log lines begin, for those who read the log as
+/// well. A value follows where the text ends in a colon, an equals sign or a blank.
+namespace LogMessages {
+
+inline constexpr char version[] = "\n\nversion:";
+
+inline constexpr char choice[] = "\n\n***Import Default ServerUrl [START]***";
+inline constexpr char fileMissing[] = "agent.json not exists.";
+inline constexpr char fileNotOpened[] = "agent.json open failed.";
+inline constexpr char fileNotParsed[] = "QJsonParseError :";
+inline constexpr char fileNotWritten[] = "agent.json write failed.";
+inline constexpr char indexOutOfRange[] = "not server url index.";
+
+inline constexpr char serverUrl[] = "server-url= ";
+inline constexpr char probe[] = "sendHealthInfo url :";
+inline constexpr char requestFailed[] = "Failed: ";
+inline constexpr char probeStatus[] = " --------Http Status Code Attribute ";
+inline constexpr char probeFailed[] = "warning: http nStatus ";
+inline constexpr char probeTimeout[] = "warning: checkNetworkTimeout()";
+
+inline constexpr char clientCame[] = "The new client is connected : ";
+inline constexpr char clientLeft[] = "client disconnect !";
+inline constexpr char clientError[] = "local socket error : ";
+inline constexpr char clientDropped[] = "client does not read its answers, it is dropped";
+inline constexpr char received[] = "recv client data : ";
+inline constexpr char frame[] = "byteArray: ";
+
+} // namespace LogMessages
