@@ -19,22 +19,20 @@
 #include <chrono>
 #include <utility>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr qint64 kMaxUnsentBytes = 1024 * 1024;
 constexpr std::chrono::milliseconds kListenInterval{1000};
+constexpr mode_t kRunDirectoryMode = 0755;
 
 void makeRunDirectory()
 {
     const QString path = Paths::runDirectory;
-    if (QDir(path).exists() || !QDir().mkpath(path))
-        return;
     // Every user must reach the socket, whatever the umask.
-    using Permission = QFile::Permission;
-    QFile::setPermissions(path, Permission::ReadOwner | Permission::WriteOwner
-                                    | Permission::ExeOwner | Permission::ReadGroup
-                                    | Permission::ExeGroup | Permission::ReadOther
-                                    | Permission::ExeOther);
+    if (!QDir(path).exists() && QDir().mkpath(path))
+        ::chmod(QFile::encodeName(path).constData(), kRunDirectoryMode);
 }
 
 QString numberText(unsigned int number)

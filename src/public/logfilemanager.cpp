@@ -1,5 +1,7 @@
 #include "logfilemanager.h"
 
+#include "logmessages.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QLoggingCategory>
@@ -65,23 +67,6 @@ int openLog(int creation)
     return ::open(logFilePathIn.constData(), flags, kLogMode);
 }
 
-const char *tagOf(QtMsgType type)
-{
-    switch (type) {
-    case QtDebugMsg:
-        return "[Debug:";
-    case QtWarningMsg:
-        return "[qWarning:";
-    case QtCriticalMsg:
-        return "[Cirtiacl:";
-    case QtFatalMsg:
-        return "[Fatal:";
-    case QtInfoMsg:
-        break;
-    }
-    return "[Qinfo:";
-}
-
 const char *baseName(const char *file)
 {
     if (file == nullptr)
@@ -116,7 +101,10 @@ std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QStr
     const auto textBytes = static_cast<size_t>(text.size());
     std::string line;
     line.reserve(headBytes + textBytes);
-    line.append(tagOf(type)).append(localTimeText()).append(":").append(baseName(context.file));
+    line.append(LogMessages::tags[type])
+        .append(localTimeText())
+        .append(":")
+        .append(baseName(context.file));
     line.append(" line:").append(std::to_string(context.line)).append("] ");
     line.append(text.constData(), textBytes).push_back('\n');
     return line;

@@ -1,8 +1,13 @@
 #pragma once
 
-/// Texts with which the daemon's log lines begin, for those who read the log as
-/// well. A value follows where the text ends in a colon, an equals sign or a blank.
+/// What the daemon writes and readers of its log look for.
 namespace LogMessages {
+
+/// Start of a line, by QtMsgType; the time follows.
+inline constexpr const char *tags[] = {"[Debug:", "[qWarning:", "[Cirtiacl:", "[Fatal:", "[Qinfo:"};
+
+// Texts, or their beginnings. A value follows where the text ends in a colon, an
+// equals sign or a blank.
 
 inline constexpr char version[] = "\n\nversion:";
 
