@@ -173,8 +173,11 @@ void LocalServer::recvClientData()
     qInfo("%s \"%s\"", LogMessages::received,
           LogEncryption::encryptionMessage(received).constData());
     const QVariantList messages = parseRecvData(received);
-    for (const QVariant &message : messages)
+    for (const QVariant &message : messages) {
         dispatch(message.toJsonObject());
+        if (dropSlowReader())
+            return;
+    }
 }
 
 QVariantList LocalServer::parseRecvData(QByteArray recv_data)
@@ -235,14 +238,14 @@ void LocalServer::sendText(const QByteArray &text)
             return;
         accepted += more;
     }
-    dropSlowReader();
+    m_client->flush(); // drops the client on an error
 }
 
-void LocalServer::dropSlowReader()
+bool LocalServer::dropSlowReader()
 {
-    m_client->flush(); // drops the client on an error
     if (m_client == nullptr || m_client->bytesToWrite() <= kMaxUnsentBytes)
-        return;
+        return false;
     qWarning() << LogMessages::clientDropped;
     deleteClientSocket();
+    return true;
 }

@@ -27,8 +27,7 @@ public:
     void initLocalServer();
     /// Drops the client, if any, and what has not been sent to it yet.
     void deleteClientSocket();
-    /// Sends one message to the client. Without a client the message is dropped. A
-    /// client with more than 1 MiB of unread messages is dropped.
+    /// Sends one message to the client. Without a client the message is dropped.
     void sendData(QJsonObject message);
 
 signals:
@@ -42,7 +41,7 @@ public slots:
     /// Takes the next waiting peer as the client, unless there is a client.
     void newConnection();
     /// Reads what the client that emitted readyRead() has sent, at most 256 KiB,
-    /// and acts on it.
+    /// and acts on it. Drops a client that leaves more than 1 MiB of answers unread.
     void recvClientData();
     /// Logs that there is a client.
     void printConnectStatus();
@@ -65,7 +64,7 @@ private:
     void serveClient();
     void handleClientError(int error);
     void sendText(const QByteArray &text);
-    void dropSlowReader();
+    bool dropSlowReader();
     void dispatch(const QJsonObject &message);
 
     Listener *m_server = nullptr; // child of this
