@@ -1,6 +1,10 @@
 # Sourced by the other scripts; they have set -euo pipefail and run in the top folder.
 # shellcheck shell=bash
 
+show_help() { # the comment at the top of the script
+    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
+}
+
 fail() { # MESSAGE: to standard error, named after the script
     printf '%s: %s\n' "${0##*/}" "$1" >&2
     exit 1
@@ -54,27 +58,22 @@ install_packages() ( # PACKAGE...: a subshell, for a trap of its own
     fi
 )
 
-need() { # PACKAGE...
+need() { # PACKAGE...: prints the packages that are missing, then installs them
     local package missing=()
     for package; do
         is_installed "$package" || missing+=("$package")
     done
     ((${#missing[@]})) || return 0
-    ((EUID == 0)) || fail "missing; as root: apt-get install --no-install-recommends ${missing[*]}"
+    ((EUID == 0)) || fail "missing packages; as root: apt-get install --no-install-recommends ${missing[*]}"
 
-    printf 'installing %s\n' "${missing[*]}"
+    printf 'installing with apt-get: %s\n' "${missing[*]}"
     mkdir -p build
     quietly build/packages.log install_packages "${missing[@]}"
 }
 
-need_everything() {
-    need cmake ninja-build g++ qtbase5-dev iproute2 nginx openssl python3 util-linux \
-        fish man-db mandoc zsh
-}
-
-need_for_package() {
-    need blhc build-essential cmake debhelper devscripts git lintian qtbase5-dev systemd
-}
+# What the build, the sandbox and the HTTPS test site take.
+# shellcheck disable=SC2034 # the scripts use it
+readonly sandbox_packages=(cmake g++ iproute2 ninja-build nginx openssl python3 qtbase5-dev util-linux)
 
 build() { # PRESET FOLDER: the two name the same thing to CMake and to us
     mkdir -p "$2"

@@ -95,10 +95,7 @@ class Docs(Case):
         for example in re.findall(r"^\{\n.*?^\}\n", file, re.M | re.S):
             self.assertLessEqual(json.loads(example).keys(), members)
         # In their folder, where mandoc looks for those that they refer to.
-        pages = os.listdir("doc/man")
-        self.assertEqual(run("mandoc", "-T", "lint", *pages, cwd="doc/man"), "")
-        for page in pages:
-            run("man", "--warnings", f"doc/man/{page}", env={"LC_ALL": "C.UTF-8"})
+        self.assertEqual(run("mandoc", "-T", "lint", *os.listdir("doc/man"), cwd="doc/man"), "")
 
     def test_completion(self):
         for shell in (bash, fish, zsh):
