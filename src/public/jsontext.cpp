@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QVector>
 
 #include <algorithm>
 #include <optional>
@@ -16,14 +17,20 @@ bool isSimple(char byte)
     return byte >= ' ' && byte <= '~' && byte != '\\';
 }
 
-/// The text of a string in quotation marks, its escapes undone: "\u0061" names the
-/// same member as "a". Nothing when Qt's parser refuses the string.
-std::optional<QString> textOf(const QByteArray &string)
+/// The name that Qt's parser compares for a string in quotation marks, or nothing when
+/// it refuses the string. "\u0061" names the same member as "a". The parser compares
+/// escaped names with plain ones and finds more of them equal: one half of a surrogate
+/// pair equals the replacement character, and some names end at a NUL.
+std::optional<QString> nameIn(const QByteArray &string)
 {
     if (std::all_of(string.cbegin(), string.cend(), isSimple))
-        return QString::fromLatin1(string.constData() + 1, string.size() - 2);
-    const QJsonDocument list = QJsonDocument::fromJson('[' + string + ']');
-    return list.isNull() ? std::nullopt : std::optional(list.array().at(0).toString());
+        return QString::fromLatin1(string.constData(), string.size() - 1);
+    // Behind a quotation mark, because Qt drops a byte order mark at the start of a text.
+    const QJsonDocument list = QJsonDocument::fromJson("[\"\\" + string + ']');
+    if (list.isNull())
+        return std::nullopt;
+    const QVector<uint> characters = list.array().at(0).toString().toUcs4();
+    return QString::fromUcs4(characters.constData(), characters.size()).section(QChar::Null, 0, 0);
 }
 
 } // namespace
@@ -85,7 +92,7 @@ void JsonText::DuplicateNames::endName()
 {
     if (m_levels.empty() || !m_levels.back().isObject || m_string.isEmpty())
         return;
-    const std::optional<QString> name = textOf(m_string);
+    const std::optional<QString> name = nameIn(m_string);
     m_string.clear(); // each string names one member at most
     m_isOver = !name;
     m_isFound = name && !m_levels.back().names.insert(*name).second;
