@@ -1,12 +1,11 @@
-// server SOCKET: the least that a Qt server has to do: sends back what it receives.
-// network URL: the least that a Qt process has to do to post by HTTPS once; prints a line when
-// that is done, and stays.
+// The least that a Qt process needs for the same work.
+//   server SOCKET    listens
+//   network URL      posts by HTTPS once, prints a line when that is done, and stays
 
 #include "measure.h"
 
 #include <QCoreApplication>
 #include <QLocalServer>
-#include <QLocalSocket>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -14,20 +13,9 @@
 
 namespace {
 
-void serve(QLocalServer &server, const char *path)
-{
-    QObject::connect(&server, &QLocalServer::newConnection, &server, [&server] {
-        QLocalSocket *client = server.nextPendingConnection();
-        QObject::connect(client, &QLocalSocket::readyRead, client,
-                         [client] { client->write(client->readAll()); });
-    });
-    QLocalServer::removeServer(QString::fromLocal8Bit(path));
-    require(server.listen(QString::fromLocal8Bit(path)), path);
-}
-
 void postTo(QNetworkAccessManager &manager, const char *url)
 {
-    // With only the loopback up it would not try.
+    // Without this Qt does not try when only the loopback is up.
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
     manager.setNetworkAccessible(QNetworkAccessManager::Accessible);
@@ -49,8 +37,10 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     const std::string what = argc < 3 ? "" : argv[1];
     if (what == "server") {
+        const QString path = QString::fromLocal8Bit(argv[2]);
         QLocalServer server;
-        serve(server, argv[2]);
+        QLocalServer::removeServer(path);
+        require(server.listen(path), argv[2]);
         return QCoreApplication::exec();
     }
     if (what == "network") {

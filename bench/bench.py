@@ -1,10 +1,8 @@
-"""Measures the daemon beside its rivals; `bench` runs it in a sandbox."""
+"""Measures the daemon beside what it is compared with; `bench` runs it in a sandbox."""
 
-import argparse
 import collections
 import contextlib
 import glob
-import json
 import os
 import pathlib
 import re
@@ -16,17 +14,17 @@ import time
 TOP = pathlib.Path(__file__).parents[1]
 sys.path.insert(0, str(TOP / "tests"))
 import daemon  # pylint: disable=wrong-import-position
-import report  # pylint: disable=wrong-import-position
 from daemon import BIN, LOG, SOCKET  # pylint: disable=wrong-import-position
 
 WORK = os.environ["TMPDIR"]
-os.environ["PATH"] += ":/usr/sbin"  # where an ordinary user does not look
+os.environ["PATH"] += ":/usr/sbin"  # nginx is there
 ROUNDS, REQUESTS = 31, 500
-START_ROUNDS, LINE_ROUNDS, LIST_ROUNDS = 41, 21, 5
-SERVERS = 2, 125, 250, 500, 750, 1000
+LINE_ROUNDS, LINES, LINE_BYTES = 21, 4000, 20  # the text in most lines of a request is that short
+START_ROUNDS = 41
 WARM_UP, GROWTH_REQUESTS = 2000, 100000
 SETTLE_SECONDS, IDLE_SECONDS = 3, 25
-SHORT_TEXT, LONG_TEXT = 20, 200  # bytes in a log line: about a request, about an answer
+
+Row = collections.namedtuple("Row", "figure seen bound details")
 
 
 def numbers(program, *arguments):
@@ -35,16 +33,10 @@ def numbers(program, *arguments):
     return [float(line) for line in done.stdout.split()]
 
 
-def configure(servers):
-    daemon.configure({"defaultUrl": [f"https://127.0.0.1:1/{number:04}"
-                                     for number in range(servers)]})
-
-
 @contextlib.contextmanager
-def running(*command, ready=None, **options):
-    """The process, once it has printed a line, or made the file when one is named."""
-    with subprocess.Popen([str(part) for part in command],
-                          stdout=None if ready else subprocess.PIPE, **options) as process:
+def running(*command, ready=None):
+    """The process, once it has made the file, or printed a line when none is named."""
+    with subprocess.Popen(command, stdout=None if ready else subprocess.PIPE) as process:
         try:
             if ready:
                 daemon.poll(lambda: os.path.exists(ready))
@@ -55,128 +47,61 @@ def running(*command, ready=None, **options):
             process.kill()
 
 
+def in_turn(rounds, *measures):
+    """The medians of the numbers that the measures give, one measure after the other in each
+    round."""
+    seen = [[measure() for measure in measures] for _ in range(rounds)]
+    return [[statistics.median(column) for column in zip(*rows)] for rows in zip(*seen)]
+
+
+def ratio(figure, ours, other, bound, unit):
+    return Row(figure, round(ours / other, 3), bound, f"{ours:.1f} to {other:.1f} {unit}")
+
+
 def request_lines():
-    """The lengths of the lines that one request adds to the log, and the answer."""
-    [answer] = daemon.ask()
+    """The lengths of the lines that one request adds to the log."""
+    daemon.ask()
     lines = daemon.poll(lambda: re.findall(
         rb"(?:.*(?:recv client data|byteArray|send data).*\n){3}", pathlib.Path(LOG).read_bytes()))
-    return [len(line) + 1 for line in lines[-1].splitlines()], answer
-
-
-def bus(name, *command):
-    """A bus with our service on it; nothing where it does not run."""
-    address = f"unix:path={WORK}/{name}"
-    stack = contextlib.ExitStack()
-    try:
-        stack.enter_context(running(*command, f"--address={address}", ready=f"{WORK}/{name}",
-                                    stderr=subprocess.DEVNULL))
-        stack.enter_context(running(f"{BIN}/bench-dbus", "service", address,
-                                    stderr=subprocess.DEVNULL))
-    except (AssertionError, OSError):
-        stack.close()
-        return None
-    return stack, address
-
-
-def start_broker():
-    """Handed its listening socket as a service manager would."""
-    return bus("broker", sys.executable, "-c", BROKER)
-
-
-BROKER = """
-import os, socket, sys
-listener = socket.socket(socket.AF_UNIX)
-listener.bind(sys.argv[1].split("path=")[1])
-listener.listen()
-os.dup2(listener.fileno(), 3)
-os.set_inheritable(3, True)
-os.environ.update(LISTEN_FDS="1", LISTEN_PID=str(os.getpid()))
-os.execvp("dbus-broker-launch", ["dbus-broker-launch", "--scope", "user", "--config-file",
-                                 "/usr/share/dbus-1/session.conf"])
-"""
-
-
-def start_nginx(answer):
-    configuration = f"""
-user root; daemon off; master_process off; pid {WORK}/nginx.pid; events {{}}
-http {{
-    access_log /var/log/nginx-access.log; keepalive_requests 100000000;
-    client_body_temp_path {WORK}/body; proxy_temp_path {WORK}/proxy;
-    fastcgi_temp_path {WORK}/fastcgi; uwsgi_temp_path {WORK}/uwsgi; scgi_temp_path {WORK}/scgi;
-    server {{
-        listen unix:{WORK}/nginx;
-        default_type application/json;
-        location / {{ return 200 '{json.dumps(answer, separators=(",", ":"))}'; }}
-    }}
-}}"""
-    path = pathlib.Path(WORK, "nginx.conf")
-    path.write_text(configuration, encoding="utf-8")
-    return running("nginx", "-c", path, "-e", f"{WORK}/nginx-error.log", ready=f"{WORK}/nginx")
-
-
-def in_turn(rounds, **measures):
-    """The medians of what the measures give, one after the other in each round."""
-    seen = collections.defaultdict(list)
-    for _ in range(rounds):
-        for name, measure in measures.items():
-            seen[name].append(measure())
-    return {name: [statistics.median(column) for column in zip(*rows)]
-            for name, rows in seen.items()}
+    return [str(len(line) + 1) for line in lines[-1].splitlines()]
 
 
 def measure_requests():
+    floor, bus = f"{WORK}/floor", f"{WORK}/bus"
+    address = f"unix:path={bus}"
     with contextlib.ExitStack() as stack:
         stack.enter_context(daemon.Daemon())
-        lengths, answer = request_lines()
-        floor = f"{WORK}/floor"
-        stack.enter_context(running(f"{BIN}/bench-floor", floor,
-                                    os.path.dirname(LOG) + "/floor.log", *lengths, ready=floor))
-        stack.enter_context(start_nginx(answer))
-        measures = {
-            "daemon": lambda: numbers("client", "frames", SOCKET, REQUESTS),
-            "floor": lambda: numbers("client", "frames", floor, REQUESTS),
-            "nginx": lambda: numbers("client", "http", f"{WORK}/nginx", REQUESTS),
-        }
-        for name, started in (("dbus-daemon", bus("bus", "dbus-daemon", "--session", "--nofork",
-                                                  "--nopidfile", "--nosyslog")),
-                              ("dbus-broker", start_broker())):
-            if started:
-                stack.enter_context(started[0])
-                measures[name] = lambda address=started[1]: numbers("dbus", "call", address,
-                                                                    REQUESTS)
-        assert "dbus-daemon" in measures, "no private bus"
-        trips = in_turn(ROUNDS, **measures)
-        return {name: value for name, [value] in trips.items()}
+        stack.enter_context(running(f"{BIN}/bench-floor", floor, os.path.dirname(LOG) + "/floor.log",
+                                    *request_lines(), ready=floor))
+        stack.enter_context(running("dbus-daemon", "--session", "--nofork", "--nopidfile",
+                                    "--nosyslog", f"--address={address}", ready=bus))
+        stack.enter_context(running(f"{BIN}/bench-dbus", "service", address))
+        [[ours], [least], [by_bus]] = in_turn(
+            ROUNDS, lambda: numbers("client", "request", SOCKET, REQUESTS),
+            lambda: numbers("client", "request", floor, REQUESTS),
+            lambda: numbers("dbus", "call", address, REQUESTS))
+    return [ratio("request over the floor", ours, least, 1.22, "us"),
+            ratio("request over D-Bus", ours, by_bus, 0.45, "us")]
 
 
-def measure_lines():
+def measure_line():
     path = os.path.dirname(LOG) + "/line.log"
-    seen = in_turn(LINE_ROUNDS, short=lambda: numbers("log", "line", path, 4000, SHORT_TEXT),
-                   long=lambda: numbers("log", "line", path, 4000, LONG_TEXT))
-    scrambled = numbers("log", "scramble")
-    return {"lines": seen, "scramble": dict(zip(map(int, scrambled[::2]), scrambled[1::2]))}
-
-
-def measure_crowds():
-    with daemon.Daemon():
-        pipelined = in_turn(3, **{str(depth): lambda depth=depth: numbers(
-            "client", "pipelined", SOCKET, 6400, depth) for depth in (1, 8, 64)})
-        waiting = in_turn(3, **{str(number): lambda number=number: numbers(
-            "client", "waiting", SOCKET, 500, number) for number in (1, 10, 30)})
-    return {"pipelined": pipelined, "waiting": waiting}
+    [[handler, calls]] = in_turn(LINE_ROUNDS, lambda: numbers("log", path, LINES, LINE_BYTES))
+    return ratio("log line over its system calls", handler, calls, 1.10, "us")
 
 
 def measure_start():
     minimal = f"{WORK}/minimal"
-    return in_turn(START_ROUNDS,
-                   daemon=lambda: numbers("client", "start", SOCKET, f"{BIN}/quillon"),
-                   minimal=lambda: numbers("client", "start", minimal, f"{BIN}/bench-bareqt",
-                                           "server", minimal))
+    [[ours], [other]] = in_turn(
+        START_ROUNDS, lambda: numbers("client", "start", SOCKET, f"{BIN}/quillon"),
+        lambda: numbers("client", "start", minimal, f"{BIN}/bench-bareqt", "server", minimal))
+    return ratio("exec to accepted connection over a minimal Qt server", ours / 1000, other / 1000,
+                 1.25, "ms")
 
 
-def memory(pid):
+def resident_kib(pid):
     text = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text(encoding="ascii")
-    return {name: int(re.search(rf"^{name}:\s+(\d+) kB", text, re.M)[1]) for name in ("Rss", "Pss")}
+    return int(re.search(r"^Rss:\s+(\d+) kB", text, re.M)[1])
 
 
 def wakeups(pid):
@@ -194,54 +119,35 @@ def measure_idle():
                                           url + "/v1/harbor/health") as bare:
         daemon.poll(lambda: "Http Status Code Attribute  200" in daemon.log())
         time.sleep(SETTLE_SECONDS)
-        pids = {"daemon": ours.process.pid, "bare": bare.pid}
-        before = {name: wakeups(pid) for name, pid in pids.items()}
+        before = wakeups(ours.process.pid)
         time.sleep(IDLE_SECONDS)
-        return {name: {"wakeups": wakeups(pid) - before[name], **memory(pid)}
-                for name, pid in pids.items()}
+        return [ratio("idle RSS over a bare Qt process", resident_kib(ours.process.pid),
+                      resident_kib(bare.pid), 0.95, "KiB"),
+                Row(f"wake-ups in {IDLE_SECONDS} idle seconds",
+                    wakeups(ours.process.pid) - before, 0, "")]
 
 
 def measure_growth():
     with daemon.Daemon() as ours:
-        daemon.poll(lambda: "Http Status" in daemon.log())  # the first probe is no request
-        for _ in range(2):  # clients, as the second is the first one after another
-            numbers("client", "frames", SOCKET, WARM_UP // 2)
-        before = memory(ours.process.pid)["Rss"]
-        numbers("client", "frames", SOCKET, GROWTH_REQUESTS - WARM_UP)
-        return memory(ours.process.pid)["Rss"] - before
-
-
-def measure_list():
-    """For each length of the list: microseconds and KiB."""
-    def measure(servers):
-        configure(servers)
-        with daemon.Daemon() as ours:
-            return *numbers("client", "frames", SOCKET, 500), memory(ours.process.pid)["Rss"]
-    seen = in_turn(LIST_ROUNDS, **{str(servers): lambda servers=servers: measure(servers)
-                                   for servers in SERVERS})
-    return {int(servers): values for servers, values in seen.items()}
+        daemon.poll(lambda: "Http Status" in daemon.log())  # the probe is no request
+        for _ in range(2):  # the second client is the first one that follows another
+            numbers("client", "request", SOCKET, WARM_UP // 2)
+        before = resident_kib(ours.process.pid)
+        numbers("client", "request", SOCKET, GROWTH_REQUESTS - WARM_UP)
+        return Row(f"RSS growth after {WARM_UP:,} of {GROWTH_REQUESTS:,} requests, KiB",
+                   resident_kib(ours.process.pid) - before, 0, "")
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--json", action="store_true")
-    parser.add_argument("--plot")
-    arguments = parser.parse_args()
-
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
-    configure(2)
-    figures = {"requests": measure_requests(), **measure_lines(), **measure_crowds(),
-               "start": measure_start(), "growth": measure_growth(), "list": measure_list(),
-               "idle": measure_idle()}
-    bounds = report.bounds(figures)
-    if arguments.json:
-        json.dump({"bounds": [bound._asdict() for bound in bounds], **figures}, sys.stdout,
-                  indent=1)
-    else:
-        report.print_tables(bounds, figures)
-    if arguments.plot:
-        pathlib.Path(arguments.plot).write_text(report.plot(figures), encoding="utf-8")
-    return 0 if all(bound.met for bound in bounds) else 1
+    daemon.configure({"defaultUrl": ["https://127.0.0.1:1/0", "https://127.0.0.1:1/1"]})
+    rows = [*measure_requests(), measure_line(), measure_start(), measure_growth(),
+            *measure_idle()]
+    print("| Figure | Seen | Bound | | Measured |", "|---|---|---|---|---|", sep="\n")
+    for row in rows:
+        met = "met" if row.seen <= row.bound else "MISSED"
+        print(f"| {row.figure} | {row.seen} | {row.bound} | {met} | {row.details} |")
+    return 0 if all(row.seen <= row.bound for row in rows) else 1
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
-// service ADDRESS: answers the configuration over D-Bus; prints a line when it does.
-// call ADDRESS COUNT: microseconds of one blocking call.
+// The same request over D-Bus.
+//   service ADDRESS       answers with the configuration; prints a line when it is ready
+//   call ADDRESS COUNT    prints the microseconds of one blocking call
 
 #include "measure.h"
 

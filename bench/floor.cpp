@@ -1,5 +1,5 @@
-// floor SOCKET LOG LENGTH...: what no daemon can undercut. Sends back what it receives, and for
-// each read appends a line of each length to the log with nothing but the four system calls.
+// floor SOCKET LOG LENGTH...: the least work that a daemon like ours can do. It sends back what it
+// receives, and for each read it appends a line of each length to the log.
 
 #include "measure.h"
 

@@ -14,7 +14,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-// What the programs of the benchmark have in common.
+// Shared by the programs of the benchmark.
 
 using Clock = std::chrono::steady_clock;
 
@@ -23,7 +23,14 @@ inline double microsecondsSince(Clock::time_point start)
     return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
 }
 
-/// Median of the times of so many calls, in microseconds.
+inline double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// Median time of that many calls, in microseconds.
 template<typename Call>
 double medianOf(int calls, Call call)
 {
@@ -33,9 +40,7 @@ double medianOf(int calls, Call call)
         call();
         time = microsecondsSince(start);
     }
-    const auto middle = times.begin() + calls / 2;
-    std::nth_element(times.begin(), middle, times.end());
-    return *middle;
+    return median(times);
 }
 
 [[noreturn]] inline void die(const char *what)
@@ -50,23 +55,17 @@ inline void require(bool done, const char *what)
         die(what);
 }
 
-inline sockaddr_un addressOf(const char *path)
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-    return address;
-}
-
 /// Calls bind() or connect(), which take a socket and an address.
 template<typename Call>
 int callWith(Call call, int socket, const char *path)
 {
-    const sockaddr_un address = addressOf(path);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
     return call(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
 }
 
-/// Puts a line into a log that is not kept open with nothing but the four system calls.
+/// Appends a line to a log that is not kept open, by the four system calls that this takes.
 inline void appendLine(const char *path, const std::string &line)
 {
     struct statx status = {};

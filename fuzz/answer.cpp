@@ -1,11 +1,11 @@
-// What the client receives from the daemon: the first byte tells into how large pieces it is cut.
+// What the client receives from the daemon: the first byte is the size of the pieces in which it
+// comes.
 
 #include "target.h"
 
 #include "answer.h"
 #include "configuration.h"
 #include "output.h"
-#include "protocol.h"
 
 #include <algorithm>
 
@@ -13,8 +13,8 @@ using Fuzz::require;
 
 namespace {
 
-/// As the client does it: what is no whole message yet waits for more.
-Answer::Batch parsedInPieces(const QByteArray &bytes, int size)
+/// The bytes of an incomplete message are kept until more come, as the client does it.
+Answer::Batch parseInPieces(const QByteArray &bytes, int size)
 {
     Answer::Batch all;
     QByteArray unread;
@@ -37,20 +37,20 @@ void checkConfiguration(const QJsonObject &message)
     const auto configuration = Configuration::fromMessage(message);
     if (!configuration)
         return;
-    require(Fuzz::isPlainText(configuration->toText()), "the text drives no terminal");
+    require(Fuzz::isPlainText(configuration->toText()), "the text is safe for a terminal");
 
     const auto again = Configuration::fromMessage(configuration->toJson());
-    require(again.has_value(), "the client understands its own document");
+    require(again.has_value(), "the client reads its own JSON");
     if (configuration->isLoaded)
-        require(again->toText() == configuration->toText(), "the document tells the same");
+        require(again->toText() == configuration->toText(), "its own JSON has the same text");
 }
 
 void checkLine(const QJsonObject &message)
 {
     const QByteArray line = Output::jsonLine(message);
-    const auto isAscii = [](char byte) { return byte >= ' ' && byte <= '~'; };
-    require(line.endsWith('\n') && std::all_of(line.begin(), line.end() - 1, isAscii),
-            "a document is one line of ASCII");
+    const auto isPrintable = [](char byte) { return byte >= ' ' && byte <= '~'; };
+    require(line.endsWith('\n') && std::all_of(line.begin(), line.end() - 1, isPrintable),
+            "JSON is printed as one line of ASCII");
 }
 
 } // namespace
@@ -63,13 +63,12 @@ void Fuzz::run(const QByteArray &input)
     const Answer::Batch whole = Answer::parse(bytes);
     require(whole.end >= 0 && whole.end <= bytes.size(), "messages end inside the bytes");
 
-    const Answer::Batch pieces = parsedInPieces(bytes, size);
-    require(pieces.messages == whole.messages, "pieces make the same messages");
+    const Answer::Batch pieces = parseInPieces(bytes, size);
+    require(pieces.messages == whole.messages, "pieces give the same messages");
     require(pieces.end == whole.end, "pieces leave the same rest");
     require(pieces.flaw == whole.flaw, "pieces have the same flaw");
 
     for (const QJsonObject &message : whole.messages) {
-        Protocol::numberIn(message.value(Protocol::typeName));
         checkConfiguration(message);
         checkLine(message);
     }

@@ -1,4 +1,4 @@
-// What a client writes: the frames, the objects in them, and the requests that these make.
+// What a client writes: the frames, the objects in them and the requests that these make.
 
 #include "target.h"
 
@@ -17,7 +17,7 @@ using Fuzz::require;
 
 namespace {
 
-/// A client of which everything has been read in one go.
+/// A client whose bytes the server reads all at once.
 class Peer : public QLocalSocket
 {
 public:
@@ -85,14 +85,14 @@ int checkFrames(const QByteArray &input)
     for (int frames = 0;; ++frames) {
         const Frame::Slice slice = Frame::take(input, position, Frame::Client);
         if (slice.state != Frame::State::Complete) {
-            require(slice.end == position, "what is no frame takes no bytes");
-            require(slice.payload.isEmpty(), "what is no frame has no payload");
+            require(slice.end == position, "an incomplete frame takes no bytes");
+            require(slice.payload.isEmpty(), "an incomplete frame has no payload");
             return frames;
         }
         require(slice.end <= input.size(), "a frame ends inside the bytes");
         require(Frame::pack(Frame::Client, slice.payload)
                     == input.mid(position, slice.end - position),
-                "a frame packed again is the same");
+                "a payload packed again gives the same frame");
         position = slice.end;
     }
 }
@@ -103,20 +103,20 @@ void checkDispatch(const QVariantList &objects, const Service &service)
     int asked = service.asked();
     for (const QVariant &variant : objects) {
         require(variant.type() == QVariant::fromValue(QJsonObject()).type(),
-                "only objects are parsed");
+                "parsing gives objects only");
         const QJsonObject object = variant.toJsonObject();
         const qlonglong type = object.value(QLatin1String("type")).toString().toLongLong();
         asked -= type == 5 ? 1 : 0;
         if (type != 4)
             continue;
-        require(!chosen.isEmpty(), "each choice is signalled");
+        require(!chosen.isEmpty(), "each choice emits a signal");
         bool isInt = false;
         const int index = object.value(QLatin1String("serverIndex")).toString().toInt(&isInt);
         const int signalled = chosen.takeFirst();
-        require(!isInt || signalled == index, "a choice comes with its index, in order");
+        require(!isInt || signalled == index, "choices are emitted in order, each with its index");
     }
-    require(chosen.isEmpty(), "nothing else is a choice");
-    require(asked == 0, "each question is signalled, and nothing else");
+    require(chosen.isEmpty(), "nothing else emits a choice");
+    require(asked == 0, "each question emits a signal, and nothing else does");
 }
 
 } // namespace
@@ -129,8 +129,9 @@ void Fuzz::run(const QByteArray &input)
     require(objects.size() <= checkFrames(input), "a frame holds at most one object");
 
     const int cut = input.isEmpty() ? 0 : static_cast<uchar>(input.back()) % input.size();
-    require(service.parse(input.left(cut)) == objects.mid(0, service.parse(input.left(cut)).size()),
-            "fewer bytes make the same objects, but fewer");
+    const QVariantList first = service.parse(input.left(cut));
+    require(first == objects.mid(0, first.size()),
+            "a beginning of the bytes gives the first of the objects");
 
     service.receive(input);
     checkDispatch(objects, service);

@@ -52,10 +52,10 @@ QVector<QByteArray> Fuzz::piecesOf(const QByteArray &bytes, int size)
     return pieces;
 }
 
-// What libFuzzer and driver.cpp call.
+// Called by libFuzzer or driver.cpp.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
 {
-    qInstallMessageHandler(discard); // the messages are still put together
+    qInstallMessageHandler(discard); // after the text was put together
     Fuzz::run(QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(size)));
     return 0;
 }

@@ -1,16 +1,16 @@
 # Sourced by the other scripts; they have set -euo pipefail and run in the top folder.
 # shellcheck shell=bash
 
-show_help() { # the comment at the top of the script
-    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
-}
-
 fail() { # MESSAGE: to standard error, named after the script
     printf '%s: %s\n' "${0##*/}" "$1" >&2
     exit 1
 }
 
-# Polls, since nothing that we wait for tells when it is ready.
+show_help() { # the comment at the top of the script
+    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
+}
+
+# Polls, because nothing that we wait for announces that it is ready.
 wait_until() { # SECONDS COMMAND...
     local deadline=$((${EPOCHREALTIME//[!0-9]/} + $1 * 1000000))
     until "${@:2}"; do
