@@ -1,4 +1,4 @@
-// floor SOCKET LOG LENGTH...: the least work that a daemon like ours can do. It sends back what it
+// floor SOCKET LOG LENGTH...: the work of a request in bare system calls. It sends back what it
 // receives, and for each read it appends a line of each length to the log.
 
 #include "measure.h"

@@ -77,7 +77,6 @@ class Docs(Case):
         members = set(re.findall(r'"(.*)"', text("src/public/confkeys.h")))
         rows = (
             (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
-            (members, set(re.findall(r"^\| `(\w+)` \|", text("README.md"), re.M))),
             (members, set(re.findall(r"^(\w+)  ", text("doc/examples/README"), re.M))),
             (members, {"healthPath"} | set(re.findall(r"^\| `(\w+)` \|", protocol, re.M))),
             (set(re.findall(r"= (\d+), ///< (?:client|daemon): ", text("src/public/protocol.h"))),

@@ -1,4 +1,4 @@
-// client [INDEX]: chooses a default server if told which, then prints the answers.
+// client [INDEX]: chooses the default server INDEX, if given, and prints the answers.
 #include <err.h>
 #include <errno.h>
 #include <stdint.h>
@@ -27,7 +27,7 @@ static void receive(int daemon, char *data, size_t size)
     ssize_t more = 0;
     for (int pauses = 0; size > 0; data += more, size -= (size_t)more) {
         while ((more = recv(daemon, data, size, 0)) < 0 && errno == EAGAIN && pauses++ < 6)
-            close(reach()); // who waits is taken only when a further one comes
+            close(reach()); // a waiting client is taken only when another connects
         if (more <= 0)
             errx(2, "no answer");
     }
@@ -49,7 +49,7 @@ int main(int argc, char **argv)
         char *payload = calloc(1, (size_t)head[1] + 1);
         receive(daemon, payload, (size_t)head[1]);
         puts(payload);
-        refused |= strstr(payload, "\"type\":\"2\"") != NULL; // in a text, quotes are escaped
+        refused |= strstr(payload, "\"type\":\"2\"") != NULL; // quotes inside texts are escaped
         if (strstr(payload, "\"type\":\"5\"") != NULL)
             return refused;
         free(payload);

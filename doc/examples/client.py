@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""client.py [INDEX]: chooses a default server if told which, then prints the answers."""
+"""client.py [INDEX]: chooses the default server INDEX, if given, and prints the answers."""
 
 import json
 import socket
@@ -16,7 +16,7 @@ def frame(message):
 
 
 def knock():
-    """The daemon takes one that waits only when a further one comes."""
+    """The daemon takes a waiting client only when another one connects."""
     with socket.socket(socket.AF_UNIX) as visitor:
         visitor.connect(SOCKET)
 
@@ -44,7 +44,7 @@ def main():
     with socket.socket(socket.AF_UNIX) as daemon:
         daemon.connect(SOCKET)
         daemon.settimeout(0.5)
-        # In one write: a frame that comes in pieces is lost.
+        # One write: a frame that arrives in pieces is lost.
         daemon.sendall(request + frame({"type": "5"}))
         while True:
             _, length = HEADER.unpack(receive(daemon, HEADER.size))

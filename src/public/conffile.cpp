@@ -60,6 +60,8 @@ bool ConfFile::isWritable() const
            && file.open(QIODevice::ReadWrite | QIODevice::Text | QIODevice::ExistingOnly);
 }
 
+// Not QSaveFile: it loses the owner, and its commit() replaces the file by an empty
+// one on a full disk.
 bool ConfFile::replace(const QByteArray &content) const
 {
     if (content.size() > RegularFile::kMaxBytes)
