@@ -8,7 +8,6 @@
 
 #include <QDebug>
 #include <QNetworkConfiguration>
-#include <QNetworkCookieJar>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedPointer>
@@ -20,18 +19,6 @@ namespace {
 
 constexpr int kMaxOutstanding = 4;
 constexpr int kMaxFailedHandshakes = 100;
-
-/// Qt would send a server's cookies back to it with the next request.
-class NoCookies : public QNetworkCookieJar
-{
-public:
-    using QNetworkCookieJar::QNetworkCookieJar;
-
-    bool setCookiesFromUrl(const QList<QNetworkCookie> & /*cookies*/, const QUrl & /*url*/) override
-    {
-        return false;
-    }
-};
 
 QVariantMap headersOf(const QNetworkReply &reply)
 {
@@ -46,7 +33,6 @@ QVariantMap headersOf(const QNetworkReply &reply)
 HttpCommunication::HttpCommunication(QObject *parent)
     : QObject(parent)
 {
-    m_manager.setCookieJar(new NoCookies(&m_manager));
     ignoreNetworkPlugins();
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
 }
@@ -73,6 +59,8 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setRawHeader("Accept-Encoding", "identity");
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    // By default Qt sends a server's cookies back to it with the next request.
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     dropOldest();
     QNetworkReply *reply = m_manager.post(request, data);
     new ReplyGuard(reply, !HealthProbe::isReply(request.url())); // owned by the reply
