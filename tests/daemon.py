@@ -8,6 +8,7 @@ import json
 import operator
 import os
 import re
+import select
 import shutil
 import socket
 import struct
@@ -17,14 +18,22 @@ import time
 import unittest
 import weakref
 
-BIN = os.environ["QUILLON_BIN"]
+TMP = os.environ["TMPDIR"]
+BIN = f"{TMP}/bin"
 VERSION = "1.0.3.2"
 SOCKET = "/var/run/quillon/quillon"
 LOG = "/var/log/zeno/quillon/quillon.log"
 CONF = "/etc/.zeno/.agent.json"
+TIMEOUT = "warning: checkNetworkTimeout()"
+# Seconds that nothing takes, however slow the machine is.
+DEADLINE = 120
 # Where an ordinary user runs the tests there is no other user.
 with open("/proc/self/uid_map", encoding="ascii") as uid_map:
     HAS_USERS = uid_map.read().split()[2] != "1"
+# Other users cannot enter the folder of the build if it is in a private home.
+os.umask(0o022)
+subprocess.run(["install", "-D", "-m", "755", "-t", BIN, "quillon", "quillonctl"], check=True,
+               cwd=os.environ["QUILLON_BIN"])
 # A sanitizer takes memory of its own; it is not to keep what was freed as well.
 os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1"
 with open(f"{BIN}/quillon", "rb") as program:
@@ -32,20 +41,14 @@ with open(f"{BIN}/quillon", "rb") as program:
 KEY = functools.reduce(operator.xor, b"kvx-journal")
 
 
-def poll(condition, seconds=10):
+def poll(condition, seconds=DEADLINE):
     """The first true result of the condition."""
-    deadline = time.monotonic() + seconds
+    start = time.monotonic()
     while not (result := condition()):
-        assert time.monotonic() < deadline, "waited in vain"
-        time.sleep(0.01)
+        waited = time.monotonic() - start
+        assert waited < seconds, f"waited in vain; the log ends with {log()[-2000:]}"
+        time.sleep(min(max(waited / 10, 0.005), 0.2))
     return result
-
-
-def stays(condition, seconds=0.3):
-    deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        assert condition()
-        time.sleep(0.01)
 
 
 def configure(content):
@@ -117,7 +120,7 @@ class Client:
         self.socket = socket.socket(socket.AF_UNIX)
         weakref.finalize(self, self.socket.close)
         self.socket.connect(SOCKET)  # without a time-out it waits for a place in the backlog
-        self.socket.settimeout(10)
+        self.socket.settimeout(DEADLINE)
         if messages:
             self.socket.sendall(b"".join(messages))
 
@@ -134,6 +137,14 @@ class Client:
             data += more
         return data
 
+    def ask(self, *messages):
+        """What the daemon answers up to the configuration."""
+        self.socket.sendall(b"".join(messages) + ASK)
+        answers = [self.answer()]
+        while answers[-1]["type"] != "5":
+            answers.append(self.answer())
+        return answers
+
     def leave(self):
         """Returns when the daemon has seen it."""
         gone = log().count("client disconnect !")
@@ -142,10 +153,9 @@ class Client:
 
 
 def ask(*messages):
-    """What the daemon answers up to the configuration, for a client that is served at once."""
-    client, answers = Client(*messages, ASK), []
-    while not answers or answers[-1]["type"] != "5":
-        answers.append(client.answer())
+    """The answers to a client that is served at once."""
+    client = Client()
+    answers = client.ask(*messages)
     client.leave()
     return answers
 
@@ -153,14 +163,20 @@ def ask(*messages):
 def served():
     """The answer to a client that may find the daemon waiting for the next connection."""
     client = Client(ASK)
-    client.socket.settimeout(0.2)
+    poll(lambda: select.select([client.socket], [], [], 0.02)[0] or Client().socket.close())
+    return client.answer()
 
-    def answer():
-        try:
-            return client.answer()
-        except TimeoutError:
-            return Client().socket.close()
-    return poll(answer)
+
+def probe(index, text, asking=ask):
+    """Chooses the server until its reply has logged the text: a reply after 8 s is ignored."""
+    start = len(log())
+    for _ in range(DEADLINE // 8):
+        timeouts = log().count(TIMEOUT)
+        asking(choose(index))
+        poll(lambda: text in log()[start:] or log().count(TIMEOUT) > timeouts)
+        if text in log()[start:]:
+            return log()[start:]
+    raise AssertionError(f"{text} is not in {log()[start:]}")
 
 
 def quillonctl(*arguments, **options):
@@ -169,11 +185,12 @@ def quillonctl(*arguments, **options):
 
 
 class Site:
-    """A server whose answers are (seconds to wait, status or bytes, bytes to repeat for ever if any)
-    in turn; the last one stays."""
+    """A server whose answers are (seconds to wait unless it is released, status or bytes, bytes to
+    repeat for ever if any) in turn; the last one stays."""
 
     def __init__(self, *answers):
         self.answers, self.sent = list(answers), 0
+        self.requests, self.release = [], threading.Event()
         self.server = socket.create_server(("127.0.0.1", 0))
         self.url = f"http://127.0.0.1:{self.server.getsockname()[1]}"
         threading.Thread(target=self.accept, daemon=True).start()
@@ -185,10 +202,10 @@ class Site:
 
     def answer(self, peer):
         with peer, contextlib.suppress(OSError):
-            peer.recv(65536)
+            self.requests.append(peer.recv(65536))
             answers = self.answers
             wait, what, *endless = answers.pop(0) if len(answers) > 1 else answers[0]
-            threading.Event().wait(wait)
+            self.release.wait(wait)
             peer.sendall(what if isinstance(what, bytes)
                          else b"HTTP/1.1 %d X\r\nContent-Length: 0\r\n\r\n" % what)
             while endless:
