@@ -4,6 +4,7 @@ import contextlib
 import gzip
 import json
 import os
+import re
 import resource
 import select
 import signal
@@ -52,6 +53,13 @@ class Attack(Case):
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.pid}/fd"))
 
+    def write_whole(self, client, data):
+        """So that the daemon does not read in the middle of it."""
+        client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4 * len(data))
+        os.kill(self.pid, signal.SIGSTOP)
+        client.socket.sendall(data)
+        os.kill(self.pid, signal.SIGCONT)
+
     def assert_small(self, before, bound):
         self.assertLess(self.rss() - before, bound * SLACK)
 
@@ -64,13 +72,6 @@ class Clients(Attack):
             while taken < enough and select.select([], [client.socket], [], patience)[1]:
                 taken += client.socket.send(data, socket.MSG_DONTWAIT)
         return taken
-
-    def write_whole(self, client, data):
-        """So that the daemon does not read in the middle of it."""
-        client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4 * len(data))
-        os.kill(self.pid, signal.SIGSTOP)
-        client.socket.sendall(data)
-        os.kill(self.pid, signal.SIGCONT)
 
     def test_writers_are_bounded(self):
         """Ten that wait, then the one that is served; an ordinary message is not cut."""
@@ -184,6 +185,19 @@ class Clients(Attack):
         self.assert_small(rss, 1800 * 1024)  # no timer of a probe stays either
         self.assertNotIn("OperationCanceled", log())
 
+    def test_passed_descriptor(self):
+        """The last close of a socket that lingers would wait in the daemon."""
+        self.start()
+        client = Client()
+        try:
+            client.socket.getsockopt(socket.SOL_SOCKET, 83)  # SO_PASSRIGHTS
+        except OSError:
+            self.skipTest("a kernel before 6.16")
+        with self.assertRaises(PermissionError):
+            socket.send_fds(client.socket, [ASK], [client.socket.fileno()])
+        client.socket.sendall(ASK)
+        self.assertEqual(client.answer()["type"], "5")
+
     def test_leavers(self):
         self.start()
         for index in range(300):
@@ -266,6 +280,16 @@ class Machine(Attack):
                              {"/dev/null"})
 
 
+    def test_file_that_grows_too_large(self):
+        """A choice writes the file with indentation, and no start reads more than 1 MiB."""
+        content = json.dumps({"defaultUrl": ["http://x"] * 80000}, separators=(",", ":"))
+        configure(content)
+        self.start()
+        self.assertEqual(ask(choose(1))[0]["activeMessageType"], "4")
+        with open(CONF, encoding="utf-8") as file:
+            self.assertEqual(file.read(), content)
+
+
 class Server(Attack):
     def test_endless_bodies(self):
         """A health reply's body is thrown away, any other ends at 1 MiB; nothing is unpacked."""
@@ -346,3 +370,82 @@ class Server(Attack):
                 others = {"Failed:", "returnByte", "Attribute", "getServerData"} - {
                     text.split()[0] for text in texts}
                 self.assertEqual([text for text in others if texts and text in seen], [])
+
+
+def colliding(unit):
+    """A member with a name whose hash in Qt, a CRC32C, is the same for each 16-bit unit."""
+    crc = unit
+    for _ in range(16):
+        crc = crc >> 1 ^ (0x82F63B78 if crc & 1 else 0)
+    return b'"\\u%04x\\u%04x\\u%04x":0' % (unit, crc & 0xFFFF, crc >> 16)
+
+
+class Parser(Attack):
+    """What a text costs: processor time, so that other processes do not count, and memory."""
+
+    def costs(self):
+        with open(f"/proc/{self.pid}/stat", encoding="ascii") as file:
+            ticks = sum(map(int, file.read().rpartition(")")[2].split()[11:13]))
+        with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
+            peak = int(re.search(r"VmHWM:\s+(\d+)", file.read())[1])
+        return ticks / os.sysconf("SC_CLK_TCK"), peak * 1024, os.path.getsize(LOG)
+
+    @contextlib.contextmanager
+    def assert_cheap(self, seconds=1, mebibytes=8):
+        with Daemon() as daemon:
+            self.pid = daemon.process.pid
+            bound = (seconds + 2) * SLACK  # or a fault would take minutes
+            resource.prlimit(self.pid, resource.RLIMIT_CPU, (bound, bound))
+            before = self.costs()
+            yield
+            served()
+            costs = [now - then for now, then in zip(self.costs(), before)]
+        padding = min(SLACK, 2)  # a sanitizer pads each small piece of memory with as much again
+        for cost, most in zip(costs, (seconds * SLACK, mebibytes * MIB * padding, 8 * MIB)):
+            self.assertLess(cost, most, costs)
+
+    def test_one_write(self):
+        long = b"n" * 100000
+        names = b",".join(map(colliding, range(9000)))
+        escapes = b",".join(b'"\\u%04x":0' % unit for unit in range(256, 18256))
+        nested = b'{"":' + b"[" * 999 + b"1" + b"]" * 999 + b"}"
+        rows = (
+            ("a long name for many objects", 1, frame(b'{"' + long + b'":' + b"{:" * 45000)),
+            ("the same with an escape", 1, frame(b'{"\\"' + long + b'":' + b"{:}" * 25000)),
+            ("names of one hash", 1, frame(b"{" + names) + frame(b" ") * 254),
+            ("names in escapes", 1, frame(b"{" + escapes) + frame(b" ") * 250),
+            ("objects logged with each byte", 1,
+             (frame(b'{"":"' + b"x" * 62000) + frame(b"x") * 254 + frame(b'"}')) * 4),
+            ("lists in lists", 1, frame(nested) * 120),
+            ("choices", 2, frame(b'{"type":"4"}') * 12800),
+        )
+        for name, seconds, data in rows:
+            with self.subTest(name):
+                Case.setUp(self)
+                configure({"defaultUrl": [self.site.url]})
+                with self.assert_cheap(seconds):
+                    client = Client()
+                    self.write_whole(client, data)
+                    client.socket.close()
+
+    def test_names_of_a_reply(self):
+        names = b",".join(map(colliding, range(40000)))
+        self.site = Site((0, 200), (0, b"HTTP/1.1 200 OK\r\n\r\n{" + names + b"}"))
+        configure({"defaultUrl": [self.site.url], "healthPath": "/other"})
+        with self.assert_cheap(mebibytes=16):
+            poll(lambda: "getServerData is empty." in log())
+            ask(choose(0))
+            poll(lambda: log().count("returnByte") == 2)
+
+    def test_names_that_qt_takes_for_one(self):
+        """Its parser leaks the list of the first one."""
+        for first, second in ((b"\\ud800", "\ufffd".encode()), (b"\\ufeff", "\ufeff".encode()),
+                              (b"\0a", b"\0b")):
+            with self.subTest(first):
+                Case.setUp(self)
+                members = b'"%s":[%s1],"%s":1' % (first, b"[1]," * 10000, second)
+                with self.assert_cheap():
+                    for _ in range(40):
+                        client = Client()
+                        self.write_whole(client, frame(b"{" + members + b"}"))
+                        client.socket.close()

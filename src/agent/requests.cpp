@@ -13,6 +13,7 @@
 namespace {
 
 constexpr int kLineBytes = 64; // about what a log line holds besides the pending bytes
+constexpr int kContainerBytes = 32; // a list in a list takes 2 bytes of text, but 100 in memory
 
 /// The payloads of consecutive frames, until they make an object.
 class Pending
@@ -24,8 +25,9 @@ public:
         if (payload.size() > Requests::kMaxObjectBytes - m_bytes.size())
             return false;
         m_bytes += payload;
-        m_loggedBytes += kLineBytes + m_bytes.size();
-        return m_loggedBytes <= Requests::kMaxLoggedBytes && !m_names.add(payload);
+        m_cost += kLineBytes + m_bytes.size();
+        m_cost += kContainerBytes * (payload.count('[') + payload.count('{'));
+        return m_cost <= Requests::kMaxCost && !m_names.add(payload);
     }
 
     /// Moves the object to the list, if it is complete.
@@ -48,7 +50,7 @@ public:
 private:
     QByteArray m_bytes;
     JsonText::DuplicateNames m_names; // in these bytes
-    int m_loggedBytes = 0; // by all frames so far
+    int m_cost = 0; // of all frames so far
 };
 
 } // namespace
