@@ -8,24 +8,28 @@ complete -c quillonctl -f
 complete -c quillonctl -s h -l help -d 'Show the help'
 complete -c quillonctl -l version -d 'Show the version'
 
-set -l first -n __fish_use_subcommand
-complete -c quillonctl $first -a show -d 'Show the servers that the daemon knows'
-complete -c quillonctl $first -a use -d 'Choose a default server'
-complete -c quillonctl $first -a status -d 'Tell whether the daemon and its server are well'
-complete -c quillonctl $first -a log -d 'Show the log in clear'
-complete -c quillonctl $first -a monitor -d 'Show live what the daemon does'
-complete -c quillonctl $first -a check -d 'Tell what the daemon would make of a configuration'
+for first in __fish_use_subcommand '__fish_seen_subcommand_from help'
+    complete -c quillonctl -n $first -a show -d 'Show the default servers and the server in use'
+    complete -c quillonctl -n $first -a use -d 'Choose a default server'
+    complete -c quillonctl -n $first -a status -d 'Show whether the daemon answers and how its last probe ended'
+    complete -c quillonctl -n $first -a check -d 'Check a configuration file'
+    complete -c quillonctl -n $first -a monitor -d 'Print probes, choices and clients as they come'
+    complete -c quillonctl -n $first -a log -d 'Print the log in clear'
+    complete -c quillonctl -n $first -a help -d 'Show the help'
+    complete -c quillonctl -n $first -a version -d 'Show the version'
+end
 
 set -l asks '__fish_seen_subcommand_from show use status'
-complete -c quillonctl -n $asks -l timeout -x -d 'Give up after this many milliseconds'
+complete -c quillonctl -n $asks -l timeout -x -d 'Give up after this time'
 complete -c quillonctl -n $asks -l wait -d 'Keep trying until a daemon answers'
-complete -c quillonctl -n '__fish_seen_subcommand_from show use status check' -l json \
-    -d 'Print one JSON document'
+complete -c quillonctl -n '__fish_seen_subcommand_from show use status check monitor' -l json -d 'Print JSON'
+complete -c quillonctl -n '__fish_seen_subcommand_from use' -l probe -d 'Wait for the probe of the server'
 set -l has_index 'string match -qr -- "(?<!--timeout) \d" (string join -- " " (commandline -opc))'
 complete -c quillonctl -n "__fish_seen_subcommand_from use; and not $has_index" -k -a '(__quillonctl_servers)'
 
 set -l log '__fish_seen_subcommand_from log'
-complete -c quillonctl -n $log -l follow -d 'Go on with what is added'
+complete -c quillonctl -n $log -s f -l follow -d 'Go on with what is added'
+complete -c quillonctl -n $log -s n -l lines -x -d 'Begin with the last lines'
 complete -c quillonctl -n $log -l level -x -a 'debug info warning critical fatal' \
     -d 'Only messages of at least this level'
 complete -c quillonctl -n '__fish_seen_subcommand_from log monitor' -l since -x \

@@ -3,9 +3,7 @@
 
 #include "target.h"
 
-#include "answer.h"
-#include "configuration.h"
-#include "output.h"
+#include "daemonclient.h"
 
 #include <algorithm>
 
@@ -41,8 +39,8 @@ void checkConfiguration(const QJsonObject &message)
 
     const auto again = Configuration::fromMessage(configuration->toJson());
     require(again.has_value(), "the client reads its own JSON");
-    if (configuration->isLoaded)
-        require(again->toText() == configuration->toText(), "its own JSON has the same text");
+    if (configuration->toJson().value(QStringLiteral("loaded")).toBool())
+        require(*again == *configuration, "its own JSON has the same content");
 }
 
 void checkLine(const QJsonObject &message)

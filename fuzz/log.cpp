@@ -5,9 +5,8 @@
 
 #include "logencryption.h"
 #include "logevents.h"
-#include "logrenderer.h"
 #include "logtext.h"
-#include "terminaltext.h"
+#include "output.h"
 
 using Fuzz::require;
 
@@ -64,10 +63,10 @@ void checkScrambling(const QByteArray &text)
     // The base64 may contain the marker by chance; then the scrambled text seems to end there.
     if (scrambled.lastIndexOf(encryptedIdentity.data()) > 0)
         return;
-    const QByteArray plain = TerminalText::escaped(QByteArray(text).replace('\\', "\\\\"));
+    const QByteArray plain = Output::escaped(QByteArray(text).replace('\\', "\\\\"));
     require(LogText::inClear(scrambled) == plain, "a scrambled text is shown in clear");
     require(Fuzz::isPlainText(plain) && !plain.contains('\n'), "an escaped text is one line");
-    require(TerminalText::escaped(plain) == plain, "escaping twice changes nothing");
+    require(Output::escaped(plain) == plain, "escaping twice changes nothing");
 }
 
 } // namespace

@@ -1,7 +1,12 @@
+import fcntl
 import json
 import os
+import pty
+import shutil
 import socket
+import struct
 import subprocess
+import termios
 import threading
 import time
 
@@ -11,139 +16,208 @@ from daemon import (BIN, CONF, HAS_USERS, LOG, SOCKET, VERSION, Case, Client, Da
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
 CONFIGURATION = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUrl": "",
                  "confCustomHeadindex": 0, "defaultUrl": URLS}
+FOLDER = os.path.dirname(LOG)
+PATIENT = ("--timeout", "1m")  # for answers that come, however slow the machine is
+OTHER = "the running daemon has another configuration; restart it, or the next choice overwrites this file"
 
 
-class Real(Case):
+def start(*arguments, **options):
+    return subprocess.Popen([f"{BIN}/quillonctl", *arguments], text=True, stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, **options)
+
+
+def on_terminal(*arguments, until, **variables):
+    """What it writes to a terminal of 50 columns."""
+    ours, its = pty.openpty()
+    fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 50, 0, 0))
+    with subprocess.Popen([f"{BIN}/quillonctl", *arguments], stdout=its, stderr=its,
+                          env=os.environ | variables) as process:
+        os.close(its)
+        seen = b""
+        while until not in seen:
+            seen += os.read(ours, 4096)
+        process.kill()
+    os.close(ours)
+    return seen.decode()
+
+
+class Checks(Case):
+    def check(self, arguments, status, out="", err="", **options):
+        """One line on standard error, or none; both streams safe for a terminal."""
+        done = quillonctl(*arguments, **options)
+        self.assertEqual(done.returncode, status, done)
+        self.assertIn(out, done.stdout)
+        self.assertIn(err, done.stderr)
+        self.assertEqual(done.stderr.count("\n"), 1 if err else 0, done)
+        self.assertNotIn("\x1b", done.stdout + done.stderr)
+        return done
+
+
+class Real(Checks):
     """The client with the real daemon."""
 
     def test_show_and_use(self):
         configure({"defaultUrl": URLS, "confDefault": False, "confCustomUrl": "h/p"})
         with Daemon():
-            rows = (
-                (["show"], 0, "In use: custom address https://h/p", ""),
-                (["use", "1"], 0, r"* 1  http://127.0.0.1:2/", ""),
-                (["use", "7"], 1, "", "no default server with this index"),
-                (["use", "--json", "7"], 1, '"code":5', "index"),
-                (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', ""),
-            )
-            for arguments, status, out, err in rows:
+            for arguments, status, out, err in (
+                    (["show"], 0, "In use: https://h/p (custom address)\n", ""),
+                    (["use", "1"], 0, "* 1  http://127.0.0.1:2/\\x1B[31m\n", ""),
+                    (["use", "7"], 1, "", "no default server has this index"),
+                    (["use", "--json", "7"], 1, '"code":5', "index"),
+                    (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', "")):
                 with self.subTest(arguments):
-                    done = quillonctl(*arguments)
-                    self.assertEqual(done.returncode, status, done)
-                    self.assertIn(out, done.stdout)
-                    self.assertIn(err, done.stderr)
-                    self.assertEqual(done.stderr.count("\n"), 1 if err else 0)
-                    self.assertNotIn("\x1b", done.stdout)
-            os.remove("/etc/.zeno/.agent.json")
-            self.assertIn("missing", quillonctl("use", "0").stderr)
+                    self.check([*arguments, *PATIENT], status, out, err)
+            # Each of the three faults has the same code.
+            for spoil, err, mend in (
+                    (f"mount --bind {CONF} {CONF}", "is in use but was not saved", f"umount {CONF}"),
+                    (f"mv {CONF} {CONF}.old", f"was not made, because {CONF} is missing", f"mkdir {CONF}"),
+                    ("", "was not made, because /etc/.zeno/.agent.json cannot be opened", f"rmdir {CONF}")):
+                self.assertEqual(os.system(spoil), 0)
+                self.check(["use", "1" if "saved" in err else "0", *PATIENT], 1, "", err)
+                self.assertEqual(os.system(mend), 0)
+
+    def test_use_with_probe(self):
+        site = Site((0, 200), (0, 200), (0, 503), (0, 200), (0, 503))
+        configure({"defaultUrl": [site.url, URLS[0]]})
+        with Daemon():
+            poll(lambda: "Attribute  200" in log())
+            probe = ["--probe", *PATIENT]
+            self.check(["use", "0", *probe], 0, "Probe: HTTP status 200, 2")
+            self.check(["use", "0", *probe], 6, "* 0", "the probe failed: HTTP status 503")
+            refused = self.check(["use", "1", "--json", *probe], 6, "", "(Connection refused)")
+            self.assertEqual(json.loads(refused.stdout)["probe"]["httpStatus"], 0)
+            # The outcome of a choice that another program makes meanwhile is not ours.
+            other = Client()
+            with start("use", "0", *probe) as ours:
+                poll(lambda: any("socket:" in os.readlink(f"/proc/{ours.pid}/fd/{descriptor}")
+                                 for descriptor in os.listdir(f"/proc/{ours.pid}/fd")))
+                other.socket.sendall(choose(0))
+                poll(lambda: log().count("Attribute  200") == 3)
+                other.leave()
+                self.assertEqual(ours.wait(60), 6, ours.communicate())
+            if HAS_USERS:
+                os.chmod(LOG, 0o600)
+                self.check(["use", "1", *probe], 1, "", "run this as root", user=65534)
+                self.assertEqual(ask()[-1]["confDefaultIndex"], 0)
+            self.assertEqual(os.system(f"mount -r --bind {FOLDER} {FOLDER}"), 0)
+            self.check(["use", "1", *probe], 5, "", "does not show it")
+            self.assertEqual(os.system(f"umount {FOLDER}"), 0)
 
     def test_waits_while_another_is_served(self):
         with Daemon():
             first = Client()
-            with subprocess.Popen([f"{BIN}/quillonctl", "show"], stdout=subprocess.DEVNULL) as next_one:
+            with start("show", *PATIENT) as next_one:
                 first.socket.close()
-                self.assertEqual(next_one.wait(10), 0)
+                self.assertEqual(next_one.wait(60), 0)
 
     def test_log(self):
         configure({"defaultUrl": URLS})
         with Daemon():
-            Client(b"\x1b]0;x\x07\xff")
-            poll(lambda: "recv client data" in log())
-            shown = quillonctl("log").stdout
-            self.assertIn('server-url=  "http://127.0.0.1:1"', shown)
+            Client(b"\x1b]0;x\x07\xff").leave()
+            shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"').stdout
             self.assertIn(r"\x1B]0;x\x07\xFF", shown)
             self.assertNotIn("LogEncryption", shown)
-            warnings = quillonctl("log", "--level", "warning").stdout
-            self.assertIn("qWarning", warnings)
-            self.assertNotIn("[Debug", warnings)
-            self.assertEqual(quillonctl("log", "--since", "2999-01-01").stdout, "")
-            self.assertEqual(quillonctl("log", "/nowhere").returncode, 1)
-
-            with subprocess.Popen([f"{BIN}/quillonctl", "log", "--follow", "--level", "warning"],
-                                  stdout=subprocess.PIPE, text=True) as follower:
-                self.assertIn("zeno-version", follower.stdout.readline())
+            last = [line for line in shown.splitlines() if line.startswith("[qWarning")][-2:]
+            for name in ("warning", "warn"):
+                done = self.check(["log", "--level", name, "-n", "2"], 0)
+                self.assertEqual(done.stdout.splitlines(), last)
+            self.assertEqual(self.check(["log", "--since", "2999-01-01T00:00:00+01:00"], 0).stdout, "")
+            self.check(["log", "/nowhere"], 1, "", "No such file")
+            with start("log", "-f", "-n1", "--level", "warning") as follower:
+                self.assertEqual(follower.stdout.readline(), f"{last[-1]}\n")
+                with open(LOG, "a", encoding="ascii") as file:
+                    file.write("[qWarning:2026-01-01 00:00:00:x.cpp line:1] cut short")
                 os.remove(LOG)
                 Client(b"rubbish")
-                seen = ""
-                while "not sent by" not in seen:
-                    seen = follower.stdout.readline()
+                self.assertRegex(follower.stdout.readline(), "cut short\n")
+                self.assertRegex(follower.stdout.readline(), "PeerClosedError|not sent by")
                 follower.kill()
 
+    def look(self, text, *arguments, **options):
+        """Any time until status shows the text; its exit status."""
+        seen = []
+        poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options)) or seen[-1].stdout), 60)
+        self.assertEqual(seen[-1].stderr, "")
+        return seen[-1].returncode
 
     def test_status(self):
+        look = self.look
         site = Site((0, 200), (0, 503), (60, 200))
         configure({"defaultUrl": [site.url, URLS[0]]})
 
-        def look(text, *arguments, **options):
-            """Any time until the text is told; the exit status."""
-            seen = []
-            poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options))
-                                  or seen[-1].stdout))
-            self.assertEqual(seen[-1].stderr, "")
-            return seen[-1].returncode
-
         with Daemon() as daemon:
-            self.assertEqual(look("status 200, "), 0)
-            self.assertEqual(look(f"Process:     {daemon.process.pid}, since 2"), 0)
-            for index, text in ((0, "status 503, "), (0, "pending, sent"), (1, "(Connection refused)")):
-                ask(choose(index))
-                self.assertEqual(look(text), 1)
-            self.assertEqual(look("2  servicecore.cpp: warning: http nStatus\n"), 1)
+            self.assertEqual(look("status 200, ", *PATIENT), 0)
+            self.assertEqual(look(f"Process:     {daemon.process.pid}, since 2", *PATIENT), 0)
+            ask(choose(0))
+            self.assertEqual(look("status 503, ", *PATIENT), 1)
+            ask(choose(1))
+            self.assertEqual(look('"serverIndex":1', "--json", *PATIENT), 1)
+            self.assertEqual(look("2  warning: http nStatus\n", *PATIENT), 1)
+            configure({"defaultUrl": URLS})
+            self.assertEqual(look(OTHER, *PATIENT), 1)
+            self.assertIn(OTHER, quillonctl("check").stdout)
+            if HAS_USERS:
+                os.chmod(LOG, 0o600)
+                self.assertEqual(look("run this as root", user=65534, *PATIENT), 5)
             other = Client()
             self.assertEqual(look("one program at a time", "--timeout", "300"), 4)
             other.leave()
-            if HAS_USERS:
-                os.chmod(LOG, 0o600)
-                self.assertEqual(look("run this as root", user=65534), 1)
-        self.assertEqual(look('"httpStatus":0', "--json"), 3)
+        self.assertEqual(look('"error":"no-daemon"', "--json"), 3)
+
+    def test_status_of_unknown_outcome(self):
+        """With a server that never answers, so that no outcome comes in between."""
         server = socket.create_server(("127.0.0.1", 0))
-        server.settimeout(10)
         configure({"defaultUrl": [f"http://127.0.0.1:{server.getsockname()[1]}"]})
-        folder = os.path.dirname(LOG)
-        with server, Daemon(stderr=subprocess.DEVNULL), server.accept()[0] as peer:
-            self.assertEqual(look("pending, sent"), 1)
+        with server, Daemon(stderr=subprocess.DEVNULL):
             for spoil, text, mend in (
-                    (f"rm {LOG}", "none told by the log", ""),
-                    (f"mount --bind {CONF} {CONF} && ! {BIN}/quillonctl use 0 2>/dev/null",
+                    (f"mount --bind {CONF} {CONF} && ! {BIN}/quillonctl use 0 --timeout 1m 2>/dev/null",
                      "none since this server was chosen", f"umount {CONF}"),
-                    ("", "none since this server was chosen", ""),  # when it ended
-                    (f"mount -r --bind {folder} {folder}", "is not written any more",
-                     f"umount {folder}"),
+                    (f"mount -r --bind {FOLDER} {FOLDER}", "does not write", f"umount {FOLDER}"),
+                    (f"rm {LOG}", "none in the log", "true"),
                     (f"rm {LOG} && mkfifo {LOG}", "not a regular file", f"rm {LOG}")):
                 self.assertEqual(os.system(spoil), 0)
-                self.assertEqual(look(text), 1)
-                self.assertEqual(os.system(mend), 0)
-                if CONF in spoil:
-                    peer.sendall(b"HTTP/1.1 200 X\r\nContent-Length: 0\r\n\r\n")
-                    poll(lambda: "Attribute  200" in log())
+                try:
+                    self.assertEqual(self.look(text, *PATIENT), 5)
+                finally:
+                    self.assertEqual(os.system(mend), 0)
+            ask(choose(0))
+            self.assertEqual(self.look("timed out", *PATIENT), 1)
 
     def test_monitor(self):
         configure({"defaultUrl": URLS})
-        with Daemon():
-            poll(lambda: "http nStatus" in log())
-            with subprocess.Popen([f"{BIN}/quillonctl", "monitor", "--since", "1h"], text=True,
-                                  stdout=subprocess.PIPE) as monitor:
-                def seen(*texts):
-                    for text in texts:
-                        self.assertRegex(monitor.stdout.readline(), f"^2[-0-9]* [:0-9]*  {text}\n$")
-                seen(f"start    version {VERSION}", "probe    http://127.0.0.1:1/v1/harbor/health",
-                     r"outcome  no HTTP response \(Connection refused\)")
-                os.remove(LOG)
-                Client(choose(1) + choose(9)).leave()
-                seen("client   came", "choice   default server 1",
-                     r"probe    http://127.0.0.1:2/\\x1B\[31m/v1/harbor/health",
-                     "choice   default server 9", "fault    not server url index.")
-                monitor.kill()
+        with start("monitor", "--json") as early:
+            self.assertIn("the daemon is not running; waiting", early.stderr.readline())
+            with Daemon():
+                poll(lambda: "http nStatus" in log())
+                events = [json.loads(early.stdout.readline()) for _ in range(3)]
+                early.kill()
+                self.assertEqual([event["event"] for event in events], ["start", "probe", "outcome"])
+                self.assertRegex(events[0]["time"], r"^2[-0-9]*T[:0-9]*(Z|[-+]\d\d:\d\d)$")
+                self.assertEqual((events[2]["httpStatus"], events[0]["text"]), (0, f"version {VERSION}"))
+                for term, colour in (("dumb", False), ("xterm", True)):
+                    seen = on_terminal("monitor", "--since", "1h", until=b"refused", TERM=term)
+                    self.assertEqual("\x1b[1mstart " in seen, colour)
+                with start("monitor", "--since", "1h") as monitor:
+                    def seen(*texts):
+                        for text in texts:
+                            self.assertRegex(monitor.stdout.readline(), f"^2[-0-9]* [:0-9]*  {text}\n$")
+                    seen(f"start    version {VERSION}", "probe    http://127.0.0.1:1/v1/harbor/health",
+                         r"outcome  no HTTP response \(Connection refused\)")
+                    os.remove(LOG)
+                    Client(choose(1) + choose(9)).leave()
+                    seen("client   came", "choice   default server 1",
+                         r"probe    http://127.0.0.1:2/\\x1B\[31m/v1/harbor/health",
+                         "choice   default server 9", "fault    not server url index.")
+                    monitor.kill()
 
 
-class Alone(Case):
+class Alone(Checks):
     """The client without a daemon, or with one that misbehaves."""
 
     def serve(self, answer):
         """Answers one connection and goes silent; None closes it instead."""
-        os.makedirs(os.path.dirname(SOCKET), exist_ok=True)
-        if os.path.exists(SOCKET):
-            os.remove(SOCKET)
+        shutil.rmtree(os.path.dirname(SOCKET), ignore_errors=True)
+        os.makedirs(os.path.dirname(SOCKET))
         server = socket.socket(socket.AF_UNIX)
         server.bind(SOCKET)
         server.listen()
@@ -172,33 +246,34 @@ class Alone(Case):
         for name, answer, status in rows:
             with self.subTest(name):
                 self.serve(answer)
-                done = quillonctl("show", "--json", "--timeout", "400", timeout=10)
+                time_out = ("--timeout", "400") if status == 4 else PATIENT
+                done = quillonctl("show", "--json", *time_out)
                 document = json.loads(done.stdout)
                 self.assertEqual((done.returncode, document["status"], document["ok"]),
                                  (status, status, status == 0))
                 self.assertEqual(done.stderr.count("\n"), 1 if status else 0)
 
     def test_no_daemon(self):
-        self.assertIn("no socket", quillonctl("show").stderr)
+        self.check(["show"], 3, "", "no socket")
         os.makedirs(os.path.dirname(SOCKET))
         with socket.socket(socket.AF_UNIX) as dead:
             dead.bind(SOCKET)
-            refused = quillonctl("show", "--json")
-        self.assertEqual((refused.returncode, "refused" in refused.stderr), (3, True))
-        self.assertEqual(json.loads(refused.stdout)["error"], "no-daemon")
+        self.check(["show", "--json"], 3, '"error":"no-daemon"', "refused")
         if HAS_USERS:
             self.serve(b"")
             os.chmod(SOCKET, 0o600)
-            barred = quillonctl("show", user=65534)
-            self.assertEqual((barred.returncode, "no permission" in barred.stderr), (3, True))
+            self.check(["show", "--json"], 3, '"error":"no-permission"', "no permission", user=65534)
+        with start("log", "--follow", "/run/later") as follower:
+            self.assertIn("no log /run/later; waiting", follower.stderr.readline())
+            follower.stdout.close()
+            self.assertEqual(follower.wait(60), 0)  # sees that the reader has left
 
     def test_wait(self):
-        start = time.monotonic()
-        self.assertEqual(quillonctl("show", "--wait", "--timeout", "300").returncode, 3)
-        self.assertGreaterEqual(time.monotonic() - start, 0.3)
-        with subprocess.Popen([f"{BIN}/quillonctl", "show", "--wait", "--timeout", "20000"],
-                              stdout=subprocess.DEVNULL) as patient, Daemon():
-            self.assertEqual(patient.wait(10), 0)
+        begin = time.monotonic()
+        self.check(["show", "--wait", "--timeout", "300"], 3, "", "no socket")
+        self.assertGreaterEqual(time.monotonic() - begin, 0.3)
+        with start("show", "--wait", *PATIENT) as patient, Daemon():
+            self.assertEqual(patient.wait(60), 0)
 
     def test_check(self):
         rows = (
@@ -208,8 +283,8 @@ class Alone(Case):
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),
             ({"confDefault": False, "confCustomUrl": "h", "confDefaultIndex": 2}, "has this index"),
             ({"defaultUrl": [URLS[0], 5]}, 'entry 1: not a string: "5" is used'),
-            ({"defaultUrl": [URLS[0], "host"]}, "entry 1: no valid http:// or https:// URL"),
-            ({"defaultUrl": ["https://h:99999"]}, "no valid"), ({"defaultUrl": [""]}, "no valid"),
+            ({"defaultUrl": [URLS[0], "host"]}, "entry 1: not a valid http:// or https:// URL"),
+            ({"defaultUrl": ["https://h:99999"]}, "not a valid"), ({"defaultUrl": [""]}, "not a valid"),
             ({"defaultUrl": ["https://http://h"]}, "two schemes"),
             ({"confDefault": False, "confCustomUrl": "http://h"}, "two schemes"),
             ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
@@ -220,17 +295,30 @@ class Alone(Case):
         for content, fault in rows:
             with self.subTest(content):
                 configure(content)
-                done, document = quillonctl("check"), json.loads(quillonctl("check", "--json").stdout)
-                self.assertEqual((done.returncode, document["status"]), (int(fault is not None),) * 2)
-                self.assertIn(fault or "Probe URL:     http://127.0.0.1:1/v1/harbor/health", done.stdout)
-        self.assertEqual(quillonctl("check", "/run").returncode, 1)
+                self.check(["check"], int(fault is not None),
+                           fault or "Probe URL:     http://127.0.0.1:1/v1/harbor/health")
+        document = json.loads(self.check(["check", "-", "--json"], 1, input='{"a": 0, "confDefault": 7}').stdout)
+        self.assertEqual([fault["kind"] for fault in document["faults"]], ["mistyped", "unknown", "no-address"])
+        self.check(["check", "/run"], 1, "", "not a file of at most 1 MiB")
+        self.check(["check", "-", "--json"], 1, '"error":"unreadable"', "1 MiB", input="1" * 2**20 + "1")
 
     def test_usage(self):
-        for line in ("", "x", "show x", "use", "use x", "use 1 2", "use 99999999999", "show --level info",
-                     "show --timeout 0", "log --since x", "log --level x", "monitor x", "check a b", "log - --follow"):
+        for line in ("", "x", "show x", "use", "use x", "use -- -1", "use 1 2", "use 99999999999", "help x", "--x",
+                     "show --level info", "show --timeout 0", "show --timeout 9w", "log --since x", "log --level x",
+                     "log -n -1", "monitor x", "check a b", "log - --follow"):
             with self.subTest(line):
-                done = quillonctl(*line.split())
-                self.assertEqual((done.returncode, done.stdout), (2, ""), done)
-                self.assertEqual(done.stderr.count("\n"), 1)
-        self.assertIn("3  no daemon reachable", quillonctl("--help").stdout)
-        self.assertEqual(quillonctl("--version").stdout, f"quillonctl {VERSION}\n")
+                self.check(line.split(), 2, "", "see 'quillonctl help")
+        self.check(["show", "--json", "x"], 2, '"error":"usage"', "show")
+        self.check(["version"], 0, f"quillonctl {VERSION}\n")
+        self.check(["log", "--help"], 0, quillonctl("help", "log").stdout)
+        self.assertNotIn("  3  ", quillonctl("help", "log").stdout)
+        wide = on_terminal("help", until=b"  6  ").splitlines()
+        self.assertIn(max(map(len, wide)), range(40, 51))
+        for output, status in (("/dev/full", 1), ("/dev/null", 0)):
+            with open(output, "w", encoding="ascii") as file:
+                self.assertEqual(subprocess.call([f"{BIN}/quillonctl", "help"], stdout=file,
+                                                 stderr=subprocess.DEVNULL), status)
+        reader, writer = os.pipe()
+        os.close(reader)
+        self.assertEqual(subprocess.call([f"{BIN}/quillonctl", "help"], stdout=writer), 0)
+        os.close(writer)

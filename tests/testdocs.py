@@ -105,13 +105,15 @@ class Docs(Case):
                     self.assertEqual(
                         set(re.findall(r"--\w+", shell(f"quillonctl {command} -"))),
                         set(re.findall(r"--\w+", quillonctl(command, "--help").stdout)))
-                for line, words in (("use ", []), ("log --level w", ["warning"])):
+                for line, words in (("use ", []), ("log --level w", ["warning"]), ("help ch", ["check"])):
                     self.assertEqual(re.findall(r"^\w+", shell(f"quillonctl {line}"), re.M), words)
                 configure({"defaultUrl": URLS})
                 with Daemon():
                     for line, indices in (("use ", ["0", "1"]), ("use --timeout 9 ", ["0", "1"]),
-                                          ("use 1 ", [])):
+                                          ("use --probe 1", ["1"]), ("use 1 ", [])):
                         self.assertEqual(re.findall(r"^\d+", shell(f"quillonctl {line}"), re.M), indices)
+                    if shell != zsh:  # which gets the address as a description
+                        self.assertIn(URLS[1], shell("quillonctl use "))
 
     def test_protocol(self):
         """The bytes that its page shows, and the clients."""

@@ -39,10 +39,10 @@ Frame::Slice Frame::take(const QByteArray &bytes, int position, Sender expected)
 
     const qint32 length = fieldAt(bytes, position + kFieldBytes);
     if (length < 0)
-        return {State::BadLength, {}, position};
+        return {State::BadLength, {}, position, length};
     if (length > available - kHeaderBytes)
-        return {State::CutShort, {}, position};
+        return {State::CutShort, {}, position, length};
 
     const int start = position + kHeaderBytes;
-    return {State::Complete, bytes.mid(start, length), start + length};
+    return {State::Complete, bytes.mid(start, length), start + length, length};
 }

@@ -25,6 +25,7 @@ struct Slice
     State state;
     QByteArray payload; ///< empty unless the frame is complete
     int end; ///< position of the first byte behind the frame; the start unless it is complete
+    qint32 length = 0; ///< that the header names; 0 while there is no header of the expected sender
 };
 
 inline constexpr int kHeaderBytes = 8;

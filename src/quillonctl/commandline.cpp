@@ -1,144 +1,151 @@
 #include "commandline.h"
 
+#include "commands.h"
 #include "commandtable.h"
-#include "optionvalues.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QDateTime>
 
-#include <algorithm>
+#include <limits>
 
 namespace {
 
 using CommandTable::Command;
 using CommandTable::Option;
 
-/// " [show, use]"; empty for an option of all commands.
-QString commandsWith(const Option &option)
+constexpr std::chrono::milliseconds kProbeTimeout{15000}; // of which the probe may take 8 s
+
+// QString::toInt() alone accepts blanks, a plus sign and leading zeros.
+std::optional<int> decimal(const QString &text)
 {
-    QStringList names;
-    for (const Command &command : CommandTable::commands) {
-        if ((command.group & option.group) != 0)
-            names.append(command.name);
-    }
-    return option.group == CommandTable::EveryGroup
-               ? QString()
-               : QStringLiteral(" [%1]").arg(names.join(QLatin1String(", ")));
+    bool isNumber = false;
+    const int number = text.toInt(&isNumber);
+    if (!isNumber || number < 0 || QString::number(number) != text)
+        return {};
+    return number;
 }
 
-void addOptions(QCommandLineParser &parser, CommandTable::Group groups)
+/// A number with the unit s, m, h or d.
+std::optional<qint64> secondsIn(const QString &text)
+{
+    constexpr int unitSeconds[] = {1, 60, 3600, 86400};
+    const int unit = text.isEmpty() ? -1 : QStringLiteral("smhd").indexOf(text.back());
+    const auto count = decimal(text.left(text.size() - 1));
+    if (unit < 0 || !count)
+        return {};
+    return qint64(*count) * unitSeconds[unit];
+}
+
+bool readTimeout(const QString &value, Options &options)
+{
+    const auto seconds = secondsIn(value);
+    const qint64 time = seconds ? 1000 * *seconds : decimal(value).value_or(0);
+    options.timeout = std::chrono::milliseconds(time);
+    return time > 0 && time <= std::numeric_limits<int>::max();
+}
+
+bool readSince(const QString &value, Options &options)
+{
+    const auto age = secondsIn(value);
+    const QDateTime time = age ? QDateTime::currentDateTime().addSecs(-*age)
+                               : QDateTime::fromString(value, Qt::ISODate).toLocalTime();
+    options.since = LogText::timeText(time);
+    return time.isValid();
+}
+
+bool readLevel(const QString &value, Options &options)
+{
+    const auto level = LogText::levelNamed(value);
+    options.level = level.value_or(options.level);
+    return level.has_value();
+}
+
+/// Puts a value into the options. Returns false when it is not one of this option.
+bool readOption(char id, const QString &value, Options &options)
+{
+    switch (id) {
+    case 't':
+        return readTimeout(value, options);
+    case 's':
+        return readSince(value, options);
+    case 'n':
+        options.lines = decimal(value);
+        return options.lines.has_value();
+    case 'l':
+        return readLevel(value, options);
+    case 'j':
+        options.json = true;
+        break;
+    case 'w':
+        options.wait = true;
+        break;
+    case 'p':
+        options.probe = true;
+        break;
+    case 'f':
+        options.follow = true;
+        break;
+    default:
+        break;
+    }
+    return true;
+}
+
+QStringList namesOf(const Option &option)
+{
+    return QString(QLatin1String(option.names)).split(QLatin1Char(','));
+}
+
+/// Returns what is wrong; else nothing.
+QByteArray readOptions(const Command &command, const QCommandLineParser &parser, Options &options)
 {
     for (const Option &option : CommandTable::options) {
-        if ((option.group & groups) == 0)
+        const QString name = namesOf(option).constLast();
+        const QString value = parser.value(name);
+        if (!parser.isSet(name))
             continue;
-        QStringList names{option.name};
-        if (option.name == CommandTable::helpOption)
-            names.prepend(QStringLiteral("h"));
-        const bool isGeneral = groups == CommandTable::EveryGroup;
-        const QString suffix = isGeneral ? commandsWith(option) : QString();
-        parser.addOption({names, option.description + suffix, option.value});
+        if (!CommandTable::takes(command, option))
+            return command.name + (" does not take --" + name.toUtf8());
+        if (!readOption(option.id, value, options))
+            return "--" + name.toUtf8() + " does not take '" + value.toUtf8() + '\'';
     }
-}
-
-const Command *commandNamed(const QString &name)
-{
-    const auto *const found =
-        std::find_if(std::begin(CommandTable::commands), std::end(CommandTable::commands),
-                     [&name](const Command &command) { return name == command.name; });
-    return found == std::end(CommandTable::commands) ? nullptr : found;
-}
-
-CommandLine::Invocation fault(const QString &text)
-{
-    CommandLine::Invocation invocation;
-    invocation.fault = text + QStringLiteral("; see 'quillonctl --help'");
-    return invocation;
-}
-
-/// The parser's sentence, which it has after a failure, as a part of ours.
-QString sentenceOf(const QCommandLineParser &parser)
-{
-    QString text = parser.errorText();
-    text[0] = text.at(0).toLower();
-    if (text.endsWith(QLatin1Char('.')))
-        text.chop(1);
-    return text;
-}
-
-CommandLine::Invocation shown(const QCommandLineParser &parser)
-{
-    CommandLine::Invocation invocation;
-    invocation.text = parser.isSet(CommandTable::helpOption)
-                          ? parser.helpText() + QLatin1Char('\n') + CommandTable::exitStatuses
-                          : QStringLiteral("%1 %2\n").arg(QCoreApplication::applicationName(),
-                                                          QCoreApplication::applicationVersion());
-    return invocation;
-}
-
-bool isShown(const QCommandLineParser &parser)
-{
-    return parser.isSet(CommandTable::helpOption) || parser.isSet(CommandTable::versionOption);
-}
-
-QString listOfCommands()
-{
-    constexpr int callWidth = -14; // negative: to the left
-    QString list = QStringLiteral("Shows and changes what the quillon daemon does.\n\nCommands:");
-    for (const Command &command : CommandTable::commands) {
-        const QString call = command.name + QLatin1Char(' ') + command.argument;
-        list += QStringLiteral("\n  %1%2").arg(call, callWidth).arg(command.description);
-    }
-    return list;
-}
-
-/// Empty, or what is wrong.
-QString readOptions(const QCommandLineParser &parser, Options &options)
-{
-    for (const Option &option : CommandTable::options) {
-        if (option.read == nullptr || !parser.isSet(option.name))
-            continue;
-        QString wrong = option.read(parser.value(option.name), options);
-        if (!wrong.isEmpty())
-            return wrong;
-    }
+    if (options.probe && !parser.isSet(QStringLiteral("timeout")))
+        options.timeout = kProbeTimeout;
     return {};
 }
 
-/// Empty, or what is wrong.
-QString readArgument(const Command &command, const QStringList &arguments, Options &options)
+/// Returns false when the command does not take this argument.
+bool readArgument(const Command &command, const QString &value, Options &options)
 {
-    const bool isNeeded = !command.argument.isEmpty() && *command.argument.begin() != '[';
-    if (arguments.isEmpty())
-        return isNeeded
-                   ? QStringLiteral("%1 needs its argument %2").arg(command.name, command.argument)
-                   : QString();
-    if (command.read == nullptr || arguments.size() > 1)
-        return QStringLiteral("%1 does not take the argument '%2'")
-            .arg(command.name, arguments.constLast());
-    return command.read(arguments.constFirst(), options);
+    options.argument = value;
+    if (command.run == CommandTable::showHelp)
+        return CommandTable::commandNamed(value) != nullptr;
+    if (command.run == Commands::use) {
+        const auto index = decimal(value);
+        options.serverIndex = index.value_or(0);
+        return index.has_value();
+    }
+    const bool isStandardInput = value == QLatin1String("-");
+    return *command.argument != '\0' && !(isStandardInput && options.follow);
 }
 
-CommandLine::Invocation parseCommand(const Command &command, const QStringList &arguments)
+/// Returns what is wrong; else nothing.
+QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
-    QCommandLineParser parser;
-    addOptions(parser, command.group);
-    parser.addPositionalArgument(command.name, command.description,
-                                 command.name + QLatin1Char(' ') + command.argument);
-    if (!parser.parse(arguments))
-        return fault(QStringLiteral("%1: %2").arg(command.name, sentenceOf(parser)));
-    if (isShown(parser))
-        return shown(parser);
-
-    CommandLine::Invocation invocation;
-    QString wrong = readOptions(parser, invocation.options);
-    if (wrong.isEmpty())
-        wrong = readArgument(command, parser.positionalArguments().mid(1), invocation.options);
-    if (wrong.isEmpty())
-        wrong = OptionValues::contradictionIn(invocation.options);
+    const QByteArray wrong = readOptions(command, parser, options);
+    const QStringList arguments = parser.positionalArguments().mid(1);
     if (!wrong.isEmpty())
-        return fault(wrong);
-    invocation.run = command.run;
-    return invocation;
+        return wrong;
+    if (arguments.isEmpty())
+        return command.run == Commands::use ? "use needs the INDEX of a server" : "";
+    if (arguments.size() == 1 && readArgument(command, arguments.constFirst(), options))
+        return {};
+    return command.name + (" does not take '" + arguments.constLast().toUtf8()) + '\'';
+}
+
+CommandLine::Invocation fault(const QByteArray &text, const QByteArray &topic = {})
+{
+    return {nullptr, {}, text + "; see 'quillonctl help" + topic + '\''};
 }
 
 } // namespace
@@ -146,22 +153,24 @@ CommandLine::Invocation parseCommand(const Command &command, const QStringList &
 CommandLine::Invocation CommandLine::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(listOfCommands());
-    addOptions(parser, CommandTable::EveryGroup);
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("One of the above."));
-    const bool isUnderstood = parser.parse(arguments);
+    for (const Option &option : CommandTable::options)
+        parser.addOption({namesOf(option), {}, QLatin1String(option.value)});
+    if (!parser.parse(arguments))
+        return fault(parser.errorText().chopped(1).toUtf8());
 
     const QString name = parser.positionalArguments().value(0);
-    if (const Command *command = commandNamed(name))
-        return parseCommand(*command, arguments);
-    if (!parser.positionalArguments().isEmpty())
-        return fault(QStringLiteral("unknown command '%1'").arg(name));
-    if (!isUnderstood)
-        return fault(sentenceOf(parser));
-    return isShown(parser) ? shown(parser) : fault(QStringLiteral("no command given"));
-}
-
-bool CommandLine::asksForJson(const QStringList &arguments)
-{
-    return arguments.contains(QStringLiteral("--") + CommandTable::jsonOption);
+    if (parser.isSet(QStringLiteral("version")))
+        return {CommandTable::showVersion, {}, {}};
+    const Command *command = CommandTable::commandNamed(name);
+    Invocation invocation;
+    if (parser.isSet(QStringLiteral("help"))) {
+        invocation.run = CommandTable::showHelp;
+        invocation.options.argument = name;
+        return invocation;
+    }
+    if (command == nullptr)
+        return fault(name.isEmpty() ? "no command given" : "unknown command " + name.toUtf8());
+    invocation.run = command->run;
+    const QByteArray wrong = read(*command, parser, invocation.options);
+    return wrong.isEmpty() ? invocation : fault(wrong, QByteArray(" ") + command->name);
 }

@@ -1,27 +1,41 @@
 #pragma once
 
-#include "exitstatus.h"
-#include "options.h"
+#include "logtext.h"
+#include "output.h"
 
 #include <QStringList>
 
-/// What the arguments of the program ask for.
+#include <chrono>
+#include <optional>
+
+/// What the command line asks for, every value checked. Each command reads its own members.
+struct Options
+{
+    std::optional<QString> argument; ///< the FILE or COMMAND; "-" is standard input
+    int serverIndex = 0;
+    bool json = false;
+
+    std::chrono::milliseconds timeout{3000};
+    bool wait = false;
+    bool probe = false;
+
+    bool follow = false;
+    std::optional<int> lines; ///< how many of the last lines; nothing means all
+    LogText::Level level = LogText::Level::Debug;
+    QByteArray since; ///< in the log's time format; empty means no limit
+};
+
+/// Reads the arguments of the program.
 namespace CommandLine {
 
 struct Invocation
 {
-    /// The command to run with the options; null when there is only text to be shown.
-    ExitStatus (*run)(const Options &) = nullptr;
+    ExitStatus (*run)(const Options &) = nullptr; ///< null when the arguments are wrong
     Options options;
-    QString text; ///< help or version
-    QString fault; ///< what is wrong with the arguments, in one line; else empty
+    QByteArray fault; ///< what is wrong with the arguments, in one line; else empty
 };
 
-/// Reads the arguments, the program's name first. Needs the application object,
-/// whose name and version stand in the texts.
+/// Reads the arguments, the program's name first. Help and version are commands too.
 Invocation parse(const QStringList &arguments);
-
-/// True when a program waits for JSON, however wrong the arguments are.
-bool asksForJson(const QStringList &arguments);
 
 } // namespace CommandLine

@@ -1,91 +1,178 @@
 #include "commandtable.h"
 
-#include "checkcommand.h"
-#include "configcommands.h"
-#include "logcommand.h"
-#include "monitorcommand.h"
-#include "options.h"
-#include "optionvalues.h"
-#include "statuscommand.h"
+#include "commandline.h"
+#include "commands.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <cstring>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 
-template<bool Options::*member>
-QString turnOn(const QString & /*value*/, Options &options)
+using CommandTable::Command;
+using CommandTable::Option;
+
+constexpr int kUsualWidth = 80;
+constexpr int kMinWidth = 40;
+constexpr int kIndent = 18;
+
+struct Exit
 {
-    options.*member = true;
-    return {};
+    const char *status;
+    const char *commands; ///< empty for all
+    const char *meaning;
+};
+
+const Exit kExits[] = {
+    {"  0", "", "success"},
+    {"  0", "status", "the daemon answers and its last probe gave 200"},
+    {"  0", "check", "nothing is wrong with the file"},
+    {"  1", "", "a file cannot be read, or the output cannot be written"},
+    {"  1", "show use status", "the daemon refused, or its answer is invalid"},
+    {"  1", "status", "the last probe failed"},
+    {"  1", "check", "something is wrong with the file"},
+    {"  2", "", "wrong usage"},
+    {"  3", "show use status", "no daemon reachable: no socket, refused, or no permission"},
+    {"  4", "show use status", "no answer in time; a choice may still take effect"},
+    {"  5", "use status", "the outcome of the probe is unknown"},
+    {"  6", "use", "the choice was made, but its probe failed"},
+};
+
+int screenWidth()
+{
+    winsize size = {};
+    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? std::max<int>(size.ws_col, kMinWidth) : kUsualWidth;
+}
+
+/// A row of two columns, the right one wrapped.
+QByteArray row(const QByteArray &left, const QByteArray &right, int indent)
+{
+    static const int width = screenWidth();
+    QByteArray text = left.leftJustified(indent);
+    int column = indent;
+    const QByteArrayList words = right.split(' ');
+    for (const QByteArray &word : words) {
+        if (column > indent) {
+            const bool fits = column + 1 + word.size() <= width;
+            text += fits ? QByteArray(" ") : '\n' + QByteArray(indent, ' ');
+            column = fits ? column + 1 : indent;
+        }
+        text += word;
+        column += word.size();
+    }
+    return text + '\n';
+}
+
+QByteArray labelOf(const Option &option)
+{
+    const QByteArray names = option.names;
+    const QByteArray label =
+        names[1] == ',' ? "-" + names.left(1) + ", --" + names.mid(2) : "--" + names;
+    return "  " + label + ' ' + option.value;
+}
+
+/// @param topic null for all commands
+QByteArray exitRows(const Command *topic)
+{
+    constexpr int indent = 5;
+    QByteArray rows = "\nExit status:\n";
+    QByteArray last;
+    for (const Exit &exit : kExits) {
+        const QByteArray commands = exit.commands;
+        const bool isOwn = topic != nullptr && commands.split(' ').contains(topic->name);
+        if (topic != nullptr && !isOwn && !commands.isEmpty())
+            continue;
+        const QByteArray prefix =
+            isOwn || commands.isEmpty() ? "" : QByteArray(commands).replace(' ', ", ") + ": ";
+        rows += row(last == exit.status ? "" : exit.status, prefix + exit.meaning, indent);
+        last = exit.status;
+    }
+    return rows;
+}
+
+QByteArray programHelp()
+{
+    QByteArray help = "Usage: quillonctl COMMAND [OPTION]...\n\nCommands:\n";
+    for (const Command &command : CommandTable::commands)
+        help +=
+            row(QByteArray("  ") + command.name + command.argument, command.description, kIndent);
+    return help + '\n' + row("", "Run 'quillonctl help COMMAND' for the options of a command.", 0)
+           + exitRows(nullptr);
+}
+
+QByteArray commandHelp(const Command &command)
+{
+    QByteArray help = QByteArray("Usage: quillonctl ") + command.name + command.argument
+                      + " [OPTION]...\n" + row("", command.description, 0) + "\nOptions:\n";
+    for (const Option &option : CommandTable::options) {
+        if (CommandTable::takes(command, option))
+            help += row(labelOf(option), option.description, kIndent);
+    }
+    return help + exitRows(&command);
 }
 
 } // namespace
 
-const CommandTable::Option CommandTable::options[] = {
-    {JsonGroup,
-     jsonOption,
-     {},
-     QLatin1String("Print one JSON document, also for an error."),
-     turnOn<&Options::json>},
-    {DaemonGroup, QLatin1String("timeout"), QLatin1String("MS"),
-     QLatin1String("Give up after MS milliseconds; 3000 if not given."), OptionValues::readTimeout},
-    {DaemonGroup,
-     QLatin1String("wait"),
-     {},
-     QLatin1String("Keep trying until a daemon answers or the time is up."),
-     turnOn<&Options::wait>},
-    {LogGroup,
-     QLatin1String("follow"),
-     {},
-     QLatin1String("Go on with what is added, and with a new log after this one is deleted."),
-     turnOn<&Options::follow>},
-    {SinceGroup, QLatin1String("since"), QLatin1String("WHEN"),
-     QLatin1String("Only messages since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or a span "
-                   "back from now such as 90s, 15m, 2h or 7d."),
-     OptionValues::readSince},
-    {LogGroup, QLatin1String("level"), QLatin1String("LEVEL"),
-     QLatin1String("Only messages of at least LEVEL: debug, info, warning, critical or fatal."),
-     OptionValues::readLevel},
-    {EveryGroup, helpOption, {}, QLatin1String("Show this help, or that of the command."), nullptr},
-    {EveryGroup, versionOption, {}, QLatin1String("Show the version."), nullptr},
+const Command CommandTable::commands[] = {
+    {"show", "", "jtwhv", "Show the default servers and the server in use.", Commands::show},
+    {"use", " INDEX", "jtwphv", "Choose the default server with this index.", Commands::use},
+    {"status", "", "jtwhv", "Show whether the daemon answers and how its last probe ended.",
+     Commands::status},
+    {"check", " [FILE|-]", "jhv",
+     "Check the daemon's configuration file, a FILE or standard input.", Commands::check},
+    {"monitor", "", "jshv", "Print probes, choices and clients as they come.", Commands::monitor},
+    {"log", " [FILE|-]", "fnslhv", "Print the daemon's log, a FILE or standard input in clear.",
+     Commands::log},
+    {"help", " [COMMAND]", "hv", "Show this help, or that of a command.", showHelp},
+    {"version", "", "hv", "Show the version.", showVersion},
 };
 
-const CommandTable::Command CommandTable::commands[] = {
-    {DaemonGroup,
-     QLatin1String("show"),
-     {},
-     QLatin1String("Show the servers that the daemon knows and the one in use."),
-     nullptr,
-     ConfigCommands::show},
-    {DaemonGroup, QLatin1String("use"), QLatin1String("INDEX"),
-     QLatin1String("Choose the default server with this index, then show what the daemon has."),
-     OptionValues::readIndex, ConfigCommands::use},
-    {DaemonGroup,
-     QLatin1String("status"),
-     {},
-     QLatin1String("Tell whether the daemon answers and what the last probe of its server gave."),
-     nullptr,
-     StatusCommand::run},
-    {CheckGroup, QLatin1String("check"), QLatin1String("[FILE]"),
-     QLatin1String("Tell what the daemon would make of its configuration file, or of FILE."),
-     OptionValues::readConfigurationFile, CheckCommand::run},
-    {MonitorGroup,
-     QLatin1String("monitor"),
-     {},
-     QLatin1String("Show probes, their outcomes, choices and clients as they come."),
-     nullptr,
-     MonitorCommand::run},
-    {LogGroup, QLatin1String("log"), QLatin1String("[FILE|-]"),
-     QLatin1String("Show the log, a FILE or the standard input with scrambled texts in clear."),
-     OptionValues::readFile, LogCommand::run},
+const Option CommandTable::options[] = {
+    {'j', "json", "", "Print JSON, also for an error: one document, or one object per event."},
+    {'t', "timeout", "TIME",
+     "Give up after TIME, which is 3s unless given, and 15s to wait for a probe: a number of "
+     "milliseconds, or a number with s, m, h or d."},
+    {'w', "wait", "", "Keep trying until a daemon answers or the time is up."},
+    {'p', "probe", "", "Wait for the probe of the chosen server, and succeed only with a 200."},
+    {'f', "f,follow", "", "Go on with what is added, also after the log is deleted and made anew."},
+    {'n', "n,lines", "N", "Begin with the last N lines."},
+    {'s', "since", "WHEN",
+     "Only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or an age such as "
+     "90s, 15m, 2h or 7d."},
+    {'l', "level", "LEVEL",
+     "Only messages of at least LEVEL: debug, info, warning or warn, critical or error, fatal."},
+    {'h', "h,help", "", "Show this help."},
+    {'v', "version", "", "Show the version."},
 };
 
-const QLatin1String CommandTable::exitStatuses{
-    "Exit status:\n"
-    "  0  done\n"
-    "  1  refused by the daemon, or what it sent is no answer;\n"
-    "     a file cannot be read, or the output not be written;\n"
-    "     check: something is wrong with the file;\n"
-    "     status: the last probe did not give 200, or nothing tells\n"
-    "  2  wrong usage\n"
-    "  3  no daemon reachable: no socket, refused, or no permission\n"
-    "  4  no answer in time: the daemon serves one program at a time;\n"
-    "     a choice may still take effect\n"};
+const Command *CommandTable::commandNamed(const QString &name)
+{
+    for (const Command &command : commands) {
+        if (name == QLatin1String(command.name))
+            return &command;
+    }
+    return nullptr;
+}
+
+bool CommandTable::takes(const Command &command, const Option &option)
+{
+    return std::strchr(command.options, option.id) != nullptr;
+}
+
+ExitStatus CommandTable::showHelp(const Options &options)
+{
+    const Command *topic = commandNamed(options.argument.value_or(QString()));
+    Output::print(topic == nullptr ? programHelp() : commandHelp(*topic));
+    return ExitStatus::Done;
+}
+
+ExitStatus CommandTable::showVersion(const Options & /*options*/)
+{
+    Output::print("quillonctl " QUILLON_VERSION "\n");
+    return ExitStatus::Done;
+}

@@ -1,55 +1,41 @@
 #pragma once
 
-#include "exitstatus.h"
-
-#include <QLatin1String>
+#include "output.h"
 
 class QString;
 struct Options;
 
-/// The commands and options of the program: a new one is a new row.
+/// The commands, their options and exit statuses, and the help made from them.
 namespace CommandTable {
-
-/// Which commands an option belongs to; the groups of commands are the single bits.
-enum Group : unsigned {
-    DaemonGroup = 1,
-    LogGroup = 2,
-    CheckGroup = 4,
-    MonitorGroup = 8,
-    JsonGroup = DaemonGroup | CheckGroup,
-    SinceGroup = LogGroup | MonitorGroup,
-    EveryGroup = JsonGroup | SinceGroup,
-};
-
-/// Puts a value into the options, or tells what is wrong with it.
-using ReadValue = QString (*)(const QString &value, Options &options);
-
-struct Option
-{
-    Group group = EveryGroup;
-    QLatin1String name;
-    QLatin1String value; ///< as the help shows it; empty for a switch
-    QLatin1String description;
-    ReadValue read = nullptr; ///< null: does not concern the command
-};
 
 struct Command
 {
-    Group group = EveryGroup;
-    QLatin1String name;
-    QLatin1String argument; ///< as the help shows it, in brackets when it may be left out
-    QLatin1String description;
-    ReadValue read = nullptr; ///< for the argument; null: it takes none
-    ExitStatus (*run)(const Options &options) = nullptr;
+    const char *name;
+    const char *argument; ///< after a blank; in brackets when it is optional
+    const char *options; ///< the IDs of those that it takes
+    const char *description;
+    ExitStatus (*run)(const Options &options);
 };
 
-extern const Option options[8];
-extern const Command commands[6];
+struct Option
+{
+    char id;
+    const char *names; ///< separated by a comma; the long one is last
+    const char *value; ///< as the help shows it; empty for a switch
+    const char *description;
+};
 
-inline const QLatin1String helpOption{"help"};
-inline const QLatin1String versionOption{"version"};
-inline const QLatin1String jsonOption{"json"};
+extern const Command commands[8];
+extern const Option options[10];
 
-extern const QLatin1String exitStatuses; ///< several lines for the help
+/// Null for an unknown command.
+const Command *commandNamed(const QString &name);
+
+bool takes(const Command &command, const Option &option);
+
+/// Shows the help of the command that is the argument, or that of the program.
+ExitStatus showHelp(const Options &options);
+
+ExitStatus showVersion(const Options &options);
 
 } // namespace CommandTable

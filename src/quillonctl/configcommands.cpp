@@ -1,169 +1,139 @@
-#include "configcommands.h"
+#include "commands.h"
 
-#include "configuration.h"
+#include "commandline.h"
 #include "daemonclient.h"
-#include "frame.h"
-#include "options.h"
-#include "output.h"
+#include "logevents.h"
+#include "logfile.h"
+#include "paths.h"
 #include "protocol.h"
 
-#include <QJsonDocument>
+#include <QDeadlineTimer>
+#include <QThread>
+
+#include <cerrno>
+
+#include <unistd.h>
 
 namespace {
 
-struct Verdict
-{
-    ExitStatus status = ExitStatus::Done;
-    QString word; ///< one of a fixed few, for programs; empty when done
-    QString message;
-    std::optional<Configuration> configuration; ///< as far as it was seen, also with a failure
-    int code = 0; ///< the daemon's reason to refuse; 0 is none
-};
+constexpr unsigned long kPollMilliseconds = 50;
 
-QByteArray frameOf(Protocol::MessageType type, QJsonObject members = {})
+int codeOf(const Reply &reply)
 {
-    members.insert(Protocol::typeName, QString::number(type));
-    return Frame::pack(Frame::Client, QJsonDocument(members).toJson(QJsonDocument::Compact));
+    return Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
 }
 
-QByteArray choiceOf(int index)
+QByteArray fileFault(bool isInUse)
 {
-    return frameOf(Protocol::ChooseServer, {{Protocol::serverIndexName, QString::number(index)}});
+    const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
+    return QByteArray("the choice ") + (isInUse ? "is in use but was not saved" : "was not made")
+           + ", because " + Paths::configuration.data()
+           + (isMissing ? " is missing" : " cannot be opened or written");
 }
 
-QString wordsFor(int code)
+Verdict refusal(const Reply &reply, bool isInUse)
 {
-    switch (code) {
-    case Protocol::FileUnusable:
-        return QStringLiteral(
-                   "its file %1 is missing or cannot be opened or written; look at the "
-                   "file, its rights and the room on its disk, then choose again, as the "
-                   "daemon may use the choice without having kept it")
-            .arg(Paths::configuration);
-    case Protocol::IndexOutOfRange:
-        return QStringLiteral("it has no default server with this index; see 'quillonctl show', "
-                              "and look at %1 and restart the daemon if none is listed")
-            .arg(Paths::configuration);
-    default:
-        return QStringLiteral("its log may tell why, see 'quillonctl log'");
-    }
+    const int code = codeOf(reply);
+    QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
+    if (code == Protocol::FileUnusable)
+        reason = fileFault(isInUse);
+    if (code == Protocol::IndexOutOfRange)
+        reason = "no default server has this index; see 'quillonctl show'";
+    return {ExitStatus::Failed, "refused",
+            "the daemon refused with code " + QByteArray::number(code) + ": " + reason};
 }
 
-Verdict refusal(const QJsonObject &status, Verdict verdict)
+Verdict verdictOfChoice(const Reply &reply, int index)
 {
-    verdict.status = ExitStatus::Refused;
-    verdict.word = QStringLiteral("refused");
-    verdict.code = Protocol::numberIn(status.value(Protocol::statusCodeName));
-    verdict.message = QStringLiteral("the daemon refused with code %1: %2")
-                          .arg(QString::number(verdict.code), wordsFor(verdict.code));
-    const QString text = status.value(Protocol::statusTextName).toString();
-    if (!text.isEmpty())
-        verdict.message += QStringLiteral(" (%1)").arg(text);
-    return verdict;
-}
-
-Verdict failure(const Reply &reply)
-{
-    switch (reply.outcome) {
-    case Reply::Outcome::Unreachable:
-        return {ExitStatus::NoDaemon, QStringLiteral("no-daemon"), reply.reason, {}, 0};
-    case Reply::Outcome::Garbled:
-        return {ExitStatus::Refused, QStringLiteral("bad-answer"), reply.reason, {}, 0};
-    default:
-        return {ExitStatus::NoAnswer, QStringLiteral("no-answer"), reply.reason, {}, 0};
-    }
-}
-
-Verdict judge(const Reply &reply)
-{
-    Verdict verdict;
-    verdict.configuration = Configuration::fromMessage(reply.configuration);
-    if (!reply.status.isEmpty())
-        return refusal(reply.status, verdict);
-    if (reply.outcome != Reply::Outcome::Answered)
-        return failure(reply);
-    if (!verdict.configuration)
-        return {ExitStatus::Refused,
-                QStringLiteral("bad-answer"),
-                QStringLiteral("the daemon's configuration lacks members or mistypes them"),
-                {},
-                0};
-    return verdict;
-}
-
-Verdict judgeChoice(const Reply &reply, int index)
-{
-    Verdict verdict = judge(reply);
+    const bool isInUse = reply.configuration && reply.configuration->chosenIndex() == index;
+    if (!reply.refusal.isEmpty())
+        return refusal(reply, isInUse);
+    Verdict verdict = reply.verdict;
     if (verdict.status == ExitStatus::NoAnswer)
-        verdict.message += QStringLiteral("; the choice may still take effect");
-    const auto &seen = verdict.configuration;
-    if (verdict.status != ExitStatus::Done || (seen->usesDefault && seen->defaultIndex == index))
+        verdict.message += "; the choice may still take effect";
+    if (!verdict.isDone() || isInUse)
         return verdict;
-
-    verdict.status = ExitStatus::Refused;
-    verdict.word = QStringLiteral("not-taken");
-    const QString server = seen->serverInUse();
-    verdict.message =
-        QStringLiteral("the daemon told no fault, but does not use default server "
-                       "%1; in use is %2")
-            .arg(QString::number(index), server.isEmpty() ? QStringLiteral("no server") : server);
-    return verdict;
+    return {ExitStatus::Failed, "not-taken",
+            "the daemon did not refuse, but the server in use is "
+                + reply.configuration->serverText()};
 }
 
-QByteArray documentOf(const Verdict &verdict)
+Verdict unreadableLog()
 {
-    QJsonObject document{{QStringLiteral("ok"), verdict.status == ExitStatus::Done},
-                         {QStringLiteral("status"), static_cast<int>(verdict.status)}};
-    if (!verdict.word.isEmpty()) {
-        document.insert(QStringLiteral("error"), verdict.word);
-        document.insert(QStringLiteral("message"), verdict.message);
+    return {ExitStatus::Failed, "unreadable", Output::readError(Paths::logFile, errno)};
+}
+
+/// Follows the log to the outcome of the probe that the choice has started. The
+/// daemon had logged that choice when it answered. Up to there the log may have
+/// earlier choices, so the first end of the log is reached before anything counts.
+Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
+{
+    LogEvents events;
+    bool isOurs = false;
+    for (QByteArray bytes; !deadline.hasExpired();) {
+        if (!log.follow(bytes))
+            return unreadableLog();
+        const QVector<LogEvent> found = events.add(bytes);
+        for (const LogEvent &event : found) {
+            probe.add(event);
+            if (event.kind == LogEvent::Choice)
+                isOurs = event.text == QByteArray::number(index);
+        }
+        if (bytes.isEmpty() && (!isOurs || probe.isOver()))
+            break;
+        if (bytes.isEmpty())
+            QThread::msleep(kPollMilliseconds);
     }
-    if (verdict.code != 0)
-        document.insert(QStringLiteral("code"), verdict.code);
-    if (verdict.configuration) {
-        const QString server = verdict.configuration->serverInUse();
-        document.insert(QStringLiteral("configuration"), verdict.configuration->toJson());
+    if (isOurs)
+        return probe.verdict(ExitStatus::ProbeFailed);
+    probe = {};
+    return {ExitStatus::ProbeUnknown, "probe-unknown",
+            QByteArray("the outcome of the probe is unknown: ") + Paths::logFile.data()
+                + " does not show it, or another program has chosen a server since"};
+}
+
+QJsonObject jsonOf(const Verdict &verdict, const Reply &reply)
+{
+    QJsonObject document = verdict.toJson();
+    if (!reply.refusal.isEmpty())
+        document.insert(QStringLiteral("code"), codeOf(reply));
+    if (reply.configuration) {
+        document.insert(QStringLiteral("configuration"), reply.configuration->toJson());
         document.insert(QStringLiteral("serverInUse"),
-                        server.isEmpty() ? QJsonValue() : QJsonValue(server));
+                        Output::orNull(reply.configuration->serverInUse()));
     }
-    return Output::jsonLine(document);
-}
-
-ExitStatus conclude(const Options &options, const Verdict &verdict)
-{
-    const bool isDone = verdict.status == ExitStatus::Done;
-    bool isPrinted = true;
-    if (options.json)
-        isPrinted = Output::print(documentOf(verdict));
-    else if (isDone)
-        isPrinted = Output::print(verdict.configuration->toText());
-    if (!isDone)
-        Output::complain(verdict.message);
-    return isPrinted ? verdict.status : ExitStatus::Refused;
+    return document;
 }
 
 } // namespace
 
-ExitStatus ConfigCommands::show(const Options &options)
+ExitStatus Commands::show(const Options &options)
 {
-    const DaemonClient client(options.timeout, options.wait);
-    return conclude(options, judge(client.ask(configurationRequest())));
+    const Reply reply = DaemonClient::ask(QDeadlineTimer(options.timeout), options.wait);
+    const QByteArray text = reply.verdict.isDone() ? reply.configuration->toText() : QByteArray();
+    return Output::conclude(reply.verdict,
+                            options.json ? Output::jsonLine(jsonOf(reply.verdict, reply)) : text);
 }
 
-ExitStatus ConfigCommands::use(const Options &options)
+ExitStatus Commands::use(const Options &options)
 {
-    const DaemonClient client(options.timeout, options.wait);
-    const QByteArray request = choiceOf(options.serverIndex) + configurationRequest();
-    return conclude(options, judgeChoice(client.ask(request), options.serverIndex));
-}
+    const QDeadlineTimer deadline(options.timeout);
+    LogFile log(Paths::logFile);
+    // Before the choice, which must not be made when its outcome could not be read.
+    if (options.probe && !log.open() && errno != ENOENT)
+        return Output::fail(unreadableLog(), options.json);
+    log.skipToEnd();
 
-QByteArray ConfigCommands::configurationRequest()
-{
-    return frameOf(Protocol::Configuration);
-}
-
-QByteArray ConfigCommands::failureDocument(ExitStatus status, const QString &word,
-                                           const QString &message)
-{
-    return documentOf({status, word, message, {}, 0});
+    const Reply reply = DaemonClient::choose(options.serverIndex, deadline, options.wait);
+    Verdict verdict = verdictOfChoice(reply, options.serverIndex);
+    QByteArray text = verdict.isDone() ? reply.configuration->toText() : QByteArray();
+    LastProbe probe;
+    if (options.probe && verdict.isDone()) {
+        verdict = awaitProbe(log, options.serverIndex, deadline, probe);
+        text += "Probe: " + probe.toText() + '\n';
+    }
+    QJsonObject document = jsonOf(verdict, reply);
+    if (options.probe)
+        document.insert(QStringLiteral("probe"), probe.toJson());
+    return Output::conclude(verdict, options.json ? Output::jsonLine(document) : text);
 }

@@ -1,105 +1,87 @@
 #include "configuration.h"
 
 #include "confkeys.h"
-#include "paths.h"
-#include "protocol.h"
+#include "output.h"
 #include "serverconf.h"
-#include "terminaltext.h"
 
-#include <QJsonArray>
+#include <QJsonDocument>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
-// toInt() gives its argument back for whatever is no int.
-bool isInt(const QJsonValue &value)
+/// Whether the daemon sends this message when it has loaded this map.
+bool isReply(const QJsonObject &message, const QVariantMap &map)
 {
-    return value.toInt(0) == value.toInt(1);
-}
-
-bool isStringList(const QJsonValue &value)
-{
-    const QJsonArray entries = value.toArray();
-    return value.isArray()
-           && std::all_of(entries.begin(), entries.end(),
-                          [](const QJsonValue &entry) { return entry.isString(); });
-}
-
-QByteArray shown(const QString &text)
-{
-    return TerminalText::escaped(text.toUtf8());
-}
-
-QByteArray headlineOf(const Configuration &configuration)
-{
-    const QByteArray index = QByteArray::number(configuration.defaultIndex);
-    const QByteArray server = shown(configuration.serverInUse());
-    if (!configuration.isLoaded)
-        return QByteArrayLiteral("No server is in use: the daemon has no configuration loaded.\n"
-                                 "Look at ")
-               + Paths::configuration.data() + ", then restart the daemon.\n";
-    if (!server.isEmpty())
-        return (configuration.usesDefault ? "In use: default server " + index
-                                          : "In use: custom address " + server)
-               + '\n';
-    const bool isListed = configuration.defaultIndex >= 0
-                          && configuration.defaultIndex < configuration.defaultServers.size();
-    const QByteArray chosen = configuration.usesDefault ? "default server " + index
-                                                        : QByteArrayLiteral("the custom address");
-    return "No server is in use: "
-           + (configuration.usesDefault && !isListed ? "there is no " + chosen
-                                                     : chosen + " is empty")
-           + ".\n";
+    const QJsonObject reply = QJsonObject::fromVariantMap(ServerConf::toReply(map));
+    for (auto member = reply.begin(); member != reply.end(); ++member) {
+        if (message.value(member.key()) != member.value())
+            return false;
+    }
+    return true;
 }
 
 } // namespace
 
 std::optional<Configuration> Configuration::fromMessage(const QJsonObject &message)
 {
-    const QJsonValue isDefault = message.value(confDefaultName);
-    const QJsonValue index = message.value(confDefaultIndexName);
-    const QJsonValue scheme = message.value(confCustomHeadindexName);
-    const QJsonValue address = message.value(confCustomUrlName);
-    const QJsonValue servers = message.value(defaultUrlName);
-    // A daemon that has loaded nothing says 0 here, no boolean.
-    const bool isUnloaded = isInt(isDefault) && isDefault.toInt() == 0;
-    if (!(isDefault.isBool() || isUnloaded) || !isInt(index) || !isInt(scheme)
-        || !address.isString() || !isStringList(servers))
-        return {};
+    const QVariantMap loaded = ServerConf::parse(QJsonDocument(message).toJson()).map;
+    for (const QVariantMap &map : {QVariantMap(), loaded}) {
+        if (isReply(message, map))
+            return Configuration(map);
+    }
+    return {};
+}
 
-    return Configuration{!isUnloaded,
-                         isDefault.toBool(),
-                         index.toInt(),
-                         address.toString(),
-                         servers.toVariant().toStringList(),
-                         message};
+Configuration::Configuration(QVariantMap loaded)
+    : m_map(std::move(loaded))
+{
 }
 
 QString Configuration::serverInUse() const
 {
-    const bool hasAddress = usesDefault || !customAddress.isEmpty();
-    return isLoaded && hasAddress ? ServerConf::serverUrl(told.toVariantMap()) : QString();
+    const bool isEmptyCustom = !m_map.value(confDefaultName).toBool()
+                               && m_map.value(confCustomUrlName).toString().isEmpty();
+    return isEmptyCustom ? QString() : ServerConf::serverUrl(m_map);
+}
+
+int Configuration::chosenIndex() const
+{
+    const bool isDefault = m_map.value(confDefaultName).toBool();
+    return isDefault ? m_map.value(confDefaultIndexName).toInt() : -1;
+}
+
+QByteArray Configuration::serverText() const
+{
+    const QByteArray server = Output::escaped(serverInUse());
+    const int index = chosenIndex();
+    const QByteArray choice =
+        index == -1 ? "custom address" : "default server " + QByteArray::number(index);
+    if (!server.isEmpty())
+        return server + " (" + choice + ')';
+    return m_map.isEmpty() ? "none (no configuration)" : "none (" + choice + " missing or empty)";
 }
 
 QJsonObject Configuration::toJson() const
 {
-    QJsonObject document = told;
-    document.remove(Protocol::typeName);
-    document.insert(confDefaultName, usesDefault);
-    document.insert(QStringLiteral("loaded"), isLoaded);
+    QJsonObject document = QJsonObject::fromVariantMap(ServerConf::toReply(m_map));
+    document.insert(confDefaultName, m_map.value(confDefaultName).toBool());
+    document.insert(QStringLiteral("loaded"), !m_map.isEmpty());
     return document;
 }
 
 QByteArray Configuration::toText() const
 {
-    QByteArray text = headlineOf(*this);
-    if (!defaultServers.isEmpty())
+    QByteArray text = "In use: " + serverText() + '\n';
+    if (m_map.isEmpty())
+        text += "Run 'quillonctl check', then restart the daemon.\n";
+    const QStringList servers = m_map.value(defaultUrlName).toStringList();
+    if (!servers.isEmpty())
         text += "Default servers:\n";
-    for (int index = 0; index < defaultServers.size(); ++index) {
-        const bool isInUse = isLoaded && usesDefault && index == defaultIndex;
-        text += isInUse ? "* " : "  ";
-        text += QByteArray::number(index) + "  " + shown(defaultServers.at(index)) + '\n';
+    for (int index = 0; index < servers.size(); ++index) {
+        text += index == chosenIndex() ? "* " : "  ";
+        text += QByteArray::number(index) + "  " + Output::escaped(servers.at(index)) + '\n';
     }
     return text;
 }

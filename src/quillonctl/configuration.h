@@ -1,30 +1,42 @@
 #pragma once
 
 #include <QJsonObject>
-#include <QString>
-#include <QStringList>
+#include <QVariantMap>
 
 #include <optional>
 
-/// The server configuration as the daemon tells it, and how it is shown.
-struct Configuration
+/// The server configuration as the daemon reports it, and how it is shown.
+class Configuration
 {
-    bool isLoaded = false; ///< false when the daemon has found no usable file at its start
-    bool usesDefault = false;
-    int defaultIndex = 0;
-    QString customAddress;
-    QStringList defaultServers;
-    QJsonObject told; ///< the whole message
-
-    /// Nothing when a member is missing or has another type than the daemon gives it.
+public:
+    /// Nothing when a member is missing or has a type that the daemon never sends.
     static std::optional<Configuration> fromMessage(const QJsonObject &message);
 
-    /// The address the daemon talks to; empty when it has none.
+    /// @param loaded as from ServerConf::parse(); empty when no configuration is loaded
+    explicit Configuration(QVariantMap loaded);
+
+    bool operator==(const Configuration &other) const { return toJson() == other.toJson(); }
+
+    /// The base URL that the daemon uses; empty when it has none.
     QString serverInUse() const;
 
-    /// What the daemon told, without its type, and whether it has a configuration; for a program.
+    /// The index of the chosen default server; -1 when none is chosen.
+    int chosenIndex() const;
+
+    /// The server in use in words, on one line; safe for a terminal.
+    QByteArray serverText() const;
+
+    /// What the daemon reports, and whether it has loaded a configuration.
     QJsonObject toJson() const;
 
-    /// Several lines in UTF-8 for a person; safe to show on a terminal.
+    /// Several lines for people; safe for a terminal.
     QByteArray toText() const;
+
+private:
+    QVariantMap m_map;
 };
+
+/// Shown when it differs from what the daemon would load from its file.
+inline constexpr char kOtherConfiguration[] =
+    "the running daemon has another configuration; restart it, or the next choice overwrites this "
+    "file";

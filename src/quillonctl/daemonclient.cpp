@@ -1,23 +1,29 @@
 #include "daemonclient.h"
 
-#include "answer.h"
+#include "frame.h"
 #include "paths.h"
-#include "peerprocess.h"
 #include "protocol.h"
 
+#include <QDeadlineTimer>
+#include <QJsonDocument>
 #include <QLocalSocket>
 #include <QThread>
 
 #include <algorithm>
+#include <cerrno>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
-constexpr std::chrono::milliseconds kRetryInterval{100};
-constexpr std::chrono::milliseconds kKnockInterval{500};
-constexpr int kMaxKnocks = 8; // each takes one of the daemon's 30 places for those who wait
+constexpr qint64 kRetryMilliseconds = 100;
+constexpr qint64 kKnockMilliseconds = 500;
+constexpr int kMaxKnocks = 8; // each takes one of the daemon's 30 places for waiting peers
 
-/// The daemon takes a waiting connection only when a further one arrives: had
-/// another program been served when we came, we would wait for ever after it left.
+/// The daemon takes a waiting connection only when another one arrives. If it was
+/// serving a program when we connected, it would not take us after that one left.
 void knock()
 {
     QLocalSocket visitor;
@@ -25,137 +31,191 @@ void knock()
     visitor.abort();
 }
 
-Reply failed(Reply::Outcome outcome, const QString &reason)
+/// The errno of connecting a socket of another type. EPROTOTYPE means that
+/// somebody listens, and the listener does not notice.
+int probeSocket()
 {
-    return {outcome, reason, {}, {}, 0};
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, Paths::socket.data(), sizeof address.sun_path);
+    const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    errno = 0;
+    ::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int error = errno;
+    ::close(descriptor);
+    return error;
 }
 
-Reply unreachable(const QLocalSocket &socket)
+qint64 processOf(const QLocalSocket &socket)
 {
-    const auto because = [](const QString &reason) {
-        return failed(Reply::Outcome::Unreachable, reason.arg(Paths::socket));
-    };
-    if (socket.state() == QLocalSocket::ConnectingState)
-        return failed(Reply::Outcome::QueueFull,
-                      QStringLiteral("the daemon serves one program at a time, "
-                                     "and too many wait already"));
-    switch (socket.error()) {
-    case QLocalSocket::ServerNotFoundError:
-        return because(QStringLiteral("no socket %1: the daemon does not run"));
-    case QLocalSocket::ConnectionRefusedError:
-        return because(QStringLiteral("socket %1 refused: a daemon that has died left it"));
-    case QLocalSocket::SocketAccessError:
-        return because(QStringLiteral("no permission to connect to the socket %1"));
-    default:
-        return because(QStringLiteral("cannot connect to the socket %1: ") + socket.errorString());
-    }
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    const auto descriptor = static_cast<int>(socket.socketDescriptor());
+    return ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
 }
 
-/// True when nothing more is to be waited for.
-bool takeOver(const Answer::Batch &batch, Reply &reply)
+QByteArray flawOf(const Frame::Slice &frame)
+{
+    if (frame.state == Frame::State::ForeignSender)
+        return "it does not carry the daemon's sender ID";
+    if (frame.state == Frame::State::BadLength)
+        return "its length is negative";
+    // Waiting for the rest is no use: it is not read.
+    return frame.length > Answer::kMaxPayloadBytes ? "it is longer than 16 MiB" : "";
+}
+
+QByteArray requestOf(Protocol::MessageType type, QJsonObject members = {})
+{
+    members.insert(Protocol::typeName, QString::number(type));
+    return Frame::pack(Frame::Client, QJsonDocument(members).toJson(QJsonDocument::Compact));
+}
+
+Verdict noDaemon(const QByteArray &reason)
+{
+    return {ExitStatus::NoDaemon, "no-daemon", reason};
+}
+
+Verdict noAnswer(const QByteArray &reason)
+{
+    return {ExitStatus::NoAnswer, "no-answer", reason};
+}
+
+Verdict badAnswer(const QByteArray &flaw)
+{
+    return {ExitStatus::Failed, "bad-answer", "the daemon sent an invalid answer: " + flaw};
+}
+
+/// Returns true when no more bytes are needed.
+bool take(const Answer::Batch &batch, Reply &reply)
 {
     for (const QJsonObject &message : batch.messages) {
         const int type = Protocol::numberIn(message.value(Protocol::typeName));
         if (type == Protocol::StatusMessage)
-            reply.status = message;
-        if (type == Protocol::Configuration) {
-            reply.configuration = message;
-            reply.outcome = Reply::Outcome::Answered;
-            return true;
-        }
+            reply.refusal = message;
+        if (type != Protocol::Configuration)
+            continue;
+        reply.configuration = Configuration::fromMessage(message);
+        if (!reply.configuration)
+            reply.verdict = badAnswer("it lacks members, or mistypes them");
+        return true;
     }
-    if (batch.flaw.isEmpty())
-        return false;
-    reply.outcome = Reply::Outcome::Garbled;
-    reply.reason =
-        QStringLiteral("the daemon sent something that is no answer: %1").arg(batch.flaw);
-    return true;
+    if (!batch.flaw.isEmpty())
+        reply.verdict = badAnswer(batch.flaw);
+    return !batch.flaw.isEmpty();
 }
 
-} // namespace
-
-DaemonClient::DaemonClient(std::chrono::milliseconds timeout, bool isPatient)
-    : m_timeout(timeout)
-    , m_deadline(timeout)
-    , m_isPatient(isPatient)
+/// Fills the reply with what comes.
+void collect(QLocalSocket &socket, const QDeadlineTimer &deadline, Reply &reply)
 {
-}
-
-Reply DaemonClient::ask(const QByteArray &request) const
-{
-    for (;;) {
-        Reply reply = attempt(request);
-        if (!mayTryAgain(reply))
-            return reply;
-        QThread::msleep(static_cast<unsigned long>(remaining(kRetryInterval)));
-        if (m_deadline.hasExpired())
-            return reply;
-    }
-}
-
-Reply DaemonClient::attempt(const QByteArray &request) const
-{
-    QLocalSocket socket;
-    // No waitForConnected(): a local connect is done at once, and with a full
-    // queue the toolkit would try again without a pause.
-    socket.connectToServer(Paths::socket);
-    if (socket.state() != QLocalSocket::ConnectedState) {
-        Reply reply = unreachable(socket);
-        socket.abort();
-        return reply;
-    }
-    const qint64 process = PeerProcess::idOf(socket);
-    socket.write(request);
-    socket.flush();
-    Reply reply = collect(socket);
-    reply.process = process;
-    return reply;
-}
-
-Reply DaemonClient::collect(QLocalSocket &socket) const
-{
-    Reply reply = failed(Reply::Outcome::Closed,
-                         QStringLiteral("the daemon closed the connection before it answered"));
+    const qint64 pause = std::max(kKnockMilliseconds, deadline.remainingTime() / kMaxKnocks);
     QByteArray unread;
-    const auto pause = std::max(kKnockInterval, m_timeout / kMaxKnocks);
     for (;;) {
+        // Looked at before the read, or the last bytes would be lost.
         const bool isConnected = socket.state() == QLocalSocket::ConnectedState;
         unread += socket.readAll();
         const Answer::Batch batch = Answer::parse(unread);
         unread.remove(0, batch.end);
-        if (takeOver(batch, reply) || !isConnected)
-            return reply;
-        if (m_deadline.hasExpired()) {
-            const Reply late = expired(!unread.isEmpty());
-            return {late.outcome, late.reason, reply.status, {}, 0};
+        const bool isComplete = take(batch, reply);
+        reply.mayRetry = !isComplete && reply.refusal.isEmpty();
+        if (isComplete)
+            return;
+        if (!isConnected || deadline.hasExpired()) {
+            reply.verdict =
+                noAnswer(isConnected ? "no answer in time: the daemon serves one program at a "
+                                       "time and may be busy; try a longer --timeout"
+                                     : "the daemon closed the connection before it answered");
+            return;
         }
-        if (!socket.waitForReadyRead(remaining(pause))
-            && socket.state() == QLocalSocket::ConnectedState && !m_deadline.hasExpired())
+        const qint64 wait = std::min(pause, deadline.remainingTime());
+        if (!socket.waitForReadyRead(int(wait)) && socket.state() == QLocalSocket::ConnectedState
+            && !deadline.hasExpired())
             knock();
     }
 }
 
-Reply DaemonClient::expired(bool isHalf) const
+Reply attempt(const QByteArray &request, const QDeadlineTimer &deadline)
 {
-    const QString reason =
-        isHalf ? QStringLiteral("the daemon sent only a part of an answer within %1 ms")
-               : QStringLiteral("no answer within %1 ms: the daemon serves one program at a time "
-                                "and may be busy with another; try again, or a longer --timeout");
-    return failed(Reply::Outcome::Silent, reason.arg(m_timeout.count()));
+    Reply reply;
+    reply.verdict = DaemonClient::absence();
+    if (!reply.verdict.isDone())
+        return reply;
+
+    QLocalSocket socket;
+    // No waitForConnected(): a local connect is done at once, and with a full
+    // backlog Qt would try again without a pause.
+    socket.connectToServer(Paths::socket);
+    if (socket.state() == QLocalSocket::ConnectedState) {
+        reply.process = processOf(socket);
+        socket.write(request);
+        socket.flush();
+        collect(socket, deadline, reply);
+        return reply;
+    }
+    reply.verdict = socket.state() == QLocalSocket::ConnectingState
+                        ? noAnswer("the daemon serves one program at a time, and too many wait")
+                        : noDaemon("the daemon refused the connection");
+    socket.abort();
+    return reply;
 }
 
-bool DaemonClient::mayTryAgain(const Reply &reply) const
+Reply send(const QByteArray &request, const QDeadlineTimer &deadline, bool isPatient)
 {
-    if (!reply.status.isEmpty())
-        return false;
-    if (reply.outcome == Reply::Outcome::QueueFull)
-        return true;
-    return m_isPatient
-           && (reply.outcome == Reply::Outcome::Unreachable
-               || reply.outcome == Reply::Outcome::Closed);
+    for (;;) {
+        Reply reply = attempt(request, deadline);
+        const bool isFull = reply.verdict.status == ExitStatus::NoAnswer && reply.process == 0;
+        if (!reply.mayRetry || !(isPatient || isFull) || deadline.hasExpired())
+            return reply;
+        const qint64 pause = std::min(kRetryMilliseconds, deadline.remainingTime());
+        QThread::msleep(static_cast<unsigned long>(pause));
+    }
 }
 
-int DaemonClient::remaining(std::chrono::milliseconds limit) const
+} // namespace
+
+Answer::Batch Answer::parse(const QByteArray &bytes)
 {
-    return static_cast<int>(std::min<qint64>(limit.count(), m_deadline.remainingTime()));
+    Batch batch;
+    for (;;) {
+        const Frame::Slice frame = Frame::take(bytes, batch.end, Frame::Daemon);
+        const QJsonDocument document = QJsonDocument::fromJson(frame.payload);
+        batch.flaw = flawOf(frame);
+        if (!batch.flaw.isEmpty() || frame.state == Frame::State::CutShort)
+            return batch;
+        if (!document.isObject()) {
+            batch.flaw = "it is not a JSON object";
+            return batch;
+        }
+        batch.messages.append(document.object());
+        batch.end = frame.end;
+    }
+}
+
+Reply DaemonClient::ask(const QDeadlineTimer &deadline, bool isPatient)
+{
+    return send(requestOf(Protocol::Configuration), deadline, isPatient);
+}
+
+Reply DaemonClient::choose(int index, const QDeadlineTimer &deadline, bool isPatient)
+{
+    const QByteArray choice =
+        requestOf(Protocol::ChooseServer, {{Protocol::serverIndexName, QString::number(index)}});
+    return send(choice + requestOf(Protocol::Configuration), deadline, isPatient);
+}
+
+Verdict DaemonClient::absence()
+{
+    const QByteArray path = Paths::socket.data();
+    const int error = probeSocket();
+    switch (error) {
+    case EPROTOTYPE:
+        return {};
+    case ENOENT:
+        return noDaemon("no socket " + path + ": the daemon is not running");
+    case EACCES:
+        return {ExitStatus::NoDaemon, "no-permission",
+                "no permission to connect to the socket " + path};
+    default:
+        return noDaemon("cannot connect to the socket " + path + ": "
+                        + qt_error_string(error).toUtf8());
+    }
 }

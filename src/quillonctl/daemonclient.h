@@ -1,57 +1,52 @@
 #pragma once
 
-#include <QDeadlineTimer>
-#include <QJsonObject>
-#include <QString>
+#include "configuration.h"
+#include "output.h"
 
-#include <chrono>
+#include <QVector>
 
-class QByteArray;
-class QLocalSocket;
+class QDeadlineTimer;
 
-/// What came of asking the daemon.
+/// Splits what the daemon sends into messages. Pure; takes any bytes.
+namespace Answer {
+
+/// Far above any message of the daemon.
+inline constexpr int kMaxPayloadBytes = 16 * 1024 * 1024;
+
+struct Batch
+{
+    QVector<QJsonObject> messages;
+    int end = 0; ///< position of the first byte after the messages
+    QByteArray flaw; ///< why the bytes from there on can never become a message; else empty
+};
+
+/// All whole messages from the start of the bytes. A message that is cut short
+/// is no flaw: call again with more bytes.
+Batch parse(const QByteArray &bytes);
+
+} // namespace Answer
+
+/// What came of a request to the daemon.
 struct Reply
 {
-    enum class Outcome {
-        Answered, ///< the configuration came
-        Unreachable, ///< there is nothing to connect to, or no permission
-        QueueFull, ///< too many programs wait for the daemon
-        Closed, ///< the daemon closed the connection before the answer
-        Silent, ///< the time was up first
-        Garbled, ///< what came is no message
-    };
-
-    Outcome outcome;
-    QString reason; ///< in words, unless answered
-    QJsonObject status; ///< the last status message, with any outcome; else empty
-    QJsonObject configuration; ///< the configuration message; empty unless answered
-    qint64 process = 0; ///< the daemon's, with any outcome; 0 when it is not known
+    Verdict verdict; ///< done when the configuration came
+    std::optional<Configuration> configuration;
+    QJsonObject refusal; ///< the last status message, with any verdict; else empty
+    qint64 process = 0; ///< the daemon's; 0 without a connection
+    bool mayRetry = true; ///< another attempt may succeed
 };
 
-/// Asks the daemon over its local socket and waits for the answer, blocking.
-///
-/// The time runs from the construction and covers everything, so an object is
-/// good for one question.
-class DaemonClient
-{
-    Q_DISABLE_COPY(DaemonClient)
+/// Sends requests to the daemon over its local socket and waits for the answer, blocking.
+namespace DaemonClient {
 
-public:
-    /// @param isPatient goes on trying while no daemon answers, until the time is up
-    DaemonClient(std::chrono::milliseconds timeout, bool isPatient);
+/// Asks for the configuration.
+/// @param isPatient keeps trying until a daemon answers or the time is up
+Reply ask(const QDeadlineTimer &deadline, bool isPatient);
 
-    /// Sends the bytes in one write and collects until the daemon has told its
-    /// configuration: they must end with the request for it.
-    Reply ask(const QByteArray &request) const;
+/// Chooses a default server, then asks for the configuration.
+Reply choose(int index, const QDeadlineTimer &deadline, bool isPatient);
 
-private:
-    Reply attempt(const QByteArray &request) const;
-    Reply collect(QLocalSocket &socket) const;
-    Reply expired(bool isHalf) const;
-    bool mayTryAgain(const Reply &reply) const;
-    int remaining(std::chrono::milliseconds limit) const;
+/// Why no daemon can be reached; done when one can. The daemon does not notice.
+Verdict absence();
 
-    const std::chrono::milliseconds m_timeout;
-    const QDeadlineTimer m_deadline;
-    const bool m_isPatient;
-};
+} // namespace DaemonClient

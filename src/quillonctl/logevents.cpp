@@ -1,89 +1,69 @@
 #include "logevents.h"
 
 #include "logencryption.h"
+#include "logmessages.h"
 #include "protocol.h"
-#include "terminaltext.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
-
-using Kind = LogEvent::Kind;
-using Level = LogText::Level;
 
 constexpr int kMaxLabelBytes = 200;
 
 struct Pattern
 {
-    QLatin1String source;
-    Level level = Level::Debug;
-    QLatin1String start;
-    std::optional<Kind> kind; ///< none: told otherwise, or ordinary
+    const char *message;
+    LogEvent::Kind kind;
+    const char *text = ""; ///< of the event, when it is always the same
 };
 
 const Pattern kPatterns[] = {
-    {QLatin1String("main.cpp"), Level::Info, QLatin1String("version:"), Kind::Version},
-    {QLatin1String("serviceagent.cpp"), Level::Debug, QLatin1String("***Import Default ServerUrl"),
-     Kind::Choice},
-    {QLatin1String("serverjson.cpp"), Level::Debug, QLatin1String("server-url="), Kind::Server},
-    {QLatin1String("serverjson.cpp"), Level::Debug, QLatin1String("sendHealthInfo url :"),
-     Kind::Probe},
-    {QLatin1String("servicecore.cpp"), Level::Info,
-     QLatin1String(" --------Http Status Code Attribute"), Kind::Outcome},
-    {QLatin1String("servicecore.cpp"), Level::Warning,
-     QLatin1String("warning: checkNetworkTimeout()"), Kind::Timeout},
-    {QLatin1String("servicecore.cpp"), Level::Warning, QLatin1String("warning: http nStatus"), {}},
-    {QLatin1String("servicecore.cpp"), Level::Warning, {}, Kind::Fault},
-    {QLatin1String("localServer.cpp"), Level::Debug, QLatin1String("The new client is connected"),
-     Kind::ClientCame},
-    {QLatin1String("localServer.cpp"), Level::Debug, QLatin1String("client disconnect !"),
-     Kind::ClientLeft},
-    {QLatin1String("localServer.cpp"), Level::Warning, QLatin1String("client does not read"),
-     Kind::ClientLeft},
+    {LogMessages::version, LogEvent::Start},
+    {LogMessages::serverUrl, LogEvent::Server},
+    {LogMessages::probe, LogEvent::Probe},
+    {LogMessages::probeStatus, LogEvent::Outcome},
+    {LogMessages::probeTimeout, LogEvent::Outcome, "timed out"},
+    {LogMessages::choice, LogEvent::Choice},
+    {LogMessages::fileMissing, LogEvent::Fault},
+    {LogMessages::fileNotOpened, LogEvent::Fault},
+    {LogMessages::fileNotParsed, LogEvent::Fault},
+    {LogMessages::fileNotWritten, LogEvent::Fault},
+    {LogMessages::indexOutOfRange, LogEvent::Fault},
+    {LogMessages::clientCame, LogEvent::Client, "came"},
+    {LogMessages::clientLeft, LogEvent::Client, "left"},
+    {LogMessages::clientDropped, LogEvent::Client, "left"},
 };
 
-// One for each client that leaves, and one for each probe.
-const Pattern kOrdinary[] = {
-    {QLatin1String("localServer.cpp"),
-     Level::Warning,
-     QLatin1String("local socket error :  QLocalSocket::PeerClosedError"),
-     {}},
-    {QLatin1String("httpcommunication.cpp"),
-     Level::Warning,
-     QLatin1String("m_manager.networkAccessible() NotAccessible"),
-     {}},
-};
-
-template<size_t size>
-const Pattern *patternIn(const Pattern (&patterns)[size], const LogText::Head &head,
-                         const QByteArray &text)
+/// Each client that leaves makes one of these.
+bool isOrdinary(const QByteArray &text)
 {
-    const auto *const found =
-        std::find_if(std::begin(patterns), std::end(patterns), [&](const Pattern &pattern) {
-            return head.level == pattern.level && head.source == pattern.source.data()
-                   && (pattern.start.isEmpty() || text.startsWith(pattern.start.data()));
-        });
-    return found == std::end(patterns) ? nullptr : found;
+    return text.startsWith(LogMessages::clientError) && text.endsWith("PeerClosedError");
 }
 
-/// What stands between the first quote and the last; empty without quotes.
+/// What is between the first quotation mark and the last; empty without them.
 QByteArray quoted(const QByteArray &text)
 {
     const int start = text.indexOf('"') + 1;
     return text.mid(start, std::max(0, text.lastIndexOf('"') - start));
 }
 
-/// Where the message comes from and its text, with all that changes from one to
-/// the next taken away.
-QByteArray labelOf(const QByteArray &source, const QByteArray &text)
+/// The message without all that differs from one to the next.
+QByteArray labelOf(const QByteArray &text)
 {
     static const QRegularExpression value(QStringLiteral(R"re("(?:[^"\\]|\\.)*(?:"|$)|\b\d+\b)re"));
-    QString words = QString::fromUtf8((source + ": " + text).left(kMaxLabelBytes));
-    return TerminalText::escaped(words.remove(value).simplified().toUtf8());
+    QString words = QString::fromUtf8(text.left(kMaxLabelBytes));
+    return Output::escaped(words.remove(value).simplified());
+}
+
+QByteArray outcomeText(const LogEvent &event)
+{
+    if (event.httpStatus != 0)
+        return "HTTP status " + QByteArray::number(event.httpStatus);
+    return "no HTTP response" + (event.failure.isEmpty() ? "" : " (" + event.failure + ')');
 }
 
 } // namespace
@@ -91,18 +71,11 @@ QByteArray labelOf(const QByteArray &source, const QByteArray &text)
 QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 {
     QVector<LogEvent> events;
-    const QVector<LogLines::Piece> pieces = m_lines.add(bytes);
-    for (const LogLines::Piece &piece : pieces) {
-        if (piece.startsLine)
-            take(piece.bytes, events);
-    }
+    m_pending += bytes;
+    const QVector<QByteArray> lines = LogText::takeLines(m_pending);
+    for (const QByteArray &line : lines)
+        take(line, events);
     return events;
-}
-
-void LogEvents::finish()
-{
-    m_lines.rest();
-    m_head.reset();
 }
 
 void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
@@ -110,53 +83,33 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
     const auto head = LogText::headOf(line);
     if (head)
         m_head = head;
-    if (!m_head)
-        return;
     const QByteArray text = head ? line.mid(head->textStart) : line;
-    if (patternIn(kOrdinary, *m_head, text) != nullptr)
+    if (!m_head || isOrdinary(text))
         return;
 
     noteChoice(text);
-    if (m_head->source == "httpcommunication.cpp" && text.startsWith("Failed:"))
-        m_failure = quoted(text);
-    const Pattern *pattern = patternIn(kPatterns, *m_head, text);
-    if (pattern != nullptr && pattern->kind)
-        events.append(eventOf(*pattern->kind, text.mid(pattern->start.size())));
-    if (head && head->level >= Level::Warning)
-        events.append({Kind::Warning, head->time, labelOf(head->source, text)});
-}
-
-LogEvent LogEvents::eventOf(LogEvent::Kind kind, const QByteArray &rest)
-{
-    LogEvent event{kind, m_head->time, {}};
-    switch (kind) {
-    case Kind::Version:
-    case Kind::Probe:
-        m_failure.clear();
-        event.text = quoted(LogText::inClear(rest));
-        break;
-    case Kind::Outcome:
-        event.status = rest.simplified().split(' ').constFirst().toInt();
-        event.text = event.status == 0 ? TerminalText::escaped(m_failure) : QByteArray();
-        break;
-    case Kind::Choice:
-        event.text = m_choices.isEmpty() ? QByteArray() : QByteArray::number(m_choices.takeFirst());
-        break;
-    case Kind::Fault:
-        event.text = LogText::inClear(rest);
-        break;
-    default:
-        break;
+    if (text.startsWith(LogMessages::requestFailed))
+        m_failure = Output::escaped(quoted(text));
+    for (const Pattern &pattern : kPatterns) {
+        // Only the last line of a message begins like this in the log.
+        const QByteArray start = pattern.message + std::strspn(pattern.message, "\n");
+        if (!text.startsWith(start))
+            continue;
+        LogEvent event{pattern.kind, m_head->time, pattern.text, -1, {}};
+        if (event.text.isEmpty())
+            fill(event, text, text.mid(start.size()));
+        events.append(event);
     }
-    return event;
+    if (head && head->level >= LogText::Level::Warning)
+        events.append({LogEvent::Warning, head->time, labelOf(text), -1, {}});
 }
 
-/// The daemon logs all messages of one write before it acts upon the first.
+/// The daemon logs all messages of one write before it acts on the first.
 void LogEvents::noteChoice(const QByteArray &text)
 {
-    if (m_head->source == "localServer.cpp" && text.startsWith("recv client data"))
+    if (text.startsWith(LogMessages::received))
         m_choices.clear();
-    if (m_head->source != "requests.cpp" || !text.startsWith("byteArray:"))
+    if (!text.startsWith(LogMessages::frame))
         return;
     const QByteArray base64 = quoted(text).mid(encryptedIdentity.size());
     const QJsonObject message =
@@ -164,4 +117,84 @@ void LogEvents::noteChoice(const QByteArray &text)
             .object();
     if (Protocol::numberIn(message.value(Protocol::typeName)) == Protocol::ChooseServer)
         m_choices.append(Protocol::numberIn(message.value(Protocol::serverIndexName)));
+}
+
+/// @param value the end of the text, which differs from one message to the next
+void LogEvents::fill(LogEvent &event, const QByteArray &text, const QByteArray &value)
+{
+    switch (event.kind) {
+    case LogEvent::Start:
+    case LogEvent::Probe:
+        m_failure.clear();
+        event.text = quoted(LogText::inClear(value));
+        break;
+    case LogEvent::Outcome:
+        event.httpStatus = value.simplified().split(' ').constFirst().toInt();
+        event.failure = event.httpStatus == 0 ? m_failure : QByteArray();
+        event.text = outcomeText(event);
+        break;
+    case LogEvent::Choice:
+        if (!m_choices.isEmpty())
+            event.text = QByteArray::number(m_choices.takeFirst());
+        break;
+    case LogEvent::Fault:
+        event.text = LogText::inClear(text);
+        break;
+    default:
+        break;
+    }
+}
+
+void LastProbe::add(const LogEvent &event)
+{
+    switch (event.kind) {
+    case LogEvent::Start:
+    case LogEvent::Server:
+    case LogEvent::Probe:
+        *this = {};
+        m_isUnsent = event.kind == LogEvent::Server;
+        m_probe = event.kind == LogEvent::Probe ? event : LogEvent();
+        break;
+    case LogEvent::Outcome:
+        if (!m_isUnsent) // or it is that of the server before
+            m_outcome = event;
+        break;
+    default:
+        break;
+    }
+}
+
+Verdict LastProbe::verdict(ExitStatus failed) const
+{
+    if (!isOver())
+        return {ExitStatus::ProbeUnknown, "probe-unknown",
+                "the outcome of the probe is unknown: " + toText()};
+    if (m_outcome.isSuccess())
+        return {};
+    return {failed, "probe-failed", "the probe failed: " + toText()};
+}
+
+QByteArray LastProbe::toText() const
+{
+    if (isOver())
+        return m_outcome.text + ", " + m_outcome.time;
+    if (isPending())
+        return "pending, sent " + m_probe.time;
+    return m_isUnsent ? "none since this server was chosen" : "none in the log";
+}
+
+QJsonObject LastProbe::toJson() const
+{
+    const bool isAnswered = isOver() && m_outcome.httpStatus >= 0;
+    QByteArray state = m_isUnsent ? "unsent" : "";
+    if (isPending())
+        state = "pending";
+    if (isOver())
+        state = isAnswered ? "answered" : "timed-out";
+    return {{QStringLiteral("state"), Output::orNull(state)},
+            {QStringLiteral("httpStatus"), isAnswered ? m_outcome.httpStatus : QJsonValue()},
+            {QStringLiteral("failure"), Output::orNull(m_outcome.failure)},
+            {QStringLiteral("url"), Output::orNull(m_probe.text)},
+            {QStringLiteral("sent"), LogText::jsonTime(m_probe.time)},
+            {QStringLiteral("ended"), LogText::jsonTime(m_outcome.time)}};
 }

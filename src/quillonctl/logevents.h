@@ -1,52 +1,75 @@
 #pragma once
 
-#include "loglines.h"
 #include "logtext.h"
+#include "output.h"
 
-#include <QVector>
-
-#include <optional>
-
-/// Something that the daemon did, as its log tells it.
+/// Something that the daemon did, as its log reports it.
 struct LogEvent
 {
-    enum class Kind {
-        Version, ///< the first line of a run; the text is the version
-        Server, ///< is taken into use; a probe of it follows, unless that could not be kept
+    enum Kind {
+        Start, ///< of the daemon; the text is its version
+        Server, ///< is taken into use; a probe follows, unless the choice could not be saved
         Probe, ///< is sent; the text is its URL
-        Outcome, ///< of a probe: the status; when it is 0 the text tells why, if anything does
-        Timeout, ///< of a probe
-        Choice, ///< a client asks for a server; the text is the index that is taken, or empty
-        Fault, ///< of the configuration or a choice; the text tells which
-        ClientCame,
-        ClientLeft,
-        Warning, ///< any message of this level or above; the text is its kind: no values
+        Outcome, ///< of a probe, in words
+        Choice, ///< by a client; the text is the index that it asked for, or empty
+        Fault, ///< of the configuration or a choice; the text is the message
+        Client, ///< came or left, as the text says
+        Warning, ///< any message of this level or above; the text has no values
     };
 
-    Kind kind;
-    QByteArray time; ///< in the log's own format
+    Kind kind = Start;
+    QByteArray time; ///< see LogText::timeText()
     QByteArray text; ///< in clear and escaped
-    int status = 0; ///< of HTTP
+    int httpStatus = -1; ///< of an outcome; 0 without an HTTP response, -1 after a time-out
+    QByteArray failure; ///< of an outcome: why there was no HTTP response, if the log says so
+
+    bool isSuccess() const { return httpStatus == 200; }
 };
 
-/// Turns the bytes of a log, in whatever pieces they are read, into events. Pure;
-/// any bytes may come in. A warning comes beside what else its line tells; those
-/// that every ordinary log has are left out.
+/// Turns the bytes of a log, in whatever pieces they are read, into events.
+/// Pure; takes any bytes. One line can be a warning and another event. Warnings
+/// that every log has are left out.
 class LogEvents
 {
 public:
     QVector<LogEvent> add(const QByteArray &bytes);
 
-    /// The log has ended; another one may follow.
-    void finish();
-
 private:
     void take(const QByteArray &line, QVector<LogEvent> &events);
-    LogEvent eventOf(LogEvent::Kind kind, const QByteArray &rest);
     void noteChoice(const QByteArray &text);
+    void fill(LogEvent &event, const QByteArray &text, const QByteArray &value);
 
-    LogLines m_lines;
+    QByteArray m_pending;
     std::optional<LogText::Head> m_head; // of the message that the line belongs to
     QVector<int> m_choices; // in the client's last write, not yet acted upon
     QByteArray m_failure; // of the last request
+};
+
+/// The last probe that the events report.
+class LastProbe
+{
+public:
+    void add(const LogEvent &event);
+
+    /// Whether the probe has succeeded or failed.
+    bool isOver() const { return !m_outcome.time.isEmpty(); }
+
+    /// Done when the probe gave 200.
+    /// @param failed the status for a probe that failed
+    Verdict verdict(ExitStatus failed) const;
+
+    /// The outcome on one line; safe for a terminal.
+    QByteArray toText() const;
+
+    QJsonObject toJson() const;
+
+    /// Empty when the log shows only the outcome, or no probe.
+    QByteArray url() const { return m_probe.text; }
+
+private:
+    bool isPending() const { return !m_probe.time.isEmpty() && !isOver(); }
+
+    bool m_isUnsent = false; // since this server was chosen
+    LogEvent m_probe;
+    LogEvent m_outcome;
 };

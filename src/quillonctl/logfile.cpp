@@ -4,8 +4,8 @@
 
 #include <QFile>
 
-#include <array>
 #include <cerrno>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,13 +13,7 @@
 
 namespace {
 
-constexpr size_t kReadBytes = 65536;
-
-bool isRegular(int descriptor)
-{
-    struct stat status = {};
-    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
+constexpr int kReadBytes = 65536;
 
 } // namespace
 
@@ -36,33 +30,51 @@ LogFile::~LogFile()
 bool LogFile::open()
 {
     close();
-    // A FILE may be a pipe. At the log's own place the daemon writes to none, so nothing would
-    // come.
-    const bool isDaemonsLog = m_path == QFile::encodeName(Paths::logFile);
+    // A FILE may be a pipe. The daemon writes its log to no pipe, so waiting on one would be
+    // for ever.
+    const bool isDaemonsLog = m_path == Paths::logFile.data();
     const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (isDaemonsLog ? O_NONBLOCK : 0);
     m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                  : ::open(m_path.constData(), flags);
-    if (isOpen() && isDaemonsLog && !isRegular(m_descriptor)) {
+    struct stat status = {};
+    if (isDaemonsLog && m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0
+        && !S_ISREG(status.st_mode)) {
         close();
         errno = ENOTSUP;
     }
-    return isOpen();
+    return m_descriptor >= 0;
 }
 
-bool LogFile::read(QByteArray &bytes) const
+void LogFile::skipToEnd() const
 {
-    std::array<char, kReadBytes> buffer = {};
-    ssize_t size = -1;
-    do {
-        size = ::read(m_descriptor, buffer.data(), buffer.size());
-    } while (size < 0 && errno == EINTR);
-    bytes = QByteArray(buffer.data(), size < 0 ? 0 : static_cast<int>(size));
+    ::lseek(m_descriptor, 0, SEEK_END);
+}
+
+bool LogFile::read(QByteArray &bytes)
+{
+    bytes.resize(kReadBytes);
+    const ssize_t size = ::read(m_descriptor, bytes.data(), kReadBytes);
+    bytes.resize(size < 0 ? 0 : static_cast<int>(size));
+    if (!bytes.isEmpty())
+        m_lastByte = bytes.back();
     return size >= 0;
 }
 
-void LogFile::skip() const
+bool LogFile::follow(QByteArray &bytes)
 {
-    ::lseek(m_descriptor, 0, SEEK_END);
+    bytes.clear();
+    if (m_descriptor < 0 && !open())
+        return errno == ENOENT;
+    // The daemon opens the log for each line, so a replaced one is complete.
+    const bool isComplete = isReplaced();
+    if (!read(bytes))
+        return false;
+    if (bytes.isEmpty() && isComplete) {
+        close();
+        if (std::exchange(m_lastByte, '\n') != '\n')
+            bytes = "\n";
+    }
+    return true;
 }
 
 bool LogFile::isReplaced() const
@@ -78,7 +90,7 @@ bool LogFile::isReplaced() const
 
 void LogFile::close()
 {
-    if (isOpen())
+    if (m_descriptor >= 0)
         ::close(m_descriptor);
     m_descriptor = -1;
 }

@@ -1,13 +1,11 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
-
-class QByteArray;
 
 /// A log that is read while another program appends to it, deletes it and makes it anew.
 ///
-/// Reads through bare descriptors, since the toolkit's file waits on a pipe
-/// until its buffer is full.
+/// Reads through a bare descriptor, because QFile waits on a pipe until its buffer is full.
 class LogFile
 {
     Q_DISABLE_COPY(LogFile)
@@ -17,25 +15,27 @@ public:
     explicit LogFile(const QString &path);
     ~LogFile();
 
-    /// Starts, or starts anew, at the beginning of what stands at the path now.
-    /// False with the reason in errno; ENOTSUP where the daemon's log should be and is no file.
+    /// Opens what is at the path now, at its beginning. Returns false with the reason in
+    /// errno; ENOTSUP when something other than a file is where the daemon writes its log.
     bool open();
 
-    bool isOpen() const { return m_descriptor >= 0; }
+    /// Does nothing while no log is open.
+    void skipToEnd() const;
 
-    /// Gives the next bytes, none at the end of what there is. Waits on a pipe.
-    /// False with the reason in errno.
-    bool read(QByteArray &bytes) const;
+    /// Gives the next bytes, at most 64 KiB; none at the end. Blocks on a pipe.
+    /// Returns false with the reason in errno.
+    bool read(QByteArray &bytes);
 
-    /// Goes to the end of what there is.
-    void skip() const;
-
-    /// True when the rest of this log stands in another file or at its beginning: open it again.
-    bool isReplaced() const;
+    /// Like read(), but also goes on with the log that takes the place of this
+    /// one, after a line feed if this one ends within a line. A missing log has
+    /// no bytes yet.
+    bool follow(QByteArray &bytes);
 
 private:
+    bool isReplaced() const;
     void close();
 
     const QByteArray m_path;
     int m_descriptor = -1;
+    char m_lastByte = '\n';
 };

@@ -1,34 +1,42 @@
 #include "logtext.h"
 
 #include "logencryption.h"
-#include "terminaltext.h"
+#include "logmessages.h"
+#include "output.h"
 
 #include <QDateTime>
-#include <QString>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
-constexpr int kMaxPadding = 2;
+constexpr int kMaxLineBytes = 1024 * 1024;
+constexpr char kTimeFormat[] = "yyyy-MM-dd hh:mm:ss";
+constexpr char kTimeShape[] = "0000-00-00 00:00:00";
+constexpr int kTimeSize = sizeof kTimeShape - 1;
 
 struct LevelName
 {
-    LogText::Level level = LogText::Level::Debug;
-    QLatin1String tag;
-    QLatin1String name;
+    QtMsgType type;
+    const char *name;
+    const char *alias;
 };
 
-const LevelName kLevels[] = {
-    {LogText::Level::Debug, QLatin1String("[Debug:"), QLatin1String("debug")},
-    {LogText::Level::Info, QLatin1String("[Qinfo:"), QLatin1String("info")},
-    {LogText::Level::Warning, QLatin1String("[qWarning:"), QLatin1String("warning")},
-    {LogText::Level::Critical, QLatin1String("[Cirtiacl:"), QLatin1String("critical")},
-    {LogText::Level::Fatal, QLatin1String("[Fatal:"), QLatin1String("fatal")},
-};
+/// By LogText::Level.
+const LevelName kLevels[] = {{QtDebugMsg, "debug", "debug"},
+                             {QtInfoMsg, "info", "info"},
+                             {QtWarningMsg, "warning", "warn"},
+                             {QtCriticalMsg, "critical", "error"},
+                             {QtFatalMsg, "fatal", "fatal"}};
 
-constexpr char kTimeShape[] = "0000-00-00 00:00:00";
-constexpr int kTimeSize = sizeof kTimeShape - 1;
+bool isTime(const QByteArray &text)
+{
+    const auto fits = [](char byte, char shape) {
+        return shape == '0' ? byte >= '0' && byte <= '9' : byte == shape;
+    };
+    return std::equal(text.cbegin(), text.cend(), kTimeShape, kTimeShape + kTimeSize, fits);
+}
 
 bool isBase64(char byte)
 {
@@ -36,78 +44,63 @@ bool isBase64(char byte)
            || (byte >= '0' && byte <= '9') || byte == '+' || byte == '/';
 }
 
-/// The base64 between the two places; empty when it is no whole one.
-QByteArray base64In(const char *begin, const char *limit)
-{
-    const char *end = std::find_if_not(begin, limit, isBase64);
-    for (int padding = 0; padding < kMaxPadding && end != limit && *end == '='; ++padding)
-        ++end;
-    const QByteArray run(begin, static_cast<int>(end - begin));
-    return QByteArray::fromBase64(run).toBase64() == run ? run : QByteArray();
-}
-
+/// The base64 that begins there; empty unless it is complete.
 QByteArray base64At(const QByteArray &line, int start)
 {
-    const QByteArray whole = base64In(line.cbegin() + start, line.cend());
-    // The marker's letters are base64 too: without a quote between them the next
+    // The marker's letters are base64 too: without a mark between them, the next
     // scrambled text seems to belong to this one.
-    const int next = line.indexOf(encryptedIdentity.data(), start);
-    return whole.isEmpty() && next >= 0 ? base64In(line.cbegin() + start, line.cbegin() + next)
-                                        : whole;
+    for (const int limit : {line.size(), line.indexOf(encryptedIdentity.data(), start)}) {
+        int end = start;
+        while (end < limit && isBase64(line.at(end)))
+            ++end;
+        for (int padding = 0; padding < 2 && end < limit && line.at(end) == '='; ++padding)
+            ++end;
+        const QByteArray run = line.mid(start, end - start);
+        if (QByteArray::fromBase64(run).toBase64() == run)
+            return run;
+    }
+    return {};
 }
 
 QByteArray unscrambled(const QByteArray &base64)
 {
     QByteArray text = LogEncryption::decryptionMessage(QByteArray::fromBase64(base64));
-    return TerminalText::escaped(text.replace('\\', "\\\\"));
-}
-
-/// @param position of what follows the time: ":FILE line:NUMBER] "
-LogText::Head headWith(LogText::Level level, const QByteArray &time, const QByteArray &line,
-                       int position)
-{
-    const int label = std::max(position, line.indexOf(" line:", position));
-    const int bracket = line.indexOf("] ", label);
-    return {level, time, line.mid(position + 1, label - position - 1),
-            bracket < 0 ? line.size() : bracket + 2};
+    return Output::escaped(text.replace('\\', "\\\\"));
 }
 
 } // namespace
 
 std::optional<LogText::Level> LogText::levelNamed(const QString &name)
 {
-    for (const LevelName &known : kLevels) {
-        if (name == known.name)
-            return known.level;
+    for (int level = 0; level < int(std::size(kLevels)); ++level) {
+        if (name == QLatin1String(kLevels[level].name)
+            || name == QLatin1String(kLevels[level].alias))
+            return static_cast<Level>(level);
     }
     return {};
 }
 
-bool LogText::isTime(const QByteArray &text)
-{
-    const auto fits = [](char byte, char shape) {
-        return shape == '0' ? byte >= '0' && byte <= '9' : byte == shape;
-    };
-    if (!std::equal(text.cbegin(), text.cend(), kTimeShape, kTimeShape + kTimeSize, fits))
-        return false;
-    const auto number = [&text](int position) { return text.mid(position, 2).toInt(); };
-    return QDate::isValid(text.left(4).toInt(), number(5), number(8))
-           && QTime::isValid(number(11), number(14), number(17));
-}
-
 QByteArray LogText::timeText(const QDateTime &time)
 {
-    return time.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")).toUtf8();
+    return time.toString(QLatin1String(kTimeFormat)).toUtf8();
+}
+
+QJsonValue LogText::jsonTime(const QByteArray &time)
+{
+    const auto local = QDateTime::fromString(QString::fromLatin1(time), QLatin1String(kTimeFormat));
+    // Without an offset of its own a local time is written without one.
+    return Output::orNull(local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate));
 }
 
 std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
 {
-    for (const LevelName &known : kLevels) {
-        if (!line.startsWith(known.tag.data()))
+    for (int level = 0; level < int(std::size(kLevels)); ++level) {
+        const QByteArray tag = LogMessages::tags[kLevels[level].type];
+        const QByteArray time = line.mid(tag.size(), kTimeSize);
+        if (!line.startsWith(tag) || !isTime(time))
             continue;
-        const QByteArray time = line.mid(known.tag.size(), kTimeSize);
-        if (isTime(time))
-            return headWith(known.level, time, line, known.tag.size() + kTimeSize);
+        const int bracket = line.indexOf("] ", line.indexOf(" line:"));
+        return Head{static_cast<Level>(level), time, bracket < 0 ? line.size() : bracket + 2};
     }
     return {};
 }
@@ -123,8 +116,53 @@ QByteArray LogText::inClear(const QByteArray &line)
         at += encryptedIdentity.size() + base64.size();
         if (base64.isEmpty())
             continue;
-        shown += TerminalText::escaped(line.mid(done, before - done)) + unscrambled(base64);
+        shown += Output::escaped(line.mid(done, before - done)) + unscrambled(base64);
         done = at;
     }
-    return shown + TerminalText::escaped(line.mid(done));
+    return shown + Output::escaped(line.mid(done));
+}
+
+QVector<QByteArray> LogText::takeLines(QByteArray &bytes)
+{
+    QVector<QByteArray> lines;
+    int start = 0;
+    for (int end = bytes.indexOf('\n'); end >= 0; end = bytes.indexOf('\n', start)) {
+        lines.append(bytes.mid(start, end - start));
+        start = end + 1;
+    }
+    for (; bytes.size() - start > kMaxLineBytes; start += kMaxLineBytes)
+        lines.append(bytes.mid(start, kMaxLineBytes));
+    bytes.remove(0, start);
+    return lines;
+}
+
+LogRenderer::LogRenderer(LogText::Level level, QByteArray since)
+    : m_level(level)
+    , m_since(std::move(since))
+    , m_isShown(level == LogText::Level::Debug && m_since.isEmpty())
+{
+}
+
+QByteArray LogRenderer::add(const QByteArray &bytes)
+{
+    QByteArray text;
+    m_pending += bytes;
+    const QVector<QByteArray> lines = LogText::takeLines(m_pending);
+    for (const QByteArray &line : lines) {
+        if (shows(line))
+            text += LogText::inClear(line) + '\n';
+    }
+    return text;
+}
+
+QByteArray LogRenderer::rest()
+{
+    return shows(m_pending) ? LogText::inClear(m_pending) : QByteArray();
+}
+
+bool LogRenderer::shows(const QByteArray &line)
+{
+    if (const auto head = LogText::headOf(line))
+        m_isShown = head->level >= m_level && head->time >= m_since;
+    return m_isShown;
 }

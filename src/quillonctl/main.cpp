@@ -1,29 +1,18 @@
 #include "commandline.h"
-#include "configcommands.h"
 #include "output.h"
 
 #include <QCoreApplication>
 #include <QTextCodec>
+
+#include <csignal>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-void discard(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*text*/)
-{
-}
-
-/// The toolkit's own warnings are not for the user, and no variable may make them fatal.
-void silenceToolkit()
-{
-    qunsetenv("QT_FATAL_WARNINGS");
-    qunsetenv("QT_FATAL_CRITICALS");
-    qInstallMessageHandler(discard);
-}
-
-/// Whatever we open would otherwise become a standard stream that the caller
-/// has closed; using these fails as using a closed one does.
+/// Without this a file that we open could become a standard stream that the
+/// caller has closed. Using the placeholder fails as using a closed stream does.
 void holdClosedStreams()
 {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -35,16 +24,11 @@ void holdClosedStreams()
 ExitStatus run(const QStringList &arguments)
 {
     const CommandLine::Invocation invocation = CommandLine::parse(arguments);
-    if (invocation.run != nullptr)
-        return invocation.run(invocation.options);
-    if (invocation.fault.isEmpty())
-        return Output::print(invocation.text.toUtf8()) ? ExitStatus::Done : ExitStatus::Refused;
-
-    if (CommandLine::asksForJson(arguments))
-        Output::print(ConfigCommands::failureDocument(ExitStatus::WrongUsage,
-                                                      QStringLiteral("usage"), invocation.fault));
-    Output::complain(invocation.fault);
-    return ExitStatus::WrongUsage;
+    if (invocation.run == nullptr)
+        return Output::fail({ExitStatus::WrongUsage, "usage", invocation.fault},
+                            arguments.contains(QStringLiteral("--json")));
+    const ExitStatus status = invocation.run(invocation.options);
+    return Output::hasFailed() ? ExitStatus::Failed : status;
 }
 
 } // namespace
@@ -52,8 +36,13 @@ ExitStatus run(const QStringList &arguments)
 int main(int argc, char *argv[])
 {
     holdClosedStreams();
+    // Qt ignores this signal once it has made a socket; all commands end the same way.
+    std::signal(SIGPIPE, SIG_IGN);
     qunsetenv("TZ"); // the log's times are those of the system
-    silenceToolkit();
+    // Qt's own warnings are of no use to the user, and no variable may make them fatal.
+    qunsetenv("QT_FATAL_WARNINGS");
+    qunsetenv("QT_FATAL_CRITICALS");
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillonctl"));

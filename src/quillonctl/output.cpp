@@ -1,43 +1,135 @@
 #include "output.h"
 
-#include "terminaltext.h"
-
+#include <QFileInfo>
 #include <QJsonDocument>
-#include <QJsonObject>
+#include <QVector>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+
+namespace {
+
+bool isAscii(uint code)
+{
+    return code >= ' ' && code <= '~';
+}
+
+bool isPrintable(uint code)
+{
+    switch (QChar::category(code)) {
+    case QChar::Other_Control:
+    case QChar::Other_Format:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return false;
+    default:
+        return true;
+    }
+}
+
+QByteArray escapeOf(uint code, bool isByte)
+{
+    if (code == '\n')
+        return "\\n";
+    if (code == '\r')
+        return "\\r";
+    if (code == '\t')
+        return "\\t";
+    const QByteArray digits = QByteArray::number(code, 16).toUpper();
+    return isByte || code <= 0x7f ? "\\x" + digits.rightJustified(2, '0') : "\\u{" + digits + '}';
+}
+
+} // namespace
+
+QJsonObject Verdict::toJson() const
+{
+    QJsonObject document{{QStringLiteral("ok"), isDone()},
+                         {QStringLiteral("status"), static_cast<int>(status)}};
+    if (!isDone()) {
+        document.insert(QStringLiteral("error"), QLatin1String(error));
+        document.insert(QStringLiteral("message"), QString::fromUtf8(message));
+    }
+    return document;
+}
 
 bool Output::print(const QByteArray &bytes)
 {
     const auto size = static_cast<size_t>(bytes.size());
     if (std::fwrite(bytes.constData(), 1, size, stdout) == size && std::fflush(stdout) == 0)
         return true;
-    if (errno != EPIPE)
-        complain(QStringLiteral("cannot write the output: %1").arg(qt_error_string(errno)));
+    if (errno == EPIPE)
+        std::clearerr(stdout);
+    else
+        complain("cannot write the output: " + qt_error_string(errno).toUtf8());
     return false;
 }
 
-void Output::complain(const QString &message)
+bool Output::hasFailed()
 {
-    const QByteArray line = "quillonctl: " + TerminalText::escaped(message.toUtf8()) + '\n';
-    // Where this cannot be told there is nobody to tell it to.
+    return std::ferror(stdout) != 0;
+}
+
+void Output::complain(const QByteArray &message)
+{
+    const QByteArray line = "quillonctl: " + escaped(message) + '\n';
+    // There is no other place to report that this failed.
     static_cast<void>(std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr));
+}
+
+ExitStatus Output::conclude(const Verdict &verdict, const QByteArray &found)
+{
+    print(found);
+    if (!verdict.isDone())
+        complain(verdict.message);
+    return verdict.status;
+}
+
+ExitStatus Output::fail(const Verdict &verdict, bool asJson)
+{
+    return conclude(verdict, asJson ? jsonLine(verdict.toJson()) : QByteArray());
 }
 
 QByteArray Output::jsonLine(const QJsonObject &object)
 {
-    constexpr ushort lastPrintable = 0x7e;
-
     QByteArray line;
-    const QByteArray utf8 = QJsonDocument(object).toJson(QJsonDocument::Compact);
-    const QString text = QString::fromUtf8(utf8);
-    for (const QChar character : text) {
-        const ushort code = character.unicode();
-        if (code <= lastPrintable)
-            line.append(static_cast<char>(code));
+    const QString text = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    for (const QChar unit : text) {
+        if (isAscii(unit.unicode()))
+            line += unit.toLatin1();
         else
-            line.append("\\u" + QByteArray::number(code, 16).rightJustified(4, '0'));
+            line += "\\u" + QByteArray::number(unit.unicode(), 16).rightJustified(4, '0');
     }
-    return line.append('\n');
+    return line + '\n';
+}
+
+QJsonValue Output::orNull(const QString &text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+QByteArray Output::escaped(const QByteArray &text)
+{
+    if (std::all_of(text.begin(), text.end(), [](char byte) { return isAscii(uchar(byte)); }))
+        return text;
+    const QString decoded = QString::fromUtf8(text);
+    const bool isUtf8 = decoded.toUtf8() == text;
+    const QVector<uint> codes = (isUtf8 ? decoded : QString::fromLatin1(text)).toUcs4();
+    QByteArray shown;
+    for (const uint code : codes) {
+        if (isAscii(code) || (isUtf8 && isPrintable(code)))
+            shown += QString::fromUcs4(&code, 1).toUtf8();
+        else
+            shown += escapeOf(code, !isUtf8);
+    }
+    return shown;
+}
+
+QByteArray Output::readError(const QString &path, int error)
+{
+    const QByteArray owner = QFileInfo(path).owner().toUtf8();
+    const QByteArray reason =
+        error == ENOTSUP ? "not a regular file" : qt_error_string(error).toUtf8();
+    return "cannot read " + path.toUtf8() + ": " + reason
+           + (error == EACCES ? "; run this as " + (owner.isEmpty() ? "root" : owner) : "");
 }

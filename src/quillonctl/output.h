@@ -1,22 +1,72 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
+#include <QString>
 
-class QJsonObject;
-class QString;
+/// The exit status of the process.
+enum class ExitStatus {
+    Done = 0,
+    Failed = 1, ///< the daemon refused, a file or the output failed, or a check found faults
+    WrongUsage = 2,
+    NoDaemon = 3,
+    NoAnswer = 4,
+    ProbeUnknown = 5,
+    ProbeFailed = 6, ///< of a choice that was made
+};
 
-/// The two standard streams, safe for a terminal to show.
+/// How a command ended.
+struct Verdict
+{
+    ExitStatus status = ExitStatus::Done;
+    const char *error = ""; ///< one of a fixed set, for programs; empty when done
+    QByteArray message; ///< the same for people, on one line, in UTF-8
+
+    bool isDone() const { return status == ExitStatus::Done; }
+
+    /// The members that every JSON document has.
+    QJsonObject toJson() const;
+};
+
+/// The two standard streams, and what makes texts safe for them.
 namespace Output {
 
-/// Writes the bytes as they are, without delay. False when they cannot be
-/// written, which has been told unless it is only that the reader has left.
+/// Writes the bytes unchanged and at once. Returns false when nothing more can
+/// be written. A failure is reported; a reader that closed the pipe is none.
 bool print(const QByteArray &bytes);
 
-/// Writes one line with the program's name to standard error; what would drive
-/// a terminal is escaped.
-void complain(const QString &message);
+/// Whether a print() has failed.
+bool hasFailed();
 
-/// The object as one line of pure ASCII: anything else stands escaped as JSON does it.
+/// Writes one line with the program's name to standard error; the message is escaped.
+void complain(const QByteArray &message);
+
+/// Prints what a command has found, then complains unless the verdict is done.
+ExitStatus conclude(const Verdict &verdict, const QByteArray &found);
+
+/// The same for a command that has found nothing: only JSON says so on standard output.
+ExitStatus fail(const Verdict &verdict, bool asJson);
+
+/// The object as one line of ASCII: everything else becomes a JSON escape.
 QByteArray jsonLine(const QJsonObject &object);
+
+/// The text as JSON; null when it is empty.
+QJsonValue orNull(const QString &text);
+inline QJsonValue orNull(const QByteArray &utf8)
+{
+    return orNull(QString::fromUtf8(utf8));
+}
+
+/// Makes a text safe for a terminal. Printable UTF-8 stays. Control, format and
+/// direction characters and line separators become \n, \r, \t, \xNN or \u{N}.
+/// In a text that is not UTF-8 all bytes above 0x7E become \xNN. Pure.
+QByteArray escaped(const QByteArray &text);
+inline QByteArray escaped(const QString &text)
+{
+    return escaped(text.toUtf8());
+}
+
+/// Why the file cannot be read. When permission is missing, names a user who has it.
+QByteArray readError(const QString &path, int error);
 
 } // namespace Output

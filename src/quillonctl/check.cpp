@@ -1,0 +1,241 @@
+#include "commands.h"
+
+#include "commandline.h"
+#include "conffile.h"
+#include "configuration.h"
+#include "confkeys.h"
+#include "daemonclient.h"
+#include "healthprobe.h"
+#include "jsontext.h"
+#include "paths.h"
+#include "regularfile.h"
+#include "serverconf.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <cerrno>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr std::chrono::milliseconds kDaemonTimeout{1000};
+
+/// What is found in a configuration.
+struct Report
+{
+    QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
+    QJsonArray absent; ///< members that take their default, which is normal
+    QJsonArray faults;
+
+    /// @param kind one of a fixed set, for programs
+    /// @param member empty when the fault is not about a single one
+    /// @param used the value that the daemon uses instead
+    void fault(const char *kind, const QString &member, const QByteArray &message,
+               const QJsonValue &used = QJsonValue::Undefined)
+    {
+        QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
+                           {QStringLiteral("message"), QString::fromUtf8(message)}};
+        object.insert(QStringLiteral("used"), used); // nothing when it is undefined
+        if (!member.isEmpty())
+            object.insert(QStringLiteral("member"), member);
+        faults.append(object);
+    }
+};
+
+/// By QJsonValue::Type.
+constexpr const char *kNoType[] = {"", "not true or false", "not a whole number of 32 bits",
+                                   "not a string", "not a list"};
+
+void compareMembers(const QJsonObject &written, Report &report)
+{
+    for (auto entry = report.map.cbegin(); entry != report.map.cend(); ++entry) {
+        const QJsonValue used = QJsonValue::fromVariant(entry.value());
+        if (!written.contains(entry.key()))
+            report.absent.append(QJsonObject{{QStringLiteral("kind"), QStringLiteral("absent")},
+                                             {QStringLiteral("member"), entry.key()},
+                                             {QStringLiteral("used"), used}});
+        else if (written.value(entry.key()) != used)
+            report.fault("mistyped", entry.key(), kNoType[used.type()], used);
+    }
+    const QStringList names = written.keys();
+    for (const QString &name : names) {
+        if (!report.map.contains(name))
+            report.fault("unknown", name, "not known: ignored, and removed by the next choice");
+    }
+}
+
+/// Why no probe of this base URL can succeed; empty when one can.
+QByteArray flawOf(const QString &base, const QString &healthPath)
+{
+    static const QRegularExpression twoSchemes(QStringLiteral("^[^/]*://[A-Za-z][\\w+.-]*://"));
+    const QUrl url(HealthProbe::url(base, healthPath), QUrl::TolerantMode);
+    const bool isHttp =
+        url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    if (!url.isValid() || !isHttp || url.host().isEmpty())
+        return "not a valid http:// or https:// URL: its probes fail";
+    return twoSchemes.match(base).hasMatch() ? "two schemes: its probes fail" : "";
+}
+
+/// All of them, because any local program may choose any of them.
+void checkServers(Report &report)
+{
+    const QVariantList servers = report.map.value(defaultUrlName).toList();
+    for (int index = 0; index < servers.size(); ++index) {
+        const QByteArray entry = "entry " + QByteArray::number(index) + ": ";
+        const QString server = servers.at(index).toString();
+        const QByteArray flaw = flawOf(server, report.map.value(healthPathName).toString());
+        if (servers.at(index).type() != QVariant::String)
+            report.fault("mistyped", defaultUrlName, entry + "not a string", server);
+        else if (!flaw.isEmpty())
+            report.fault("bad-url", defaultUrlName, entry + flaw);
+    }
+}
+
+void checkCustomAddress(Report &report)
+{
+    const QByteArray flaw =
+        flawOf(ServerConf::serverUrl(report.map), report.map.value(healthPathName).toString());
+    if (report.map.value(confCustomUrlName).toString().isEmpty())
+        report.fault("no-address", confCustomUrlName, "empty, but in use");
+    else if (!flaw.isEmpty())
+        report.fault("bad-url", confCustomUrlName, flaw);
+}
+
+void checkIndices(const QJsonObject &written, Report &report)
+{
+    const bool usesDefault = report.map.value(confDefaultName).toBool();
+    const int index = report.map.value(confDefaultIndexName).toInt();
+    const int count = report.map.value(defaultUrlName).toList().size();
+    // Without a default server in use, an index that is not written is no fault.
+    if ((index < 0 || index >= count) && (usesDefault || written.contains(confDefaultIndexName)))
+        report.fault("out-of-range", confDefaultIndexName,
+                     "no address in defaultUrl has this index: no server");
+    const int scheme = report.map.value(confCustomHeadindexName).toInt();
+    if (scheme != 0 && scheme != 1)
+        report.fault("out-of-range", confCustomHeadindexName, "neither 0 nor 1: taken as https://");
+}
+
+QString probeUrl(const QVariantMap &map)
+{
+    return HealthProbe::url(ServerConf::serverUrl(map), map.value(healthPathName).toString());
+}
+
+/// Pure; takes any bytes.
+Report reportOn(const QByteArray &content)
+{
+    const ServerConf::Parsed parsed = ServerConf::parse(content);
+    const QJsonDocument document = QJsonDocument::fromJson(content);
+    Report report{parsed.map, {}, {}};
+    if (report.map.isEmpty()) {
+        report.fault("no-configuration", {},
+                     document.isNull() ? "no JSON: " + parsed.error.toUtf8()
+                                       : "empty: it has no member");
+        return report;
+    }
+    if (!document.isObject())
+        report.fault("mistyped", {}, "the document is not an object");
+    if (JsonText::hasDuplicateNames(content))
+        report.fault("repeated", {}, "a member is there twice: the last one counts");
+    compareMembers(document.object(), report);
+    checkIndices(document.object(), report);
+    checkServers(report);
+    if (!report.map.value(confDefaultName).toBool())
+        checkCustomAddress(report);
+    if (!HealthProbe::isReply(QUrl(probeUrl(report.map), QUrl::TolerantMode)))
+        report.fault("no-probe", healthPathName,
+                     "the path of the probe URL does not end in /health: every probe times out");
+    return report;
+}
+
+/// Nothing when it cannot be read whole; the reason is in the verdict then.
+std::optional<QByteArray> read(const QString &path, Verdict &verdict)
+{
+    std::optional<QByteArray> content;
+    QFile input;
+    if (path != QLatin1String("-"))
+        content = ConfFile(path).read();
+    else if (input.open(STDIN_FILENO, QIODevice::ReadOnly))
+        content = input.read(RegularFile::kMaxBytes + 1);
+    if (content && content->size() <= RegularFile::kMaxBytes)
+        return content;
+    const bool isOpenable = ::access(QFile::encodeName(path).constData(), R_OK) == 0;
+    verdict = {ExitStatus::Failed, "unreadable",
+               content || isOpenable
+                   ? "cannot read " + path.toUtf8() + ": not a file of at most 1 MiB"
+                   : Output::readError(path, errno)};
+    return {};
+}
+
+QByteArray valueText(const QJsonValue &value)
+{
+    const QByteArray list = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    return Output::escaped(list.mid(1, list.size() - 2));
+}
+
+QByteArray linesOf(const QJsonArray &findings)
+{
+    QByteArray text;
+    for (const QJsonValue finding : findings) {
+        QByteArrayList parts{Output::escaped(finding[QStringLiteral("member")].toString()),
+                             Output::escaped(finding[QStringLiteral("message")].toString())};
+        const QJsonValue used = finding[QStringLiteral("used")];
+        if (!used.isUndefined())
+            parts.append(valueText(used) + " is used");
+        parts.removeAll({});
+        text += "  " + parts.join(": ") + '\n';
+    }
+    return text;
+}
+
+QByteArray textOf(const Report &report)
+{
+    const Configuration configuration(report.map);
+    QByteArray text = "Server in use: " + configuration.serverText() + '\n';
+    if (!configuration.serverInUse().isEmpty())
+        text += "Probe URL:     " + Output::escaped(probeUrl(report.map)) + '\n';
+    if (!report.absent.isEmpty())
+        text += "Absent, which is no fault:\n" + linesOf(report.absent);
+    text += report.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
+    return text + linesOf(report.faults);
+}
+
+QJsonObject jsonOf(const Report &report, const Verdict &verdict)
+{
+    const QString server = Configuration(report.map).serverInUse();
+    const QString probe = server.isEmpty() ? QString() : probeUrl(report.map);
+    QJsonObject document = verdict.toJson();
+    document.insert(QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map));
+    document.insert(QStringLiteral("serverInUse"), Output::orNull(server));
+    document.insert(QStringLiteral("probeUrl"), Output::orNull(probe));
+    document.insert(QStringLiteral("absent"), report.absent);
+    document.insert(QStringLiteral("faults"), report.faults);
+    return document;
+}
+
+} // namespace
+
+ExitStatus Commands::check(const Options &options)
+{
+    const QString path = options.argument.value_or(Paths::configuration);
+    Verdict verdict;
+    const auto content = read(path, verdict);
+    if (!content)
+        return Output::fail(verdict, options.json);
+
+    Report report = reportOn(*content);
+    std::optional<Configuration> running;
+    if (path == Paths::configuration)
+        running = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false).configuration;
+    if (running && !(*running == Configuration(report.map)))
+        report.fault("not-loaded", {}, kOtherConfiguration);
+    if (!report.faults.isEmpty())
+        verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};
+    Output::print(options.json ? Output::jsonLine(jsonOf(report, verdict)) : textOf(report));
+    return verdict.status;
+}

@@ -1,0 +1,170 @@
+#include "commands.h"
+
+#include "commandline.h"
+#include "daemonclient.h"
+#include "logevents.h"
+#include "logfile.h"
+#include "paths.h"
+
+#include <cerrno>
+#include <functional>
+#include <utility>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+// The log is deleted and made anew, so a kernel watch on the file would be lost.
+constexpr int kPollMilliseconds = 200;
+constexpr int kMaxHeldBytes = 16 * 1024 * 1024;
+constexpr int kWordWidth = 9;
+
+constexpr char kRed[] = "\x1b[31m";
+constexpr char kGreen[] = "\x1b[32m";
+constexpr char kBold[] = "\x1b[1m";
+constexpr char kPlain[] = "\x1b[0m";
+
+/// Returns what to print for the next bytes of a log, which are none at its end.
+using Show = std::function<QByteArray(const QByteArray &bytes)>;
+
+QByteArray lastLines(const QByteArray &text, int count)
+{
+    if (count == 0)
+        return {};
+    int start = text.size();
+    for (int line = 0; line < count && start > 1; ++line)
+        start = text.lastIndexOf('\n', start - 2) + 1; // not the line feed that ends this line
+    return text.mid(start > 1 ? start : 0);
+}
+
+/// Shows only the last lines of what comes before the first end, and all after it.
+Show tailOf(const Show &show, int count)
+{
+    return [=, held = QByteArray(), isOver = false](const QByteArray &bytes) mutable {
+        const QByteArray text = show(bytes);
+        if (isOver)
+            return text;
+        held = lastLines((held + text).right(kMaxHeldBytes), count);
+        isOver = bytes.isEmpty();
+        return isOver ? std::exchange(held, {}) : QByteArray();
+    };
+}
+
+/// One line when nothing can come yet.
+void reportAbsence(const QString &path)
+{
+    const Verdict absence = path == Paths::logFile ? DaemonClient::absence() : Verdict();
+    QByteArray missing = qstrcmp(absence.error, "no-daemon") == 0 ? absence.message : "";
+    if (missing.isEmpty() && ::access(path.toUtf8().constData(), F_OK) != 0 && errno == ENOENT)
+        missing = "no log " + path.toUtf8();
+    if (!missing.isEmpty())
+        Output::complain(missing + "; waiting");
+}
+
+ExitStatus print(LogFile &log, const QString &path, bool follows, const Show &show)
+{
+    if (follows)
+        reportAbsence(path);
+    const bool isOpen = follows || log.open();
+    for (QByteArray bytes;;) {
+        if (!isOpen || !(follows ? log.follow(bytes) : log.read(bytes))) {
+            Output::complain(Output::readError(path, errno));
+            return ExitStatus::Failed;
+        }
+        if (!Output::print(show(bytes)))
+            return ExitStatus::Done;
+        pollfd output = {STDOUT_FILENO, 0, 0}; // reports when the reader has left
+        if (bytes.isEmpty() && (!follows || ::poll(&output, 1, kPollMilliseconds) > 0))
+            return ExitStatus::Done;
+    }
+}
+
+struct Look
+{
+    const char *word; ///< empty for an event that is not shown
+    const char *prefix;
+    const char *colour;
+};
+
+Look lookOf(const LogEvent &event)
+{
+    switch (event.kind) {
+    case LogEvent::Start:
+        return {"start", "version ", kBold};
+    case LogEvent::Probe:
+        return {"probe", "", ""};
+    case LogEvent::Outcome:
+        return {"outcome", "", event.isSuccess() ? kGreen : kRed};
+    case LogEvent::Choice:
+        return {"choice", "default server ", kBold};
+    case LogEvent::Fault:
+        return {"fault", "", kRed};
+    case LogEvent::Client:
+        return {"client", "", ""};
+    case LogEvent::Server:
+    case LogEvent::Warning:
+        break;
+    }
+    return {"", "", ""};
+}
+
+QByteArray lineOf(const LogEvent &event, bool isColoured)
+{
+    const Look look = lookOf(event);
+    const QByteArray shown =
+        QByteArray(look.word).leftJustified(kWordWidth) + look.prefix + event.text;
+    const bool isPlain = !isColoured || *look.colour == '\0';
+    return event.time + "  " + (isPlain ? shown : look.colour + shown + kPlain) + '\n';
+}
+
+QByteArray jsonOf(const LogEvent &event)
+{
+    const Look look = lookOf(event);
+    QJsonObject document{{QStringLiteral("time"), LogText::jsonTime(event.time)},
+                         {QStringLiteral("event"), QLatin1String(look.word)},
+                         {QStringLiteral("text"), QString::fromUtf8(look.prefix + event.text)}};
+    if (event.kind == LogEvent::Outcome)
+        document.insert(QStringLiteral("httpStatus"),
+                        event.httpStatus < 0 ? QJsonValue() : event.httpStatus);
+    if (event.kind == LogEvent::Choice && !event.text.isEmpty())
+        document.insert(QStringLiteral("index"), event.text.toInt());
+    return Output::jsonLine(document);
+}
+
+bool allowsColour()
+{
+    return ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR")
+           && qgetenv("TERM") != "dumb";
+}
+
+} // namespace
+
+ExitStatus Commands::log(const Options &options)
+{
+    const QString path = options.argument.value_or(Paths::logFile);
+    LogFile log(path);
+    LogRenderer renderer(options.level, options.since);
+    const Show show = [&](const QByteArray &bytes) {
+        return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
+    };
+    return print(log, path, options.follow, options.lines ? tailOf(show, *options.lines) : show);
+}
+
+ExitStatus Commands::monitor(const Options &options)
+{
+    LogFile log(Paths::logFile);
+    if (options.since.isEmpty() && log.open())
+        log.skipToEnd();
+    LogEvents events;
+    const bool isColoured = allowsColour();
+    return print(log, Paths::logFile, true, [&](const QByteArray &bytes) {
+        QByteArray lines;
+        const QVector<LogEvent> found = events.add(bytes);
+        for (const LogEvent &event : found) {
+            if (*lookOf(event).word != '\0' && event.time >= options.since)
+                lines += options.json ? jsonOf(event) : lineOf(event, isColoured);
+        }
+        return lines;
+    });
+}

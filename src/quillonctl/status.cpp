@@ -1,0 +1,181 @@
+#include "commands.h"
+
+#include "commandline.h"
+#include "conffile.h"
+#include "daemonclient.h"
+#include "logevents.h"
+#include "logfile.h"
+#include "paths.h"
+#include "serverconf.h"
+
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QFileInfo>
+
+#include <cerrno>
+
+namespace {
+
+constexpr int kMaxWarningKinds = 100;
+
+struct Report
+{
+    Reply reply;
+    std::optional<bool> fileDiffers; ///< from what the daemon reports; nothing when unknown
+
+    QByteArray version; ///< of the last logged start; empty when the log does not reach back to it
+    QByteArray startTime; ///< of the daemon; empty when it is unknown
+    QByteArray lastTime; ///< of any event in the log
+    LastProbe probe;
+    QJsonObject warnings; ///< of the last 24 hours: how many of each kind
+    QByteArray logFault; ///< why the log says nothing about the daemon; else empty
+};
+
+void add(const LogEvent &event, const QByteArray &yesterday, Report &report)
+{
+    report.lastTime = event.time;
+    report.probe.add(event);
+    if (event.kind == LogEvent::Start) {
+        report.version = event.text;
+        report.startTime = event.time;
+    }
+    if (event.kind != LogEvent::Warning || event.time < yesterday)
+        return;
+    QString label = QString::fromUtf8(event.text);
+    if (report.warnings.size() >= kMaxWarningKinds && !report.warnings.contains(label))
+        label = QStringLiteral("others");
+    report.warnings.insert(label, report.warnings.value(label).toInt() + 1);
+}
+
+void readLog(Report &report)
+{
+    const QByteArray yesterday = LogText::timeText(QDateTime::currentDateTime().addDays(-1));
+    LogEvents events;
+    LogFile log(Paths::logFile);
+    bool isReadable = log.open();
+    for (QByteArray bytes; isReadable && (isReadable = log.read(bytes)) && !bytes.isEmpty();) {
+        const QVector<LogEvent> found = events.add(bytes);
+        for (const LogEvent &event : found)
+            add(event, yesterday, report);
+    }
+    if (!isReadable)
+        report.logFault = Output::readError(Paths::logFile, errno);
+}
+
+/// A daemon that cannot write its log leaves that of an earlier time behind.
+/// @param known when the daemon has done something that it logs
+void dropStaleLog(const QDateTime &known, Report &report)
+{
+    if (report.logFault.isEmpty() && report.lastTime < LogText::timeText(known.addSecs(-1)))
+        report.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
+    if (report.logFault.isEmpty())
+        return;
+    report.version.clear();
+    report.probe = {};
+}
+
+Report look(const Options &options)
+{
+    const QDateTime visit = QDateTime::currentDateTime();
+    Report report;
+    report.reply = DaemonClient::ask(QDeadlineTimer(options.timeout), options.wait);
+    const auto content = ConfFile(Paths::configuration).read();
+    if (report.reply.configuration && content)
+        report.fileDiffers =
+            !(Configuration(ServerConf::parse(*content).map) == *report.reply.configuration);
+    readLog(report); // last, because it has our visit then
+    if (report.reply.process != 0) {
+        const QDateTime listening = QFileInfo(Paths::socket).lastModified();
+        dropStaleLog(report.reply.verdict.isDone() ? visit : listening, report);
+        report.startTime = LogText::timeText(listening);
+    }
+    return report;
+}
+
+Verdict verdictOf(const Report &report)
+{
+    if (!report.reply.verdict.isDone())
+        return report.reply.verdict;
+    Verdict verdict = report.probe.verdict(ExitStatus::Failed);
+    if (!report.logFault.isEmpty())
+        verdict.message = report.logFault;
+    return verdict;
+}
+
+QByteArray daemonText(const Report &report)
+{
+    const qint64 process = report.reply.process;
+    QByteArray text =
+        report.reply.verdict.isDone() ? "answers" : Output::escaped(report.reply.verdict.message);
+    if (report.startTime.isEmpty())
+        return text;
+    text += process == 0 ? "\nLast start:  "
+                         : "\nProcess:     " + QByteArray::number(process) + ", since ";
+    return text + report.startTime + ", version "
+           + (report.version.isEmpty() ? "unknown" : report.version);
+}
+
+QByteArray warningsText(const QJsonObject &warnings)
+{
+    constexpr int countWidth = 6;
+    QByteArray text = warnings.isEmpty() ? " none" : "";
+    for (auto entry = warnings.begin(); entry != warnings.end(); ++entry)
+        text += '\n' + QByteArray::number(entry.value().toInt()).rightJustified(countWidth) + "  "
+                + entry.key().toUtf8();
+    return text;
+}
+
+QByteArray textOf(const Report &report)
+{
+    const auto &configuration = report.reply.configuration;
+    QByteArray text = "Daemon:      " + daemonText(report) + "\nServer:      "
+                      + (configuration ? configuration->serverText() : "unknown");
+    if (report.fileDiffers.value_or(false))
+        text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
+                + kOtherConfiguration;
+    text += "\nLast probe:  "
+            + (report.logFault.isEmpty() ? report.probe.toText()
+                                         : "unknown: " + Output::escaped(report.logFault));
+    if (!report.probe.url().isEmpty())
+        text += "\nProbe URL:   " + report.probe.url();
+    if (!report.lastTime.isEmpty())
+        text += "\nWarnings of the last 24 hours:" + warningsText(report.warnings);
+    return text + '\n';
+}
+
+QJsonObject daemonJson(const Report &report)
+{
+    const Verdict &verdict = report.reply.verdict;
+    const qint64 process = report.reply.process;
+    return {{QStringLiteral("answers"), verdict.isDone()},
+            {QStringLiteral("reason"), Output::orNull(verdict.message)},
+            {QStringLiteral("process"), process == 0 ? QJsonValue() : process},
+            {QStringLiteral("since"), LogText::jsonTime(report.startTime)},
+            {QStringLiteral("version"), Output::orNull(report.version)}};
+}
+
+QJsonObject jsonOf(const Report &report)
+{
+    const auto &configuration = report.reply.configuration;
+    const QString server = configuration ? configuration->serverInUse() : QString();
+    const int index = configuration ? configuration->chosenIndex() : -1;
+    QJsonObject document = verdictOf(report).toJson();
+    document.insert(QStringLiteral("daemon"), daemonJson(report));
+    document.insert(QStringLiteral("serverInUse"), Output::orNull(server));
+    document.insert(QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index);
+    document.insert(QStringLiteral("fileDiffers"),
+                    report.fileDiffers ? *report.fileDiffers : QJsonValue());
+    document.insert(QStringLiteral("lastProbe"), report.probe.toJson());
+    document.insert(QStringLiteral("logFault"), Output::orNull(report.logFault));
+    document.insert(QStringLiteral("warnings"), report.warnings);
+    return document;
+}
+
+} // namespace
+
+ExitStatus Commands::status(const Options &options)
+{
+    const Report report = look(options);
+    Output::print(options.json ? Output::jsonLine(jsonOf(report)) : textOf(report));
+    return verdictOf(report).status;
+}
