@@ -16,16 +16,15 @@ constexpr int kTimeout = 120'000; // nothing takes as long, however slow the mac
 class Site : public QTcpServer
 {
 public:
-    explicit Site(QByteArray answer)
-        : m_answer(std::move(answer))
+    explicit Site(const QByteArray &answer)
     {
-        connect(this, &QTcpServer::newConnection, this, [this] {
+        connect(this, &QTcpServer::newConnection, this, [this, answer] {
             QTcpSocket *peer = nextPendingConnection();
-            connect(peer, &QTcpSocket::readyRead, peer, [this, peer] {
+            connect(peer, &QTcpSocket::readyRead, peer, [this, answer, peer] {
                 received += peer->readAll();
                 if (!received.contains("Length: 0\r\n") && !received.endsWith("data"))
                     return;
-                peer->write(m_answer);
+                peer->write(answer);
                 peer->disconnectFromHost();
             });
         });
@@ -35,18 +34,17 @@ public:
 
     QString url;
     QByteArray received;
-
-private:
-    const QByteArray m_answer;
 };
 
-class FailedReply : public QNetworkReply
+/// A reply of the health path that Qt has given up.
+class TimedOutReply : public QNetworkReply
 {
 public:
-    FailedReply(NetworkError error, const QUrl &url)
+    TimedOutReply()
     {
-        setError(error, QStringLiteral("text"));
-        setUrl(url);
+        setError(TimeoutError, QString());
+        setUrl(QUrl(QStringLiteral("http://h/health")));
+        new ReplyGuard(this, false); // owned by the reply
     }
     void abort() override {}
     qint64 readData(char * /*data*/, qint64 /*size*/) override { return -1; }
@@ -68,7 +66,6 @@ class TestGateway : public QObject
 private slots:
     void init();
     void cleanup() { qInstallMessageHandler(nullptr); }
-
     void parsesBody();
     void ignoresOtherSenders();
     void sendsToken();
@@ -131,20 +128,11 @@ void TestGateway::sendsToken()
 void TestGateway::dropsTimeOut()
 {
     HttpCommunication client;
-    QSignalSpy health(&client, &HttpCommunication::receiveHealth);
-    const QUrl url(QStringLiteral("http://h/health"));
-    const auto failed = [&url](QNetworkReply::NetworkError error) {
-        auto *reply = new FailedReply(error, url);
-        new ReplyGuard(reply, true);
-        return reply;
-    };
-    client.replyFinished(failed(QNetworkReply::TimeoutError));
-    QVERIFY(messages.takeFirst().startsWith(QLatin1String("TimeoutError return ")));
+    const QSignalSpy health(&client, &HttpCommunication::receiveHealth);
+    client.replyFinished(new TimedOutReply);
+    QCOMPARE(messages.size(), 1);
+    QVERIFY(messages.first().startsWith(QLatin1String("TimeoutError return ")));
     QVERIFY(health.isEmpty());
-
-    client.replyFinished(failed(QNetworkReply::HostNotFoundError));
-    QCOMPARE(messages, {QStringLiteral("Failed:  0 QNetworkReply::HostNotFoundError \"text\"")});
-    QCOMPARE(health.takeFirst(), (QVariantList{QVariantMap(), 0}));
 }
 
 QTEST_GUILESS_MAIN(TestGateway)

@@ -1,5 +1,6 @@
 import json
 import os
+import re
 import select
 import socket
 import stat
@@ -10,7 +11,6 @@ from daemon import (BIN, DEADLINE, LOG, SOCKET, TMP, VERSION, Case, Daemon, Site
 
 TLS_SITE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../scripts/tls-site")
 SITE = f"{TMP}/site"
-FIRST_LINE = f'\n\nversion: "{VERSION}"'
 QT_RULES = "/etc/xdg/QtProject/qtlogging.ini"
 
 
@@ -29,37 +29,34 @@ class Tls(Case):
         self.addCleanup(down.close)
         down.bind(("127.0.0.1", 0))  # not listening: refused, and nobody else gets the port
         rows = (
-            ("OK_URL", 200, None),
-            ("UNAVAILABLE_URL", 503, "Failed:  503 QNetworkReply::ServiceUnavailableError"),
-            ("UNTRUSTED_URL", 0, "Failed:  0 QNetworkReply::SslHandshakeFailedError"),
-            ("MISNAMED_URL", 0, "Failed:  0 QNetworkReply::SslHandshakeFailedError"),
-            ("down", 0, "Failed:  0 QNetworkReply::ConnectionRefusedError"),
-            ("unknown host", 0, "Failed:  0 QNetworkReply::HostNotFoundError"),
-            ("no base URL", 0, "Failed:  0 QNetworkReply::ProtocolUnknownError"),
-            ("OK_URL", 200, None),
+            (self.urls["OK_URL"], 200, ""),
+            (self.urls["UNAVAILABLE_URL"], 503, "503 QNetworkReply::ServiceUnavailableError"),
+            (self.urls["UNTRUSTED_URL"], 0, "0 QNetworkReply::SslHandshakeFailedError"),
+            (self.urls["MISNAMED_URL"], 0, "0 QNetworkReply::SslHandshakeFailedError"),
+            (f"https://127.0.0.1:{down.getsockname()[1]}", 0, "0 QNetworkReply::ConnectionRefusedError"),
+            ("https://x.invalid", 0, "0 QNetworkReply::HostNotFoundError"),
+            ("", 0, "0 QNetworkReply::ProtocolUnknownError"),
+            (self.urls["OK_URL"], 200, ""),
         )
-        urls = self.urls | {"down": f"https://127.0.0.1:{down.getsockname()[1]}",
-                            "unknown host": "https://x.invalid", "no base URL": ""}
-        configure({"defaultUrl": [urls[name] for name, *_ in rows],
-                   "confDefault": False, "confCustomUrl": urls["OK_URL"].removeprefix("https://")})
+        configure({"defaultUrl": [url for url, *_ in rows],
+                   "confDefault": False, "confCustomUrl": rows[0][0].removeprefix("https://")})
         with Daemon():
             poll(lambda: "Status Code" in log())
-            for index, (name, status, failure) in enumerate(rows):
-                seen = probe(index, f" --------Http Status Code Attribute  {status} --------\n")
-                self.assertEqual(f"nStatus  {status}\n" in seen, status != 200, name)
-                self.assertEqual("Failed: " in seen, failure is not None, name)
-                self.assertIn(failure or "", seen, name)
-            self.assertEqual(log().count("NotAccessible"), 0)
+            for index, (url, status, failure) in enumerate(rows):
+                with self.subTest(url):
+                    seen = probe(index, f"nStatus  {status}\n" if failure else "Attribute  200")
+                    self.assertIn(f" --------Http Status Code Attribute  {status} --------\n", seen)
+                    self.assertEqual(set(re.findall("Failed:  (.*?Error)", seen)), {failure} - {""})
+            self.assertNotRegex(log(), "NotAccessible|nStatus  200")
         with open(LOG, encoding="utf-8") as file:
-            self.assertNotIn(urls["OK_URL"], file.read())
+            self.assertNotIn(self.urls["OK_URL"], file.read())
         with open(f"{SITE}/access.log", encoding="utf-8") as file:
             requests = [json.loads(line) for line in file]
         self.assertGreaterEqual(len(requests), 4)
         for request in requests:
-            self.assertEqual(
-                {key: request[key] for key in request if key != "port"},
-                {"method": "POST", "uri": "/v1/harbor/health", "content_type": "application/json",
-                 "content_length": "0", "cookie": "", "authtoken": "", "authorization": ""})
+            self.assertEqual(request | {"port": 0}, {
+                "port": 0, "method": "POST", "uri": "/v1/harbor/health", "content_length": "0",
+                "content_type": "application/json", "cookie": "", "authtoken": "", "authorization": ""})
 
     def test_failed_handshakes(self):
         """Qt keeps memory of each until its connections are closed, which an outstanding reply delays."""
@@ -95,7 +92,7 @@ class Start(Case):
                                        timeout=DEADLINE, check=False)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (0, b"", b""))
                 poll(lambda n=count: log().count("client disconnect !") == n)
-            self.assertEqual(log().count(FIRST_LINE), 1)
+            self.assertEqual(log().count("version: "), 1)
             self.assertEqual(len(ask()), 1)
 
     def test_starter_changes_nothing(self):
@@ -112,12 +109,10 @@ class Start(Case):
             os.umask(umask)
             with Daemon("--version", "-platform", "x", env=environment, cwd="/"):
                 ask(choose(0))
-                head = r"\[%s:[-\d]{10} [:\d]{8}:%s.cpp line:\d+\] \n\n%s\n"
-                for banner in (("Qinfo", "main", f'version: "{VERSION}"'),
-                               ("Debug", "serviceagent", r"\*\*\*Start Service \[START\]\*\*\*"),
-                               ("Debug", "serviceagent", r"\*\*\*Import Default ServerUrl \[START\]\*\*\*")):
-                    self.assertRegex(log(), head % banner)
-                self.assertEqual(log().index("[Qinfo"), 0)
+                for banner in (f'version: "{VERSION}"', "***Start Service [START]***",
+                               "***Import Default ServerUrl [START]***"):
+                    self.assertIn(f"] \n\n{banner}\n", log())
+                self.assertRegex(log(), r"^\[Qinfo:[-\d]{10} [:\d]{8}:main.cpp line:\d+\] \n\nversion")
                 modes = [stat.S_IMODE(os.stat(path).st_mode)
                          for path in (LOG, os.path.dirname(SOCKET))]
                 self.assertEqual(modes, [log_mode, 0o755])

@@ -32,6 +32,8 @@ class Socket(Case):
             ("in order", [choose(1), ASK, choose(2), ASK, choose(9), ASK], [1, 2, "5", 2], []),
             ("choice without index", [frame({"type": "4"}), ASK], [0], []),
             ("cut inside a character", [frame(cut[:-3]), frame(cut[-3:]), ASK], [2], [ERROR]),
+            ("900 frames", [*(frame(bytes([byte])) for byte in b'{"type":"5"' + b" " * 888 + b"}")],
+             [2], [ERROR] * 899),
             ("empty payloads", [frame(b""), frame(b""), choose(1), ASK], [1], [ERROR] * 2),
             ("empty object stays pending", [frame(b"{}"), ASK], [], [ERROR]),
             ("twins", [ASK, frame(b'{"type":"9","a":[1],"\\u0061":1}'), ASK], [1], [FOREIGN]),
