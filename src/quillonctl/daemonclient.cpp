@@ -211,6 +211,8 @@ Verdict DaemonClient::absence()
         return {};
     case ENOENT:
         return noDaemon("no socket " + path + ": the daemon is not running");
+    case ECONNREFUSED:
+        return noDaemon("the socket " + path + " refused the connection: its daemon has died");
     case EACCES:
         return {ExitStatus::NoDaemon, "no-permission",
                 "no permission to connect to the socket " + path};
