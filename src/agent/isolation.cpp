@@ -21,19 +21,6 @@ void openStandardDescriptors()
         ::close(descriptor);
 }
 
-void ignore(int number)
-{
-    struct sigaction action = {};
-    action.sa_handler = SIG_IGN;
-    ::sigaction(number, &action, nullptr);
-}
-
-void tightenUmask()
-{
-    const mode_t given = ::umask(0);
-    ::umask(given | kNoWriteForOthers);
-}
-
 } // namespace
 
 void isolateFromStarter()
@@ -42,7 +29,7 @@ void isolateFromStarter()
     ::clearenv();
     // Qt's own event loop handles a request faster, and we do not need glib's.
     ::setenv("QT_NO_GLIB", "1", 1);
-    tightenUmask();
-    ignore(SIGPIPE);
-    ignore(SIGXFSZ);
+    ::umask(::umask(0) | kNoWriteForOthers);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }

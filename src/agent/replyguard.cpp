@@ -6,7 +6,6 @@
 #include <QNetworkReply>
 #include <QTimer>
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
 
@@ -35,10 +34,7 @@ bool isConnectedTo(int descriptor, const QList<QHostAddress> &addresses, int por
     static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
     if (ntohs(reinterpret_cast<const sockaddr_in &>(peer).sin_port) != port)
         return false;
-    const QHostAddress address(generic); // null for another family
-    return std::any_of(addresses.cbegin(), addresses.cend(), [&address](const QHostAddress &known) {
-        return known.isEqual(address, QHostAddress::ConvertV4MappedToIPv4);
-    });
+    return addresses.contains(QHostAddress(generic)); // null for another family
 }
 
 } // namespace
