@@ -40,6 +40,12 @@ QString numberText(unsigned int number)
     return QString::number(number);
 }
 
+/// Whether the maps make the same JSON: == alone takes 0 for false.
+bool isSame(const QVariantMap &map, const QVariantMap &other)
+{
+    return map == other && map.value(confDefaultName).type() == other.value(confDefaultName).type();
+}
+
 QByteArray textOf(const QJsonObject &message)
 {
     return QJsonDocument(message).toJson(QJsonDocument::Compact);
@@ -169,7 +175,8 @@ void LocalServer::recvClientData()
     if (client == nullptr)
         return;
 
-    const QByteArray received = client->readAll();
+    // Not readAll(), which allocates and copies 16 KiB for the shortest request.
+    const QByteArray received = client->read(client->bytesAvailable());
     qInfo("%s \"%s\"", LogMessages::received,
           LogEncryption::encryptionMessage(received).constData());
     const QVariantList messages = parseRecvData(received);
@@ -208,12 +215,11 @@ void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QSt
 
 void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
 {
-    // The text is kept, because making it would cost more than the rest of the answer.
-    // JSON is compared, because 0 and false are equal in a map.
-    QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
-    message.insert(Protocol::typeName, numberText(Protocol::Configuration));
-    if (message != m_configuration) {
-        m_configuration = message;
+    // Making the text takes longer than the rest of the answer, so it is kept.
+    if (m_configurationText.isEmpty() || !isSame(serverConfUrl, m_configuration)) {
+        QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
+        message.insert(Protocol::typeName, numberText(Protocol::Configuration));
+        m_configuration = serverConfUrl;
         m_configurationText = textOf(message);
     }
     sendText(m_configurationText);

@@ -71,6 +71,6 @@ private:
     QLocalSocket *m_client = nullptr; // child of this, so that it outlives the listener
     QString m_socketPath;
     bool m_isLossLogged = false;
-    QJsonObject m_configuration; // the last configuration message that was sent
-    QByteArray m_configurationText; // the same, compact
+    QVariantMap m_configuration; // the last one that was sent
+    QByteArray m_configurationText; // its message
 };
