@@ -30,6 +30,6 @@ void isolateFromStarter()
     // Qt's own event loop handles a request faster, and we do not need glib's.
     ::setenv("QT_NO_GLIB", "1", 1);
     ::umask(::umask(0) | kNoWriteForOthers);
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
 }

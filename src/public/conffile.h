@@ -13,7 +13,7 @@ class ConfFile
 public:
     explicit ConfFile(QString path);
 
-    /// Whether anything stands at the path (behind a link, where it leads).
+    /// Whether anything is at the path; a symbolic link is followed.
     bool exists() const;
 
     /// Returns the content; nothing when there is no regular file of at most

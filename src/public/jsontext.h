@@ -17,7 +17,7 @@ bool isEmpty(const QJsonDocument &document);
 
 /// Finds objects with two members of the same name, in a text that may come in
 /// pieces. Qt's parser leaks the first of two such members when it is a list or
-/// an object, so a stranger's text is scanned before it is parsed. Time is
+/// an object, so text from outside is scanned before it is parsed. Time is
 /// O(n log n) and memory O(n) in the bytes added, whatever they are.
 class DuplicateNames
 {

@@ -101,7 +101,7 @@ std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QStr
     const auto textBytes = static_cast<size_t>(text.size());
     std::string line;
     line.reserve(headBytes + textBytes);
-    line.append(LogMessages::tags[type])
+    line.append(LogMessages::tags.at(type))
         .append(localTimeText())
         .append(":")
         .append(baseName(context.file));

@@ -1,10 +1,13 @@
 #pragma once
 
-/// What the daemon writes and readers of its log look for.
+#include <array>
+
+/// The parts of the daemon's log that other programs look for.
 namespace LogMessages {
 
 /// Start of a line, by QtMsgType; the time follows.
-inline constexpr const char *tags[] = {"[Debug:", "[qWarning:", "[Cirtiacl:", "[Fatal:", "[Qinfo:"};
+inline constexpr std::array<const char *, 5> tags{
+    "[Debug:", "[qWarning:", "[Cirtiacl:", "[Fatal:", "[Qinfo:"};
 
 // Texts, or their beginnings. A value follows where the text ends in a colon, an
 // equals sign or a blank.

@@ -3,7 +3,7 @@
 #include <QLatin1String>
 
 // Base URLs of the service: a scheme and a host, no path. The hosts are under a
-// domain that never resolves; a distribution replaces them by its own.
+// domain that never resolves; a distribution replaces them with its own.
 
 // The built-in default servers, in this order.
 inline const QLatin1String MainServer{"https://main.quillon.invalid"};

@@ -95,7 +95,7 @@ QJsonValue LogText::jsonTime(const QByteArray &time)
 std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
 {
     for (int level = 0; level < int(std::size(kLevels)); ++level) {
-        const QByteArray tag = LogMessages::tags[kLevels[level].type];
+        const QByteArray tag = LogMessages::tags.at(kLevels[level].type);
         const QByteArray time = line.mid(tag.size(), kTimeSize);
         if (!line.startsWith(tag) || !isTime(time))
             continue;

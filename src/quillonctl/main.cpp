@@ -37,7 +37,7 @@ int main(int argc, char *argv[])
 {
     holdClosedStreams();
     // Qt ignores this signal once it has made a socket; all commands end the same way.
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     qunsetenv("TZ"); // the log's times are those of the system
     // Qt's own warnings are of no use to the user, and no variable may make them fatal.
     qunsetenv("QT_FATAL_WARNINGS");
