@@ -30,7 +30,8 @@ std::optional<QString> nameIn(const QByteArray &string)
     if (list.isNull())
         return std::nullopt;
     const QVector<uint> characters = list.array().at(0).toString().toUcs4();
-    return QString::fromUcs4(characters.constData(), characters.size()).section(QChar::Null, 0, 0);
+    const QString name = QString::fromUcs4(characters.constData(), characters.size());
+    return name.left(name.indexOf(QChar::Null));
 }
 
 } // namespace

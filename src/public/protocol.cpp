@@ -13,11 +13,12 @@ bool isDigit(QChar character)
     return character >= QLatin1Char('0') && character <= QLatin1Char('9');
 }
 
-/// Whether QString::toInt() takes the text as a number, however large that is.
+/// Whether QString::toInt() takes the text as a number, however large that is. It knows
+/// two minus signs.
 bool isInteger(const QString &text)
 {
     QString digits = text.trimmed();
-    if (digits.startsWith(QLatin1Char('-')) || digits.startsWith(QLatin1Char('+')))
+    if (!digits.isEmpty() && QStringLiteral("+-\u2212").contains(digits.at(0)))
         digits.remove(0, 1);
     return !digits.isEmpty() && std::all_of(digits.cbegin(), digits.cend(), isDigit);
 }
