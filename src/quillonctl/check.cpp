@@ -48,12 +48,10 @@ struct Report
     }
 };
 
-/// By QJsonValue::Type.
-constexpr const char *kNoType[] = {"", "not true or false", "not a whole number of 32 bits",
-                                   "not a string", "not a list"};
-
 void compareMembers(const QJsonObject &written, Report &report)
 {
+    const QByteArrayList byType{"", "not true or false", "not a whole number of 32 bits",
+                                "not a string", "not a list"}; // as QJsonValue::Type
     for (auto entry = report.map.cbegin(); entry != report.map.cend(); ++entry) {
         const QJsonValue used = QJsonValue::fromVariant(entry.value());
         if (!written.contains(entry.key()))
@@ -61,7 +59,7 @@ void compareMembers(const QJsonObject &written, Report &report)
                                              {QStringLiteral("member"), entry.key()},
                                              {QStringLiteral("used"), used}});
         else if (written.value(entry.key()) != used)
-            report.fault("mistyped", entry.key(), kNoType[used.type()], used);
+            report.fault("mistyped", entry.key(), byType.value(used.type()), used);
     }
     const QStringList names = written.keys();
     for (const QString &name : names) {

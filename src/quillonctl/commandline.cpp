@@ -28,12 +28,13 @@ std::optional<int> decimal(const QString &text)
 /// A number with the unit s, m, h or d.
 std::optional<qint64> secondsIn(const QString &text)
 {
-    constexpr int unitSeconds[] = {1, 60, 3600, 86400};
-    const int unit = text.isEmpty() ? -1 : QStringLiteral("smhd").indexOf(text.back());
     const auto count = decimal(text.left(text.size() - 1));
-    if (unit < 0 || !count)
-        return {};
-    return qint64(*count) * unitSeconds[unit];
+    for (const auto &[unit, seconds] : {std::make_pair('s', 1), std::make_pair('m', 60),
+                                        std::make_pair('h', 3600), std::make_pair('d', 86400)}) {
+        if (count && text.endsWith(QLatin1Char(unit)))
+            return qint64(*count) * seconds;
+    }
+    return {};
 }
 
 bool readTimeout(const QString &value, Options &options)
@@ -99,7 +100,7 @@ QStringList namesOf(const Option &option)
 /// Returns what is wrong; else nothing.
 QByteArray readOptions(const Command &command, const QCommandLineParser &parser, Options &options)
 {
-    for (const Option &option : CommandTable::options) {
+    for (const Option &option : CommandTable::kOptions) {
         const QString name = namesOf(option).constLast();
         const QString value = parser.value(name);
         if (!parser.isSet(name))
@@ -132,7 +133,7 @@ bool readArgument(const Command &command, const QString &value, Options &options
 /// Returns what is wrong; else nothing.
 QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
-    const QByteArray wrong = readOptions(command, parser, options);
+    QByteArray wrong = readOptions(command, parser, options);
     const QStringList arguments = parser.positionalArguments().mid(1);
     if (!wrong.isEmpty())
         return wrong;
@@ -153,7 +154,7 @@ CommandLine::Invocation fault(const QByteArray &text, const QByteArray &topic = 
 CommandLine::Invocation CommandLine::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    for (const Option &option : CommandTable::options)
+    for (const Option &option : CommandTable::kOptions)
         parser.addOption({namesOf(option), {}, QLatin1String(option.value)});
     if (!parser.parse(arguments))
         return fault(parser.errorText().chopped(1).toUtf8());

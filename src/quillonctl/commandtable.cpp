@@ -52,6 +52,7 @@ int screenWidth()
 }
 
 /// A row of two columns, the right one wrapped.
+// NOLINTNEXTLINE(bugprone-easily-swappable-parameters): in their order
 QByteArray row(const QByteArray &left, const QByteArray &right, int indent)
 {
     static const int width = screenWidth();
@@ -100,7 +101,7 @@ QByteArray exitRows(const Command *topic)
 QByteArray programHelp()
 {
     QByteArray help = "Usage: quillonctl COMMAND [OPTION]...\n\nCommands:\n";
-    for (const Command &command : CommandTable::commands)
+    for (const Command &command : CommandTable::kCommands)
         help +=
             row(QByteArray("  ") + command.name + command.argument, command.description, kIndent);
     return help + '\n' + row("", "Run 'quillonctl help COMMAND' for the options of a command.", 0)
@@ -111,7 +112,7 @@ QByteArray commandHelp(const Command &command)
 {
     QByteArray help = QByteArray("Usage: quillonctl ") + command.name + command.argument
                       + " [OPTION]...\n" + row("", command.description, 0) + "\nOptions:\n";
-    for (const Option &option : CommandTable::options) {
+    for (const Option &option : CommandTable::kOptions) {
         if (CommandTable::takes(command, option))
             help += row(labelOf(option), option.description, kIndent);
     }
@@ -120,7 +121,7 @@ QByteArray commandHelp(const Command &command)
 
 } // namespace
 
-const Command CommandTable::commands[] = {
+const Command CommandTable::kCommands[] = {
     {"show", "", "jtwhv", "Show the default servers and the server in use.", Commands::show},
     {"use", " INDEX", "jtwphv", "Choose the default server with this index.", Commands::use},
     {"status", "", "jtwhv", "Show whether the daemon answers and how its last probe ended.",
@@ -134,7 +135,7 @@ const Command CommandTable::commands[] = {
     {"version", "", "hv", "Show the version.", showVersion},
 };
 
-const Option CommandTable::options[] = {
+const Option CommandTable::kOptions[] = {
     {'j', "json", "", "Print JSON, also for an error: one document, or one object per event."},
     {'t', "timeout", "TIME",
      "Give up after TIME, which is 3s unless given, and 15s to wait for a probe: a number of "
@@ -154,7 +155,7 @@ const Option CommandTable::options[] = {
 
 const Command *CommandTable::commandNamed(const QString &name)
 {
-    for (const Command &command : commands) {
+    for (const Command &command : kCommands) {
         if (name == QLatin1String(command.name))
             return &command;
     }

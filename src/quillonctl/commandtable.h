@@ -25,8 +25,8 @@ struct Option
     const char *description;
 };
 
-extern const Command commands[8];
-extern const Option options[10];
+extern const Command kCommands[8];
+extern const Option kOptions[10];
 
 /// Null for an unknown command.
 const Command *commandNamed(const QString &name);

@@ -39,9 +39,8 @@ int probeSocket()
     address.sun_family = AF_UNIX;
     qstrncpy(address.sun_path, Paths::socket.data(), sizeof address.sun_path);
     const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    errno = 0;
-    ::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    const int error = errno;
+    const auto *const generic = reinterpret_cast<const sockaddr *>(&address);
+    const int error = ::connect(descriptor, generic, sizeof address) == 0 ? 0 : errno;
     ::close(descriptor);
     return error;
 }

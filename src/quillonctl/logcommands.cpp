@@ -42,7 +42,7 @@ QByteArray lastLines(const QByteArray &text, int count)
 Show tailOf(const Show &show, int count)
 {
     return [=, held = QByteArray(), isOver = false](const QByteArray &bytes) mutable {
-        const QByteArray text = show(bytes);
+        QByteArray text = show(bytes);
         if (isOver)
             return text;
         held = lastLines((held + text).right(kMaxHeldBytes), count);

@@ -16,8 +16,8 @@ constexpr int kMaxLabelBytes = 200;
 
 struct Pattern
 {
-    const char *message;
-    LogEvent::Kind kind;
+    const char *message = "";
+    LogEvent::Kind kind = LogEvent::Start;
     const char *text = ""; ///< of the event, when it is always the same
 };
 

@@ -18,17 +18,19 @@ constexpr int kTimeSize = sizeof kTimeShape - 1;
 
 struct LevelName
 {
-    QtMsgType type;
-    const char *name;
-    const char *alias;
+    LogText::Level level = LogText::Level::Debug;
+    const char *tag = "";
+    const char *name = "";
+    const char *alias = "";
 };
 
-/// By LogText::Level.
-const LevelName kLevels[] = {{QtDebugMsg, "debug", "debug"},
-                             {QtInfoMsg, "info", "info"},
-                             {QtWarningMsg, "warning", "warn"},
-                             {QtCriticalMsg, "critical", "error"},
-                             {QtFatalMsg, "fatal", "fatal"}};
+const LevelName kLevels[] = {
+    {LogText::Level::Debug, LogMessages::tags[QtDebugMsg], "debug"},
+    {LogText::Level::Info, LogMessages::tags[QtInfoMsg], "info"},
+    {LogText::Level::Warning, LogMessages::tags[QtWarningMsg], "warning", "warn"},
+    {LogText::Level::Critical, LogMessages::tags[QtCriticalMsg], "critical", "error"},
+    {LogText::Level::Fatal, LogMessages::tags[QtFatalMsg], "fatal"},
+};
 
 bool isTime(const QByteArray &text)
 {
@@ -55,7 +57,7 @@ QByteArray base64At(const QByteArray &line, int start)
             ++end;
         for (int padding = 0; padding < 2 && end < limit && line.at(end) == '='; ++padding)
             ++end;
-        const QByteArray run = line.mid(start, end - start);
+        QByteArray run = line.mid(start, end - start);
         if (QByteArray::fromBase64(run).toBase64() == run)
             return run;
     }
@@ -72,10 +74,10 @@ QByteArray unscrambled(const QByteArray &base64)
 
 std::optional<LogText::Level> LogText::levelNamed(const QString &name)
 {
-    for (int level = 0; level < int(std::size(kLevels)); ++level) {
-        if (name == QLatin1String(kLevels[level].name)
-            || name == QLatin1String(kLevels[level].alias))
-            return static_cast<Level>(level);
+    for (const LevelName &known : kLevels) {
+        if (name == QLatin1String(known.name)
+            || (!name.isEmpty() && name == QLatin1String(known.alias)))
+            return known.level;
     }
     return {};
 }
@@ -94,13 +96,12 @@ QJsonValue LogText::jsonTime(const QByteArray &time)
 
 std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
 {
-    for (int level = 0; level < int(std::size(kLevels)); ++level) {
-        const QByteArray tag = LogMessages::tags.at(kLevels[level].type);
-        const QByteArray time = line.mid(tag.size(), kTimeSize);
-        if (!line.startsWith(tag) || !isTime(time))
+    for (const LevelName &known : kLevels) {
+        const QByteArray time = line.mid(int(qstrlen(known.tag)), kTimeSize);
+        if (!line.startsWith(known.tag) || !isTime(time))
             continue;
         const int bracket = line.indexOf("] ", line.indexOf(" line:"));
-        return Head{static_cast<Level>(level), time, bracket < 0 ? line.size() : bracket + 2};
+        return Head{known.level, time, bracket < 0 ? line.size() : bracket + 2};
     }
     return {};
 }
