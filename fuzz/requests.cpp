@@ -10,7 +10,7 @@
 #include <QLocalSocket>
 #include <QString>
 
-#include <cstring>
+#include <algorithm>
 #include <utility>
 
 using Fuzz::require;
@@ -29,12 +29,14 @@ public:
         emit readyRead();
     }
 
+    qint64 bytesAvailable() const override { return m_unread.size(); }
+
 protected:
     qint64 readData(char *data, qint64 maxSize) override
     {
         const QByteArray read = m_unread.left(static_cast<int>(maxSize));
         m_unread.remove(0, read.size());
-        std::memcpy(data, read.constData(), static_cast<size_t>(read.size()));
+        std::copy(read.cbegin(), read.cend(), data);
         return read.size();
     }
 
