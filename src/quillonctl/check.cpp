@@ -33,9 +33,8 @@ struct Report
     QJsonArray absent; ///< members that take their default, which is normal
     QJsonArray faults;
 
-    /// @param kind one of a fixed set, for programs
-    /// @param member empty when the fault is not about a single one
-    /// @param used the value that the daemon uses instead
+    /// @param member empty when the fault is about no single one
+    /// @param used the value that the daemon uses instead, if any
     void fault(const char *kind, const QString &member, const QByteArray &message,
                const QJsonValue &used = QJsonValue::Undefined)
     {
@@ -170,21 +169,17 @@ std::optional<QByteArray> read(const QString &path, Verdict &verdict)
     return {};
 }
 
-QByteArray valueText(const QJsonValue &value)
-{
-    const QByteArray list = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
-    return Output::escaped(list.mid(1, list.size() - 2));
-}
-
 QByteArray linesOf(const QJsonArray &findings)
 {
     QByteArray text;
     for (const QJsonValue finding : findings) {
-        QByteArrayList parts{Output::escaped(finding[QStringLiteral("member")].toString()),
-                             Output::escaped(finding[QStringLiteral("message")].toString())};
+        const QString member = finding[QStringLiteral("member")].toString();
+        const QString message = finding[QStringLiteral("message")].toString();
+        QByteArrayList parts{Output::escaped(member.toUtf8()), Output::escaped(message.toUtf8())};
         const QJsonValue used = finding[QStringLiteral("used")];
+        const QByteArray list = QJsonDocument(QJsonArray{used}).toJson(QJsonDocument::Compact);
         if (!used.isUndefined())
-            parts.append(valueText(used) + " is used");
+            parts.append(Output::escaped(list.mid(1, list.size() - 2)) + " is used");
         parts.removeAll({});
         text += "  " + parts.join(": ") + '\n';
     }
@@ -196,7 +191,7 @@ QByteArray textOf(const Report &report)
     const Configuration configuration(report.map);
     QByteArray text = "Server in use: " + configuration.serverText() + '\n';
     if (!configuration.serverInUse().isEmpty())
-        text += "Probe URL:     " + Output::escaped(probeUrl(report.map)) + '\n';
+        text += "Probe URL:     " + Output::escaped(probeUrl(report.map).toUtf8()) + '\n';
     if (!report.absent.isEmpty())
         text += "Absent, which is no fault:\n" + linesOf(report.absent);
     text += report.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
@@ -209,8 +204,8 @@ QJsonObject jsonOf(const Report &report, const Verdict &verdict)
     const QString probe = server.isEmpty() ? QString() : probeUrl(report.map);
     QJsonObject document = verdict.toJson();
     document.insert(QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map));
-    document.insert(QStringLiteral("serverInUse"), Output::orNull(server));
-    document.insert(QStringLiteral("probeUrl"), Output::orNull(probe));
+    document.insert(QStringLiteral("serverInUse"), Output::orNull(server.toUtf8()));
+    document.insert(QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8()));
     document.insert(QStringLiteral("absent"), report.absent);
     document.insert(QStringLiteral("faults"), report.faults);
     return document;
@@ -224,7 +219,7 @@ ExitStatus Commands::check(const Options &options)
     Verdict verdict;
     const auto content = read(path, verdict);
     if (!content)
-        return Output::fail(verdict, options.json);
+        return Output::conclude(verdict, options.json, verdict.toJson());
 
     Report report = reportOn(*content);
     std::optional<Configuration> running;

@@ -54,13 +54,6 @@ bool readSince(const QString &value, Options &options)
     return time.isValid();
 }
 
-bool readLevel(const QString &value, Options &options)
-{
-    const auto level = LogText::levelNamed(value);
-    options.level = level.value_or(options.level);
-    return level.has_value();
-}
-
 /// Puts a value into the options. Returns false when it is not one of this option.
 bool readOption(char id, const QString &value, Options &options)
 {
@@ -73,7 +66,8 @@ bool readOption(char id, const QString &value, Options &options)
         options.lines = decimal(value);
         return options.lines.has_value();
     case 'l':
-        return readLevel(value, options);
+        options.level = LogText::levelNamed(value);
+        return options.level.has_value();
     case 'j':
         options.json = true;
         break;
@@ -85,8 +79,6 @@ bool readOption(char id, const QString &value, Options &options)
         break;
     case 'f':
         options.follow = true;
-        break;
-    default:
         break;
     }
     return true;

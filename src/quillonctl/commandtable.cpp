@@ -3,8 +3,6 @@
 #include "commandline.h"
 #include "commands.h"
 
-#include <QCoreApplication>
-
 #include <algorithm>
 #include <cstring>
 
@@ -44,18 +42,13 @@ const Exit kExits[] = {
     {"  6", "use", "the choice was made, but its probe failed"},
 };
 
-int screenWidth()
-{
-    winsize size = {};
-    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return isKnown ? std::max<int>(size.ws_col, kMinWidth) : kUsualWidth;
-}
-
 /// A row of two columns, the right one wrapped.
 // NOLINTNEXTLINE(bugprone-easily-swappable-parameters): in their order
 QByteArray row(const QByteArray &left, const QByteArray &right, int indent)
 {
-    static const int width = screenWidth();
+    winsize size = {};
+    const bool isTerminal = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const int width = isTerminal ? std::max<int>(size.ws_col, kMinWidth) : kUsualWidth;
     QByteArray text = left.leftJustified(indent);
     int column = indent;
     const QByteArrayList words = right.split(' ');
@@ -69,14 +62,6 @@ QByteArray row(const QByteArray &left, const QByteArray &right, int indent)
         column += word.size();
     }
     return text + '\n';
-}
-
-QByteArray labelOf(const Option &option)
-{
-    const QByteArray names = option.names;
-    const QByteArray label =
-        names[1] == ',' ? "-" + names.left(1) + ", --" + names.mid(2) : "--" + names;
-    return "  " + label + ' ' + option.value;
 }
 
 /// @param topic null for all commands
@@ -113,8 +98,11 @@ QByteArray commandHelp(const Command &command)
     QByteArray help = QByteArray("Usage: quillonctl ") + command.name + command.argument
                       + " [OPTION]...\n" + row("", command.description, 0) + "\nOptions:\n";
     for (const Option &option : CommandTable::kOptions) {
+        const QByteArray names = QByteArray(option.names).replace(",", ", --");
+        const QByteArray label =
+            (names.contains(',') ? "  -" : "  --") + names + ' ' + option.value;
         if (CommandTable::takes(command, option))
-            help += row(labelOf(option), option.description, kIndent);
+            help += row(label, option.description, kIndent);
     }
     return help + exitRows(&command);
 }

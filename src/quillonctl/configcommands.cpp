@@ -18,25 +18,16 @@ namespace {
 
 constexpr unsigned long kPollMilliseconds = 50;
 
-int codeOf(const Reply &reply)
-{
-    return Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
-}
-
-QByteArray fileFault(bool isInUse)
-{
-    const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
-    return QByteArray("the choice ") + (isInUse ? "is in use but was not saved" : "was not made")
-           + ", because " + Paths::configuration.data()
-           + (isMissing ? " is missing" : " cannot be opened or written");
-}
-
 Verdict refusal(const Reply &reply, bool isInUse)
 {
-    const int code = codeOf(reply);
+    const int code = Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
+    const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
     if (code == Protocol::FileUnusable)
-        reason = fileFault(isInUse);
+        reason = QByteArray("the choice ")
+                 + (isInUse ? "is in use but was not saved" : "was not made") + ", because "
+                 + Paths::configuration.data()
+                 + (isMissing ? " is missing" : " cannot be opened or written");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
     return {ExitStatus::Failed, "refused",
@@ -95,12 +86,13 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
 QJsonObject jsonOf(const Verdict &verdict, const Reply &reply)
 {
     QJsonObject document = verdict.toJson();
+    const QJsonValue code = reply.refusal.value(Protocol::statusCodeName);
     if (!reply.refusal.isEmpty())
-        document.insert(QStringLiteral("code"), codeOf(reply));
+        document.insert(QStringLiteral("code"), Protocol::numberIn(code));
     if (reply.configuration) {
         document.insert(QStringLiteral("configuration"), reply.configuration->toJson());
         document.insert(QStringLiteral("serverInUse"),
-                        Output::orNull(reply.configuration->serverInUse()));
+                        Output::orNull(reply.configuration->serverInUse().toUtf8()));
     }
     return document;
 }
@@ -111,8 +103,7 @@ ExitStatus Commands::show(const Options &options)
 {
     const Reply reply = DaemonClient::ask(QDeadlineTimer(options.timeout), options.wait);
     const QByteArray text = reply.verdict.isDone() ? reply.configuration->toText() : QByteArray();
-    return Output::conclude(reply.verdict,
-                            options.json ? Output::jsonLine(jsonOf(reply.verdict, reply)) : text);
+    return Output::conclude(reply.verdict, options.json, jsonOf(reply.verdict, reply), text);
 }
 
 ExitStatus Commands::use(const Options &options)
@@ -120,8 +111,10 @@ ExitStatus Commands::use(const Options &options)
     const QDeadlineTimer deadline(options.timeout);
     LogFile log(Paths::logFile);
     // Before the choice, which must not be made when its outcome could not be read.
-    if (options.probe && !log.open() && errno != ENOENT)
-        return Output::fail(unreadableLog(), options.json);
+    if (options.probe && !log.open() && errno != ENOENT) {
+        const Verdict unreadable = unreadableLog();
+        return Output::conclude(unreadable, options.json, unreadable.toJson());
+    }
     log.skipToEnd();
 
     const Reply reply = DaemonClient::choose(options.serverIndex, deadline, options.wait);
@@ -135,5 +128,5 @@ ExitStatus Commands::use(const Options &options)
     QJsonObject document = jsonOf(verdict, reply);
     if (options.probe)
         document.insert(QStringLiteral("probe"), probe.toJson());
-    return Output::conclude(verdict, options.json ? Output::jsonLine(document) : text);
+    return Output::conclude(verdict, options.json, document, text);
 }

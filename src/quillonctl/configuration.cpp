@@ -6,7 +6,6 @@
 
 #include <QJsonDocument>
 
-#include <algorithm>
 #include <utility>
 
 namespace {
@@ -54,7 +53,7 @@ int Configuration::chosenIndex() const
 
 QByteArray Configuration::serverText() const
 {
-    const QByteArray server = Output::escaped(serverInUse());
+    const QByteArray server = Output::escaped(serverInUse().toUtf8());
     const int index = chosenIndex();
     const QByteArray choice =
         index == -1 ? "custom address" : "default server " + QByteArray::number(index);
@@ -81,7 +80,8 @@ QByteArray Configuration::toText() const
         text += "Default servers:\n";
     for (int index = 0; index < servers.size(); ++index) {
         text += index == chosenIndex() ? "* " : "  ";
-        text += QByteArray::number(index) + "  " + Output::escaped(servers.at(index)) + '\n';
+        text +=
+            QByteArray::number(index) + "  " + Output::escaped(servers.at(index).toUtf8()) + '\n';
     }
     return text;
 }

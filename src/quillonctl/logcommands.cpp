@@ -28,24 +28,17 @@ constexpr char kPlain[] = "\x1b[0m";
 /// Returns what to print for the next bytes of a log, which are none at its end.
 using Show = std::function<QByteArray(const QByteArray &bytes)>;
 
-QByteArray lastLines(const QByteArray &text, int count)
-{
-    if (count == 0)
-        return {};
-    int start = text.size();
-    for (int line = 0; line < count && start > 1; ++line)
-        start = text.lastIndexOf('\n', start - 2) + 1; // not the line feed that ends this line
-    return text.mid(start > 1 ? start : 0);
-}
-
 /// Shows only the last lines of what comes before the first end, and all after it.
 Show tailOf(const Show &show, int count)
 {
     return [=, held = QByteArray(), isOver = false](const QByteArray &bytes) mutable {
-        QByteArray text = show(bytes);
         if (isOver)
-            return text;
-        held = lastLines((held + text).right(kMaxHeldBytes), count);
+            return show(bytes);
+        held = (held + show(bytes)).right(kMaxHeldBytes);
+        int start = held.size();
+        for (int line = 0; line < count && start > 0; ++line)
+            start = start == 1 ? 0 : held.lastIndexOf('\n', start - 2) + 1;
+        held.remove(0, start);
         isOver = bytes.isEmpty();
         return isOver ? std::exchange(held, {}) : QByteArray();
     };
@@ -102,11 +95,9 @@ Look lookOf(const LogEvent &event)
         return {"fault", "", kRed};
     case LogEvent::Client:
         return {"client", "", ""};
-    case LogEvent::Server:
-    case LogEvent::Warning:
-        break;
+    default:
+        return {"", "", ""};
     }
-    return {"", "", ""};
 }
 
 QByteArray lineOf(const LogEvent &event, bool isColoured)
@@ -132,19 +123,13 @@ QByteArray jsonOf(const LogEvent &event)
     return Output::jsonLine(document);
 }
 
-bool allowsColour()
-{
-    return ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR")
-           && qgetenv("TERM") != "dumb";
-}
-
 } // namespace
 
 ExitStatus Commands::log(const Options &options)
 {
     const QString path = options.argument.value_or(Paths::logFile);
     LogFile log(path);
-    LogRenderer renderer(options.level, options.since);
+    LogRenderer renderer(options.level.value_or(LogText::Level::Debug), options.since);
     const Show show = [&](const QByteArray &bytes) {
         return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
     };
@@ -157,7 +142,8 @@ ExitStatus Commands::monitor(const Options &options)
     if (options.since.isEmpty() && log.open())
         log.skipToEnd();
     LogEvents events;
-    const bool isColoured = allowsColour();
+    const bool isColoured = ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR")
+                            && qgetenv("TERM") != "dumb";
     return print(log, Paths::logFile, true, [&](const QByteArray &bytes) {
         QByteArray lines;
         const QVector<LogEvent> found = events.add(bytes);

@@ -38,12 +38,6 @@ const Pattern kPatterns[] = {
     {LogMessages::clientDropped, LogEvent::Client, "left"},
 };
 
-/// Each client that leaves makes one of these.
-bool isOrdinary(const QByteArray &text)
-{
-    return text.startsWith(LogMessages::clientError) && text.endsWith("PeerClosedError");
-}
-
 /// What is between the first quotation mark and the last; empty without them.
 QByteArray quoted(const QByteArray &text)
 {
@@ -56,14 +50,7 @@ QByteArray labelOf(const QByteArray &text)
 {
     static const QRegularExpression value(QStringLiteral(R"re("(?:[^"\\]|\\.)*(?:"|$)|\b\d+\b)re"));
     QString words = QString::fromUtf8(text.left(kMaxLabelBytes));
-    return Output::escaped(words.remove(value).simplified());
-}
-
-QByteArray outcomeText(const LogEvent &event)
-{
-    if (event.httpStatus != 0)
-        return "HTTP status " + QByteArray::number(event.httpStatus);
-    return "no HTTP response" + (event.failure.isEmpty() ? "" : " (" + event.failure + ')');
+    return Output::escaped(words.remove(value).simplified().toUtf8());
 }
 
 } // namespace
@@ -84,7 +71,10 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
     if (head)
         m_head = head;
     const QByteArray text = head ? line.mid(head->textStart) : line;
-    if (!m_head || isOrdinary(text))
+    // Each client that leaves makes one of these.
+    const bool isOrdinary =
+        text.startsWith(LogMessages::clientError) && text.endsWith("PeerClosedError");
+    if (!m_head || isOrdinary)
         return;
 
     noteChoice(text);
@@ -131,7 +121,10 @@ void LogEvents::fill(LogEvent &event, const QByteArray &text, const QByteArray &
     case LogEvent::Outcome:
         event.httpStatus = value.simplified().split(' ').constFirst().toInt();
         event.failure = event.httpStatus == 0 ? m_failure : QByteArray();
-        event.text = outcomeText(event);
+        event.text = event.httpStatus != 0 ? "HTTP status " + QByteArray::number(event.httpStatus)
+                                           : QByteArray("no HTTP response");
+        if (!event.failure.isEmpty())
+            event.text += " (" + event.failure + ')';
         break;
     case LogEvent::Choice:
         if (!m_choices.isEmpty())

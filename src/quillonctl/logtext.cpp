@@ -64,12 +64,6 @@ QByteArray base64At(const QByteArray &line, int start)
     return {};
 }
 
-QByteArray unscrambled(const QByteArray &base64)
-{
-    QByteArray text = LogEncryption::decryptionMessage(QByteArray::fromBase64(base64));
-    return Output::escaped(text.replace('\\', "\\\\"));
-}
-
 } // namespace
 
 std::optional<LogText::Level> LogText::levelNamed(const QString &name)
@@ -91,7 +85,8 @@ QJsonValue LogText::jsonTime(const QByteArray &time)
 {
     const auto local = QDateTime::fromString(QString::fromLatin1(time), QLatin1String(kTimeFormat));
     // Without an offset of its own a local time is written without one.
-    return Output::orNull(local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate));
+    return Output::orNull(
+        local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate).toUtf8());
 }
 
 std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
@@ -113,11 +108,12 @@ QByteArray LogText::inClear(const QByteArray &line)
     for (int at = line.indexOf(encryptedIdentity.data()); at >= 0;
          at = line.indexOf(encryptedIdentity.data(), at)) {
         const QByteArray base64 = base64At(line, at + encryptedIdentity.size());
-        const int before = at;
+        const QByteArray before = line.mid(done, at - done);
         at += encryptedIdentity.size() + base64.size();
         if (base64.isEmpty())
             continue;
-        shown += Output::escaped(line.mid(done, before - done)) + unscrambled(base64);
+        QByteArray text = LogEncryption::decryptionMessage(QByteArray::fromBase64(base64));
+        shown += Output::escaped(before) + Output::escaped(text.replace('\\', "\\\\"));
         done = at;
     }
     return shown + Output::escaped(line.mid(done));

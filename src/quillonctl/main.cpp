@@ -24,9 +24,10 @@ void holdClosedStreams()
 ExitStatus run(const QStringList &arguments)
 {
     const CommandLine::Invocation invocation = CommandLine::parse(arguments);
+    const Verdict usage{ExitStatus::WrongUsage, "usage", invocation.fault};
     if (invocation.run == nullptr)
-        return Output::fail({ExitStatus::WrongUsage, "usage", invocation.fault},
-                            arguments.contains(QStringLiteral("--json")));
+        return Output::conclude(usage, arguments.contains(QStringLiteral("--json")),
+                                usage.toJson());
     const ExitStatus status = invocation.run(invocation.options);
     return Output::hasFailed() ? ExitStatus::Failed : status;
 }
@@ -45,7 +46,5 @@ int main(int argc, char *argv[])
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("quillonctl"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
     return static_cast<int>(run(QCoreApplication::arguments()));
 }

@@ -77,17 +77,13 @@ void Output::complain(const QByteArray &message)
     static_cast<void>(std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr));
 }
 
-ExitStatus Output::conclude(const Verdict &verdict, const QByteArray &found)
+ExitStatus Output::conclude(const Verdict &verdict, bool asJson, const QJsonObject &document,
+                            const QByteArray &text)
 {
-    print(found);
+    print(asJson ? jsonLine(document) : text);
     if (!verdict.isDone())
         complain(verdict.message);
     return verdict.status;
-}
-
-ExitStatus Output::fail(const Verdict &verdict, bool asJson)
-{
-    return conclude(verdict, asJson ? jsonLine(verdict.toJson()) : QByteArray());
 }
 
 QByteArray Output::jsonLine(const QJsonObject &object)
@@ -103,9 +99,9 @@ QByteArray Output::jsonLine(const QJsonObject &object)
     return line + '\n';
 }
 
-QJsonValue Output::orNull(const QString &text)
+QJsonValue Output::orNull(const QByteArray &utf8)
 {
-    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+    return utf8.isEmpty() ? QJsonValue() : QJsonValue(QString::fromUtf8(utf8));
 }
 
 QByteArray Output::escaped(const QByteArray &text)

@@ -41,30 +41,21 @@ bool hasFailed();
 /// Writes one line with the program's name to standard error; the message is escaped.
 void complain(const QByteArray &message);
 
-/// Prints what a command has found, then complains unless the verdict is done.
-ExitStatus conclude(const Verdict &verdict, const QByteArray &found);
-
-/// The same for a command that has found nothing: only JSON says so on standard output.
-ExitStatus fail(const Verdict &verdict, bool asJson);
+/// Prints the document or the text, complains unless the verdict is done, and
+/// returns its status.
+ExitStatus conclude(const Verdict &verdict, bool asJson, const QJsonObject &document,
+                    const QByteArray &text = {});
 
 /// The object as one line of ASCII: everything else becomes a JSON escape.
 QByteArray jsonLine(const QJsonObject &object);
 
 /// The text as JSON; null when it is empty.
-QJsonValue orNull(const QString &text);
-inline QJsonValue orNull(const QByteArray &utf8)
-{
-    return orNull(QString::fromUtf8(utf8));
-}
+QJsonValue orNull(const QByteArray &utf8);
 
 /// Makes a text safe for a terminal. Printable UTF-8 stays. Control, format and
 /// direction characters and line separators become \n, \r, \t, \xNN or \u{N}.
 /// In a text that is not UTF-8 all bytes above 0x7E become \xNN. Pure.
 QByteArray escaped(const QByteArray &text);
-inline QByteArray escaped(const QString &text)
-{
-    return escaped(text.toUtf8());
-}
 
 /// Why the file cannot be read. When permission is missing, names a user who has it.
 QByteArray readError(const QString &path, int error);

@@ -17,6 +17,7 @@
 namespace {
 
 constexpr int kMaxWarningKinds = 100;
+constexpr int kCountWidth = 6;
 
 struct Report
 {
@@ -62,18 +63,6 @@ void readLog(Report &report)
         report.logFault = Output::readError(Paths::logFile, errno);
 }
 
-/// A daemon that cannot write its log leaves that of an earlier time behind.
-/// @param known when the daemon has done something that it logs
-void dropStaleLog(const QDateTime &known, Report &report)
-{
-    if (report.logFault.isEmpty() && report.lastTime < LogText::timeText(known.addSecs(-1)))
-        report.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
-    if (report.logFault.isEmpty())
-        return;
-    report.version.clear();
-    report.probe = {};
-}
-
 Report look(const Options &options)
 {
     const QDateTime visit = QDateTime::currentDateTime();
@@ -84,10 +73,17 @@ Report look(const Options &options)
         report.fileDiffers =
             !(Configuration(ServerConf::parse(*content).map) == *report.reply.configuration);
     readLog(report); // last, because it has our visit then
-    if (report.reply.process != 0) {
-        const QDateTime listening = QFileInfo(Paths::socket).lastModified();
-        dropStaleLog(report.reply.verdict.isDone() ? visit : listening, report);
-        report.startTime = LogText::timeText(listening);
+    if (report.reply.process == 0)
+        return report;
+    // A daemon that cannot write its log leaves that of an earlier time behind.
+    const QDateTime listening = QFileInfo(Paths::socket).lastModified();
+    const QDateTime logged = report.reply.verdict.isDone() ? visit : listening;
+    if (report.logFault.isEmpty() && report.lastTime < LogText::timeText(logged.addSecs(-1)))
+        report.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
+    report.startTime = LogText::timeText(listening);
+    if (!report.logFault.isEmpty()) {
+        report.version.clear();
+        report.probe = {};
     }
     return report;
 }
@@ -115,16 +111,6 @@ QByteArray daemonText(const Report &report)
            + (report.version.isEmpty() ? "unknown" : report.version);
 }
 
-QByteArray warningsText(const QJsonObject &warnings)
-{
-    constexpr int countWidth = 6;
-    QByteArray text = warnings.isEmpty() ? " none" : "";
-    for (auto entry = warnings.begin(); entry != warnings.end(); ++entry)
-        text += '\n' + QByteArray::number(entry.value().toInt()).rightJustified(countWidth) + "  "
-                + entry.key().toUtf8();
-    return text;
-}
-
 QByteArray textOf(const Report &report)
 {
     const auto &configuration = report.reply.configuration;
@@ -139,7 +125,11 @@ QByteArray textOf(const Report &report)
     if (!report.probe.url().isEmpty())
         text += "\nProbe URL:   " + report.probe.url();
     if (!report.lastTime.isEmpty())
-        text += "\nWarnings of the last 24 hours:" + warningsText(report.warnings);
+        text += QByteArray("\nWarnings of the last 24 hours:")
+                + (report.warnings.isEmpty() ? " none" : "");
+    for (auto warning = report.warnings.begin(); warning != report.warnings.end(); ++warning)
+        text += '\n' + QByteArray::number(warning.value().toInt()).rightJustified(kCountWidth)
+                + "  " + warning.key().toUtf8();
     return text + '\n';
 }
 
@@ -161,7 +151,7 @@ QJsonObject jsonOf(const Report &report)
     const int index = configuration ? configuration->chosenIndex() : -1;
     QJsonObject document = verdictOf(report).toJson();
     document.insert(QStringLiteral("daemon"), daemonJson(report));
-    document.insert(QStringLiteral("serverInUse"), Output::orNull(server));
+    document.insert(QStringLiteral("serverInUse"), Output::orNull(server.toUtf8()));
     document.insert(QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index);
     document.insert(QStringLiteral("fileDiffers"),
                     report.fileDiffers ? *report.fileDiffers : QJsonValue());
