@@ -14,6 +14,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -33,16 +34,18 @@ QVariantMap headersOf(const QNetworkReply &reply)
 HttpCommunication::HttpCommunication(QObject *parent)
     : QObject(parent)
 {
-    ignoreNetworkPlugins();
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
 }
 
 HttpCommunication::~HttpCommunication() = default;
 
 // main() keeps Qt's network plugins out, and without one Qt reports every network
-// as not accessible. With no configuration it reports what a plugin would.
+// as not accessible. With no configuration it reports what a plugin would. This
+// starts a thread, so it waits for the first request.
 void HttpCommunication::ignoreNetworkPlugins()
 {
+    if (std::exchange(m_isManagerSetUp, true))
+        return;
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
     m_manager.setConfiguration(QNetworkConfiguration());
@@ -52,6 +55,7 @@ void HttpCommunication::ignoreNetworkPlugins()
 void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QString token)
 {
     QNetworkRequest request;
+    ignoreNetworkPlugins();
     allowUnknownNetwork();
     if (!token.isEmpty())
         request.setRawHeader("AuthToken", token.prepend(QLatin1String("Bearer ")).toLatin1());

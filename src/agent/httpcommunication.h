@@ -53,5 +53,6 @@ private:
     void closeConnections();
 
     QNetworkAccessManager m_manager;
+    bool m_isManagerSetUp = false;
     int m_failedHandshakes = 0; // since Qt's connections were closed
 };
