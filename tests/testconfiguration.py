@@ -4,7 +4,7 @@ import resource
 import stat
 import subprocess
 
-from daemon import CONF, HAS_USERS, Case, Client, Daemon, ask, choose, configure, log
+from daemon import CONF, HAS_USERS, LOG, Case, Client, Daemon, ask, choose, configure, log
 
 RECORD = "/etc/os-version"
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
@@ -100,6 +100,8 @@ class Configuration(Case):
              lambda: os.remove(f"{folder}/fill"), 1),
             ("read-only", lambda: os.system(f"mount -o remount,ro {folder}"),
              lambda: os.system(f"mount -o remount,rw {folder}"), 0),
+            ("link as draft", lambda: os.symlink(LOG, f"{CONF}.quillon-draft"),
+             lambda: os.remove(f"{CONF}.quillon-draft"), 1),
             ("file size", lambda: limit(10), lambda: limit(-1), 1),  # the log cannot grow either
         )
         for name, spoil, mend, used in rows:

@@ -72,7 +72,7 @@ class Tls(Case):
 
                 poll(lambda: "SslHandshakeFailedError" in log())
                 threads = f"/proc/{daemon.process.pid}/task/*/comm"
-                poll(lambda: os.system(f"grep -qsx 'Qt HTTP thread' {threads}"))
+                poll(lambda: os.system(f"grep -qsx QNetworkAccessM {threads}"))
                 ask(choose(1))
                 with server.accept()[0] as peer:
                     peer.recv(65536)
