@@ -1,16 +1,16 @@
-# Sourced by the other scripts; they have set -euo pipefail and run in the top folder.
+# Sourced by the other scripts, which set -euo pipefail and run in the top folder.
 # shellcheck shell=bash
 
-fail() { # MESSAGE: to standard error, named after the script
+fail() { # MESSAGE: prints it to standard error after the name of the script
     printf '%s: %s\n' "${0##*/}" "$1" >&2
     exit 1
 }
 
-show_help() { # the comment at the top of the script
+show_help() { # prints the comment at the top of the script
     sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
 }
 
-# Polls, because nothing that we wait for announces that it is ready.
+# Polls, because the things that we wait for give no notice.
 wait_until() { # SECONDS COMMAND...
     local deadline=$((${EPOCHREALTIME//[!0-9]/} + $1 * 1000000))
     until "${@:2}"; do
@@ -19,14 +19,14 @@ wait_until() { # SECONDS COMMAND...
     done
 }
 
-quietly() { # LOG COMMAND...: the output is shown only when the command fails
+quietly() { # LOG COMMAND...: shows the output only if the command fails
     "${@:2}" >"$1" 2>&1 || {
         cat "$1" >&2
         fail "failed: ${*:2}"
     }
 }
 
-progress() { # LABEL: standard input as one line that changes, on a terminal
+progress() { # LABEL: on a terminal, shows the last line of standard input
     local line
     if [[ -t 1 ]]; then
         while IFS= read -r line; do
@@ -43,11 +43,11 @@ is_installed() { # PACKAGE
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>&1) == installed ]]
 }
 
-install_packages() ( # PACKAGE...: a subshell, for a trap of its own
+install_packages() ( # PACKAGE...: a subshell, so that the trap is local
     policy=/usr/sbin/policy-rc.d
     if [[ ! -e $policy ]]; then
         trap 'rm -f "$policy"' EXIT
-        # The web server is wanted as a program only: its service must not start.
+        # We need only the program of the web server: its service must not start.
         install -m 755 /dev/stdin "$policy" <<<$'#!/bin/sh\nexit 101'
     fi
     export DEBIAN_FRONTEND=noninteractive
@@ -71,13 +71,13 @@ need() { # PACKAGE...: prints the packages that are missing, then installs them
     quietly build/packages.log install_packages "${missing[@]}"
 }
 
-# What the build, the sandbox and the HTTPS test site take.
+# For the build, the sandbox and the HTTPS test site.
 # shellcheck disable=SC2034 # the scripts use it
 readonly sandbox_packages=(cmake g++ iproute2 ninja-build nginx openssl python3 qtbase5-dev util-linux)
 
-build() { # PRESET FOLDER: the two name the same thing to CMake and to us
+build() { # PRESET FOLDER: the build folder of the preset
     mkdir -p "$2"
-    # The variable only counts in a new folder: one that another generator made stays usable.
+    # A folder that was made with another generator keeps it: the variable has no effect there.
     {
         CMAKE_GENERATOR=Ninja cmake --preset "$1" &&
             cmake --build --preset "$1" --parallel "$(nproc)"

@@ -39,9 +39,9 @@ HttpCommunication::HttpCommunication(QObject *parent)
 
 HttpCommunication::~HttpCommunication() = default;
 
-// main() keeps Qt's network plugins out, and without one Qt reports every network
-// as not accessible. With no configuration it reports what a plugin would. This
-// starts a thread, so it waits for the first request.
+// main() disables Qt's network plugins. Without a plugin Qt reports that no network
+// is accessible, unless its configuration is empty. Setting that starts a thread, so
+// it waits for the first request.
 void HttpCommunication::ignoreNetworkPlugins()
 {
     if (std::exchange(m_isManagerSetUp, true))
@@ -59,11 +59,11 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     allowUnknownNetwork();
     if (!token.isEmpty())
         request.setRawHeader("AuthToken", token.prepend(QLatin1String("Bearer ")).toLatin1());
-    // By default Qt asks for compression and unpacks without a bound.
+    // By default Qt asks for compression and unpacks the body without a limit.
     request.setRawHeader("Accept-Encoding", "identity");
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    // By default Qt sends a server's cookies back to it with the next request.
+    // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     dropOldest();
     QNetworkReply *reply = m_manager.post(request, data);
@@ -71,7 +71,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
-// Qt fails every request while it believes that there is no network.
+// Every request fails while Qt believes that there is no network.
 void HttpCommunication::allowUnknownNetwork()
 {
     QT_WARNING_PUSH
@@ -92,8 +92,8 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
     return replies;
 }
 
-// Bounds what a silent server can make us keep. No signal reports the loss: a
-// newer request has replaced this one.
+// Limits the requests that a silent server keeps outstanding. Emits no signal for
+// the dropped request, because a newer one replaces it.
 void HttpCommunication::dropOldest()
 {
     const QList<QNetworkReply *> replies = outstanding();
@@ -104,12 +104,12 @@ void HttpCommunication::dropOldest()
 void HttpCommunication::drop(QNetworkReply *reply)
 {
     reply->disconnect(&m_manager);
-    delete reply; // thousands may go before the event loop handles a deferred deletion
+    delete reply; // not deleteLater(): thousands could pile up before the event loop runs
 }
 
 // Qt leaks a few KiB per failed TLS handshake until its connections are closed.
-// Closing them blocks while a reply is outstanding, so a slow reply is waited
-// for until this many handshakes have failed, and dropped then.
+// Closing them blocks while a reply is outstanding. So wait for outstanding replies
+// at first, and drop them after kMaxFailedHandshakes failures.
 void HttpCommunication::closeConnections()
 {
     const QList<QNetworkReply *> replies = outstanding();

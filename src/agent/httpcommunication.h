@@ -8,8 +8,8 @@
 class QNetworkReply;
 
 /// The HTTPS client: posts JSON and turns each finished reply into one signal.
-/// It parses nothing, remembers no request and does not retry. Only its URL
-/// identifies a reply.
+/// It parses no body, remembers no request and does not retry. A reply is
+/// identified only by its URL.
 class HttpCommunication : public QObject
 {
     Q_OBJECT
@@ -19,11 +19,12 @@ public:
     explicit HttpCommunication(QObject *parent = nullptr);
     ~HttpCommunication() override;
 
-    /// Posts the data to the URL and returns at once. The outcome comes as a
-    /// signal, or never when the request times out (after 60 s at the latest)
-    /// or four newer ones are sent before it is answered.
-    /// @param token sent in the header "AuthToken" unless it is empty. The health
-    /// probe has none; requests of a signed-in user will.
+    /// Posts the data to the URL and returns at once. A signal reports the outcome,
+    /// unless the request times out (after 60 s at the latest) or is dropped: the
+    /// oldest of four outstanding requests makes room for a new one, and many failed
+    /// TLS handshakes end all of them.
+    /// @param token sent in the header "AuthToken" unless empty; the health probe
+    /// has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
 public slots:

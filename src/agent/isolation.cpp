@@ -27,7 +27,7 @@ void isolateFromStarter()
 {
     openStandardDescriptors();
     ::clearenv();
-    // Qt's own event loop handles a request faster, and we do not need glib's.
+    // Qt's own event loop handles a request faster than glib's.
     ::setenv("QT_NO_GLIB", "1", 1);
     ::umask(::umask(0) | kNoWriteForOthers);
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));

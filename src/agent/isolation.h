@@ -1,8 +1,9 @@
 #pragma once
 
-/// Shields the process from what its starter passes on. Clears the environment,
-/// which must not change what the daemon does. Forbids others to write its files,
-/// whatever the umask. Opens closed standard descriptors, which sockets would
-/// get. Ignores the signals that end a process at a broken pipe or a file size
-/// limit. Call first in main(), before Qt reads any of them.
+/// Makes the process independent of the program that starts it:
+/// - clears the environment, which must not change what the daemon does
+/// - sets the umask so that only the owner can write new files
+/// - opens closed standard descriptors, or a socket would get their numbers
+/// - ignores SIGPIPE and SIGXFSZ, which would end the process
+/// Call it first in main(), before Qt reads any of these.
 void isolateFromStarter();

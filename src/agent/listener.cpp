@@ -14,9 +14,9 @@ const QSocketNotifier *notifierOf(const QLocalServer &server)
     return server.findChild<QSocketNotifier *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-/// Peers inherit the option. A descriptor that a peer could pass would be closed
-/// by us, and closing a socket that lingers blocks. Older kernels know no such
-/// option and refuse it.
+/// Without the option, which peers inherit, we would close each descriptor that a
+/// peer passes, and closing a lingering socket blocks. Older kernels reject the
+/// option.
 void refuseDescriptors(const QLocalServer &server)
 {
     const int off = 0;
@@ -38,8 +38,8 @@ bool Listener::open(const QString &path)
     if (!listen(path))
         return false;
     refuseDescriptors(*this);
-    // When Qt cannot accept a connection, it removes the socket without a signal
-    // and isListening() stays true. Only its notifier goes.
+    // When Qt cannot accept a connection, it gives up the socket without a signal,
+    // and isListening() stays true. The only sign is that it deletes its notifier.
     if (const QSocketNotifier *notifier = notifierOf(*this))
         connect(notifier, &QObject::destroyed, this, &Listener::lost, Qt::QueuedConnection);
     return true;

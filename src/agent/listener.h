@@ -2,9 +2,9 @@
 
 #include <QLocalServer>
 
-/// The listening socket with the peers that wait to be served. Bounds what a
-/// waiting peer can make us keep, and reports what QLocalServer does not: that
-/// it announces no more peers, or that it has given up the socket.
+/// The listening socket with the peers that wait to be served. Limits the bytes
+/// kept for a waiting peer. Reports two states that QLocalServer hides: it
+/// announces no more peers, or it has given up the socket.
 class Listener : public QLocalServer
 {
     Q_OBJECT
@@ -12,7 +12,7 @@ class Listener : public QLocalServer
 
 public:
     /// Unread bytes kept for one peer; the kernel blocks the peer beyond that.
-    /// Larger than the largest single write with the kernel's default buffer.
+    /// Larger than any write that fits into the kernel's default buffer.
     static constexpr qint64 kMaxUnreadBytes = 256 * 1024;
 
     explicit Listener(QObject *parent);
@@ -21,13 +21,12 @@ public:
     /// Returns false when that fails; errorString() gives the reason.
     bool open(const QString &path);
 
-    /// Whether so many peers wait that newConnection() is not emitted any more.
+    /// Whether so many peers wait that newConnection() is no longer emitted.
     bool isFull() const;
 
 signals:
-    /// Emitted once, when Qt has given up the socket because a connection could
-    /// not be accepted, for example without a free descriptor. The listener is of
-    /// no use then.
+    /// Emitted once, when Qt has given up the socket because it could not accept a
+    /// connection, for example without a free descriptor. Open a new listener then.
     void lost();
 
 private:

@@ -40,7 +40,7 @@ QString numberText(unsigned int number)
     return QString::number(number);
 }
 
-/// Whether the maps make the same JSON: == alone takes 0 for false.
+/// Whether the maps have the same JSON: == alone treats 0 and false as equal.
 bool isSame(const QVariantMap &map, const QVariantMap &other)
 {
     return map == other && map.value(confDefaultName).type() == other.value(confDefaultName).type();
@@ -88,7 +88,7 @@ bool LocalServer::startListening()
 
 void LocalServer::handleLoss()
 {
-    // Once per shortage: listening works even while accept() fails.
+    // Warn once per shortage: listening works even while accept() fails.
     if (!std::exchange(m_isLossLogged, true))
         qWarning() << "local socket lost, listening again : " << m_server->errorString();
     QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
@@ -96,7 +96,7 @@ void LocalServer::handleLoss()
 
 void LocalServer::listenAgain()
 {
-    delete m_server; // now, or its destructor would remove the new socket file
+    delete m_server; // now: a later destructor would remove the new socket file
     if (!startListening())
         QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
 }
@@ -104,7 +104,7 @@ void LocalServer::listenAgain()
 void LocalServer::newConnection()
 {
     m_isLossLogged = false;
-    // A peer that left while it waited is dropped at once; the next one is taken.
+    // serveClient() drops a peer that left while it waited; then take the next one.
     while (m_client == nullptr) {
         m_client = m_server->nextPendingConnection();
         if (m_client == nullptr)
@@ -127,7 +127,7 @@ void LocalServer::serveClient()
     printConnectStatus();
 
     // Qt announced the data while the peer waited, and will not announce it again.
-    // The signal is emitted on the socket so that sender() is right.
+    // Emit the signal of the socket, so that sender() is the socket.
     if (m_client->bytesAvailable() > 0)
         emit m_client->readyRead();
     if (m_client != nullptr && m_client->state() == QLocalSocket::UnconnectedState)
@@ -159,12 +159,12 @@ void LocalServer::deleteClientSocket()
     if (m_client == nullptr)
         return;
     QLocalSocket *client = std::exchange(m_client, nullptr);
-    client->disconnect(this); // abort() emits disconnected(), which would log a leave
+    client->disconnect(this); // or abort() would call disconnectClient()
     client->abort();
     client->close();
     client->deleteLater();
 
-    // No signal announces the next peer while too many wait.
+    // Qt announces no peer while too many wait.
     if (m_server != nullptr && m_server->isFull())
         QMetaObject::invokeMethod(this, &LocalServer::newConnection, Qt::QueuedConnection);
 }
@@ -215,7 +215,7 @@ void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QSt
 
 void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
 {
-    // Making the text takes longer than the rest of the answer, so it is kept.
+    // Formatting the JSON takes longer than the rest of the answer, so cache the text.
     if (m_configurationText.isEmpty() || !isSame(serverConfUrl, m_configuration)) {
         QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
         message.insert(Protocol::typeName, numberText(Protocol::Configuration));

@@ -17,15 +17,15 @@ class LocalServer : public QObject
     Q_DISABLE_COPY(LocalServer)
 
 public:
-    /// Creates the run directory and listens. A failure is logged, and no client
-    /// can connect then.
+    /// Creates the run directory and listens. On failure logs a warning, and no
+    /// client can connect.
     /// @param parent ignored: the creator owns the server
     explicit LocalServer(QObject *parent = nullptr);
     ~LocalServer() override;
 
     /// Listens; logs a warning on failure.
     void initLocalServer();
-    /// Drops the client, if any, and what has not been sent to it yet.
+    /// Drops the client, if any, with the answers not yet sent to it.
     void deleteClientSocket();
     /// Sends one message to the client. Without a client the message is dropped.
     void sendData(QJsonObject message);
@@ -71,6 +71,6 @@ private:
     QLocalSocket *m_client = nullptr; // child of this, so that it outlives the listener
     QString m_socketPath;
     bool m_isLossLogged = false;
-    QVariantMap m_configuration; // the last one that was sent
-    QByteArray m_configurationText; // its message
+    QVariantMap m_configuration; // as last sent
+    QByteArray m_configurationText; // the message with it
 };

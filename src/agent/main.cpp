@@ -22,19 +22,19 @@ constexpr std::chrono::milliseconds kProbeWait{1000};
 constexpr int kOwnMappingBytes = 512 * 1024;
 constexpr int kMaxFreeBytes = 1024 * 1024;
 
-/// By default glibc keeps one heap per thread and raises its limits with what is
-/// freed, so the memory of a busy hour would never go back to the system.
+/// By default glibc has several heaps and raises its thresholds when large blocks
+/// are freed, so memory from a busy hour would never return to the system.
 void keepHeapSmall()
 {
     ::mallopt(M_ARENA_MAX, 1);
-    ::mallopt(M_MMAP_THRESHOLD, kOwnMappingBytes); // more than an ordinary message takes
+    ::mallopt(M_MMAP_THRESHOLD, kOwnMappingBytes); // more than an ordinary message needs
     ::mallopt(M_TRIM_THRESHOLD, kMaxFreeBytes);
 }
 
 bool isAnotherInstanceAlive(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);
-    // With a full backlog the attempt stays pending: somebody listens.
+    // An attempt that is still pending means a full backlog, so an instance listens.
     if (!probe.waitForConnected(static_cast<int>(kProbeWait.count())))
         return probe.state() == QLocalSocket::ConnectingState;
     probe.disconnectFromServer();
@@ -52,7 +52,7 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillon"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
-    // We need no plugin, and Qt's network plugins poll and load a bus library.
+    // The daemon needs no plugin, and Qt's network plugins poll and load D-Bus.
     QCoreApplication::setLibraryPaths({});
 
     QLocalSocket probe;

@@ -15,8 +15,8 @@ enum SystemType {
 /// file in UTF-8. Each field is the value as QSettings converts it to a string:
 /// empty when the key is missing, or when the value is an unquoted list ("1,2").
 ///
-/// The daemon only derives the system type so far. The other fields are for the
-/// requests to the service that will name the system.
+/// The daemon uses it only to derive the system type. The other fields are not
+/// used yet.
 struct OsVersion
 {
     QString systemName;

@@ -30,11 +30,11 @@ bool isConnectedTo(int descriptor, const QList<QHostAddress> &addresses, int por
     auto *const generic = reinterpret_cast<sockaddr *>(&peer);
     if (::getpeername(descriptor, generic, &size) != 0)
         return false;
-    // The port is at the same place in both families.
+    // IPv4 and IPv6 addresses have the port at the same offset.
     static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
     if (ntohs(reinterpret_cast<const sockaddr_in &>(peer).sin_port) != port)
         return false;
-    return addresses.contains(QHostAddress(generic)); // null for another family
+    return addresses.contains(QHostAddress(generic)); // null unless IPv4 or IPv6
 }
 
 } // namespace
@@ -47,7 +47,7 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     findPeers();
     reply->setReadBufferSize(kMaxBodyBytes + 1);
     connect(reply, &QNetworkReply::readyRead, this, &ReplyGuard::read);
-    // Not QTimer::singleShot(): its timer would outlive the guard until the time is up.
+    // Not QTimer::singleShot(): its timer would outlive the guard.
     auto *age = new QTimer(this);
     connect(age, &QTimer::timeout, this, &ReplyGuard::expire);
     age->setSingleShot(true);
@@ -59,13 +59,13 @@ ReplyGuard::~ReplyGuard()
     QHostInfo::abortHostLookup(m_lookup);
 }
 
-// Qt does not reveal the address that it connects to. Its own lookup of the same
-// name waits for this one and shares the result.
+// Qt does not reveal the address that it connects to. This lookup costs no second
+// query: Qt's own lookup of the name waits for it and shares the result.
 void ReplyGuard::findPeers()
 {
     const QString host = m_reply->url().host();
     QHostAddress address;
-    if (address.setAddress(host)) // lookupHost() would look up its name
+    if (address.setAddress(host)) // lookupHost() would do a reverse lookup
         m_peers = {address};
     else if (!host.isEmpty()) // the overloads without SLOT() leak when aborted
         m_lookup = QHostInfo::lookupHost(host, this, SLOT(setPeers(QHostInfo)));
@@ -106,9 +106,9 @@ void ReplyGuard::expire()
     m_reply->abort();
 }
 
-// While a server sends interim responses without end, Qt's network thread handles
-// neither abort() nor the next request. Qt does not reveal the reply's connection
-// either, so all connections to its server go.
+// While a server sends endless interim responses, Qt's network thread handles
+// neither abort() nor the next request. Qt does not reveal the connection of a
+// reply, so this shuts down all connections to its server.
 void ReplyGuard::shutDownConnections() const
 {
     const int port = portOf(m_reply->url());

@@ -6,9 +6,8 @@
 class QHostInfo;
 class QNetworkReply;
 
-/// Bounds what a server can make us keep of one reply: nothing of a body that
-/// nobody reads, 1 MiB of any other, and 60 s for the whole reply. The reply
-/// owns its guard.
+/// Limits one reply: discards a body that nobody reads, keeps at most 1 MiB of
+/// any other body, and ends the reply after 60 s. The reply owns its guard.
 class ReplyGuard : public QObject
 {
     Q_OBJECT
@@ -17,17 +16,17 @@ class ReplyGuard : public QObject
 public:
     static constexpr qint64 kMaxBodyBytes = 1024 * 1024;
 
-    /// @param wantsBody false: the body is thrown away as it comes
+    /// @param wantsBody false: the body is discarded as it arrives
     ReplyGuard(QNetworkReply *reply, bool wantsBody);
     ~ReplyGuard() override;
 
     /// The guard of a reply, which must have one.
     static const ReplyGuard &of(const QNetworkReply &reply);
 
-    /// Whether the reply was ended because its 60 s were over.
+    /// Whether the guard ended the reply after 60 s.
     bool isExpired() const { return m_isExpired; }
 
-    /// Returns the body, as far as it came.
+    /// Returns the part of the body that has arrived.
     QByteArray takeBody() const;
 
 private slots:
@@ -42,7 +41,7 @@ private:
     QNetworkReply *const m_reply; // the parent
     const bool m_wantsBody;
     bool m_isExpired = false;
-    QByteArray m_keptBody; // of a body that was too long: abort() discards what came
+    QByteArray m_keptBody; // the first 1 MiB of a longer body, which abort() would discard
     QList<QHostAddress> m_peers; // the server's addresses
-    int m_lookup = -1; // of these addresses
+    int m_lookup = -1; // ID of the lookup of these addresses
 };

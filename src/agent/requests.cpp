@@ -12,14 +12,14 @@
 
 namespace {
 
-constexpr int kLineBytes = 64; // about what a log line holds besides the pending bytes
-constexpr int kContainerBytes = 32; // a list in a list takes 2 bytes of text, but 100 in memory
+constexpr int kLineBytes = 64; // the rest of a log line, roughly
+constexpr int kContainerBytes = 32; // a nested list has 2 bytes of text but takes 100 in memory
 
-/// The payloads of consecutive frames, until they make an object.
+/// Joins the payloads of consecutive frames until they are a complete object.
 class Pending
 {
 public:
-    /// Returns false when no client would send this payload.
+    /// Returns false when the payload exceeds a limit or repeats a member name.
     bool add(const QByteArray &payload)
     {
         if (payload.size() > Requests::kMaxObjectBytes - m_bytes.size())
@@ -30,7 +30,7 @@ public:
         return m_cost <= Requests::kMaxCost && !m_names.add(payload);
     }
 
-    /// Moves the object to the list, if it is complete.
+    /// Moves the object to the list if it is complete.
     void parseInto(QVariantList &objects)
     {
         qDebug("%s \"%s\"", LogMessages::frame,

@@ -2,21 +2,20 @@
 
 #include <QVariantList>
 
-/// Takes apart what a client wrote. Pure but for its warnings and debug lines.
+/// Parses what a client wrote. Pure, except that it logs.
 namespace Requests {
 
-/// Bytes of one object, over all its frames. A request of ours has less than 100.
+/// Bytes of one object, over all its frames. A valid request needs less than 100.
 inline constexpr int kMaxObjectBytes = 64 * 1024;
 
 /// Bytes that the frames of one read may make us log, parse and keep. Each frame
 /// logs and parses all that is pending, so small frames of one large object add up.
 inline constexpr int kMaxCost = 512 * 1024;
 
-/// Returns the whole JSON objects (QJsonObject) in the frames of one read, in
-/// order of arrival. An object cut into several frames is put together again.
-/// Stops with a warning at a frame that no client would send: an incomplete one,
-/// one of another sender, one beyond the limits above, or one that makes an
-/// object name a member twice.
+/// Returns the complete JSON objects (QJsonObject) in the frames of one read, in
+/// order of arrival. Joins an object that is split over several frames. Stops with
+/// a warning at an incomplete frame, a frame from another sender, a frame that
+/// exceeds the limits above, or an object with two members of the same name.
 QVariantList parse(const QByteArray &received);
 
 } // namespace Requests

@@ -6,9 +6,9 @@
 class HttpCommunication;
 class QJsonDocument;
 
-/// Stands between the core and the HTTPS client: keeps the base URL and the
-/// health path that requests are built from, relays health replies and parses
-/// the body of any other reply.
+/// Connects the core to the HTTPS client: builds the URL of the probe from the
+/// base URL and the health path, relays health replies and parses the body of any
+/// other reply.
 class ServerJson : public QObject
 {
     Q_OBJECT
@@ -31,15 +31,15 @@ public:
     void sendHealthInfo();
 
 public slots:
-    /// Parses a reply's body. Emits sendHttpsData() only when called by the
-    /// signal of this gateway's own client. Arguments as receiveHttpsData() there.
+    /// Parses a reply's body. Emits sendHttpsData() only when it runs as the
+    /// slot of this object's own client. Arguments as HttpCommunication::receiveHttpsData().
     void getServerData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                        const QString &postName);
 
 signals:
-    /// Emitted once for each reply but the health probe's, for the requests to the
-    /// service that are to come. Arguments as HttpCommunication::receiveHttpsData(),
-    /// with the body's top-level object in place of the body; empty without one.
+    /// Emitted once for each reply that does not answer a health probe. The daemon
+    /// does not use it yet. Arguments as HttpCommunication::receiveHttpsData().
+    /// @param info the top-level object of the body; empty when there is none
     void sendHttpsData(int httpCode, QVariantMap headerData, QVariantMap info, QString postName);
     /// Emitted for each HttpCommunication::receiveHealth(), unchanged.
     void sendHealthData(QVariantMap headerData, int statusCode);

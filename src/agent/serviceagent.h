@@ -6,14 +6,14 @@
 class ServiceCore;
 struct ServiceAgentPrivate;
 
-/// Joins the local socket server, which it owns, to the core, which it does not.
+/// Connects the local socket server to the core. Owns the server, not the core.
 class ServiceAgent : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY(ServiceAgent)
 
 public:
-    /// Starts to listen for local clients.
+    /// Listens for local clients.
     /// @param core not owned; must outlive the agent
     explicit ServiceAgent(ServiceCore *core, QObject *parent = nullptr);
     ~ServiceAgent() override;

@@ -21,7 +21,7 @@ struct ServiceCorePrivate
     ConfFile m_confFile{Paths::configuration};
     ServerJson *m_json = new ServerJson; // owned by the core, which deletes it later
 
-    // Not read yet: for the requests to the service that will name the system.
+    // Not used yet: later requests to the service will contain them.
     OsVersion m_osVersion;
     int systemType = OtherEdition;
 };
@@ -31,7 +31,7 @@ namespace {
 constexpr std::chrono::milliseconds kNetworkTimeout{8000};
 constexpr int kHttpOk = 200;
 
-// Held while a health reply is recorded, for readers on other threads to come.
+// Guards the recorded status for later readers on other threads.
 QReadWriteLock lock; // clazy:exclude=non-pod-global-static
 
 } // namespace
@@ -145,7 +145,7 @@ void ServiceCore::parseNetWorkCheck(QVariantMap /*headerData*/, int nStatus)
         if (m_networkStatus != kHttpOk)
             qWarning() << LogMessages::probeFailed << m_networkStatus;
     }
-    // Also after a 200, or a time-out warning would follow a success.
+    // Also after a 200: otherwise a timeout warning would follow the success.
     m_networkTimer.stop();
 }
 

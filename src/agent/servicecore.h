@@ -29,34 +29,34 @@ public:
     void initServerUrlConf();
     /// The configuration as clients receive it: a map as ServerConf::toReply() makes it.
     QVariantMap getServerConfUrl() const;
-    /// Sends requests to the server that the configuration selects from now on.
+    /// Uses the server that the map selects for all requests from now on.
     void getServerUrlConf(QVariantMap map);
     /// Uses the default server with this index: rewrites the file and checks the
     /// server's health. On failure emits statusMessageChange(), once.
     void setDefaultServerUrl(int index);
 
-    /// Probes the server in use. A reply counts when it comes within 8 s.
+    /// Probes the server in use. Replies after 8 s are ignored.
     void startCheckServer();
-    /// Sets whether the current check has timed out; replies are ignored then.
+    /// Sets whether the current check has timed out. If so, replies are ignored.
     void setTimeoutStatus(bool timedOut);
 
 public slots:
     /// Records the outcome of a check.
-    /// @param headerData not looked at
+    /// @param headerData ignored
     /// @param nStatus HTTP status; 0 when there was no HTTP response
     void parseNetWorkCheck(QVariantMap headerData, int nStatus);
-    /// Records that no reply came in time.
+    /// Records that no reply arrived in time.
     void checkNetworkTimeout();
 
 signals:
     /// Emitted once for each choice of a server that fails.
     /// @param code a Protocol::StatusCode
-    /// @param text empty so far
+    /// @param text always empty
     void statusMessageChange(unsigned int code, QString text = QString());
 
 private:
     QTimer m_networkTimer;
     bool m_timeoutStatus = false;
-    int m_networkStatus = 0; // of the last reply that counted; for requests that wait for it
+    int m_networkStatus = 0; // of the last reply in time; only logged so far
     const QScopedPointer<ServiceCorePrivate> d_ptr;
 };

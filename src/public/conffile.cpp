@@ -90,7 +90,7 @@ QString ConfFile::target() const
     return resolved.isEmpty() ? m_path : resolved;
 }
 
-// A fixed name that no administrator uses, so that removeLeftover() finds it.
+// The name is fixed, so that removeLeftover() finds the draft.
 QString ConfFile::draftPath() const
 {
     return target() + QLatin1String(".quillon-draft");

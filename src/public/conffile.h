@@ -7,7 +7,8 @@
 
 /// A file that an administrator owns and the daemon rewrites. It is never
 /// created, and it is replaced atomically: at any instant it holds the old
-/// content or the new one. Mode, owner and group stay, a symbolic link stays one.
+/// content or the new one. Mode, owner and group are kept, and
+/// a symbolic link stays a symbolic link.
 class ConfFile
 {
 public:
@@ -16,16 +17,16 @@ public:
     /// Whether anything is at the path; a symbolic link is followed.
     bool exists() const;
 
-    /// Returns the content; nothing when there is no regular file of at most
-    /// 1 MiB at the path, or it cannot be opened.
+    /// Returns the content; nothing when the file cannot be opened, is not a
+    /// regular file or is larger than 1 MiB.
     std::optional<QByteArray> read() const;
 
     /// Whether there is a regular file at the path that can be opened for
     /// reading and writing.
     bool isWritable() const;
 
-    /// Replaces the content by at most 1 MiB. On failure the old content stays.
-    /// Writes a draft beside the file, so the directory must be writable too.
+    /// Replaces the content; fails for more than 1 MiB. On failure the old content
+    /// is kept. Writes a draft beside the file, so the directory must be writable.
     bool replace(const QByteArray &content) const;
 
     /// Removes the draft of a process that was killed in replace().

@@ -14,7 +14,7 @@ enum Sender : qint32 {
 
 enum class State {
     Complete,
-    CutShort, ///< the bytes end inside the header or before the length that it names
+    CutShort, ///< the bytes end inside the header or the payload
     ForeignSender, ///< the header names another sender than the expected one
     BadLength, ///< the header names a negative length
 };
@@ -24,8 +24,8 @@ struct Slice
 {
     State state;
     QByteArray payload; ///< empty unless the frame is complete
-    int end; ///< position of the first byte behind the frame; the start unless it is complete
-    qint32 length = 0; ///< that the header names; 0 while there is no header of the expected sender
+    int end; ///< position after the frame if it is complete; else its start
+    qint32 length = 0; ///< from the header; 0 without a header of the expected sender
 };
 
 inline constexpr int kHeaderBytes = 8;
@@ -34,7 +34,7 @@ inline constexpr int kHeaderBytes = 8;
 QByteArray pack(Sender sender, const QByteArray &payload);
 
 /// Looks at the frame that starts at the position (0 to the number of bytes).
-/// Never looks at a byte outside, whatever the header says.
+/// Never reads outside the bytes, whatever the header says.
 Slice take(const QByteArray &bytes, int position, Sender expected);
 
 } // namespace Frame

@@ -3,14 +3,15 @@
 class QString;
 class QUrl;
 
-/// The URL of the health probe, whose replies are recognised by it.
+/// Builds the URL of the health probe, and recognises its replies by that URL.
 namespace HealthProbe {
 
 /// Where the probe goes: the base URL directly followed by the path.
 QString url(const QString &baseUrl, const QString &path);
 
 /// Whether a reply from the URL answers a probe: the last segment of its path is
-/// exactly "health". With any other path each probe times out.
+/// exactly "health". With another path the daemon does not recognise the reply, and
+/// the probe times out.
 bool isReply(const QUrl &url);
 
 } // namespace HealthProbe

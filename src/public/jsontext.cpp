@@ -17,15 +17,15 @@ bool isSimple(char byte)
     return byte >= ' ' && byte <= '~' && byte != '\\';
 }
 
-/// The name that Qt's parser compares for a string in quotation marks, or nothing when
-/// it refuses the string. "\u0061" names the same member as "a". The parser compares
-/// escaped names with plain ones and finds more of them equal: one half of a surrogate
-/// pair equals the replacement character, and some names end at a NUL.
+/// The name for which Qt's parser takes a string in quotation marks; nothing when it
+/// rejects the string. The name is decoded: "\u0061" and "a" are equal. The parser also
+/// treats some different names as equal: half of a surrogate pair equals the
+/// replacement character, and some names end at a NUL.
 std::optional<QString> nameIn(const QByteArray &string)
 {
     if (std::all_of(string.cbegin(), string.cend(), isSimple))
         return QString::fromLatin1(string.constData(), string.size() - 1);
-    // Behind a quotation mark, because Qt drops a byte order mark at the start of a text.
+    // The added quotation mark protects a byte order mark: Qt drops one at the start of a text.
     const QJsonDocument list = QJsonDocument::fromJson("[\"\\" + string + ']');
     if (list.isNull())
         return std::nullopt;
@@ -94,7 +94,7 @@ void JsonText::DuplicateNames::endName()
     if (m_levels.empty() || !m_levels.back().isObject || m_string.isEmpty())
         return;
     const std::optional<QString> name = nameIn(m_string);
-    m_string.clear(); // each string names one member at most
+    m_string.clear(); // a string names at most one member
     m_isOver = !name;
     m_isFound = name && !m_levels.back().names.insert(*name).second;
 }

@@ -8,17 +8,17 @@
 
 class QJsonDocument;
 
-/// What the daemon asks of JSON texts beyond what Qt's parser reports.
+/// Checks of JSON texts that Qt's parser does not make.
 namespace JsonText {
 
-/// Whether the document holds nothing: no document at all, `{}` or `[]`. Qt
-/// calls only the first of these empty.
+/// Whether there is no document, or it is `{}` or `[]`. QJsonDocument::isEmpty() is
+/// true only for the first.
 bool isEmpty(const QJsonDocument &document);
 
-/// Finds objects with two members of the same name, in a text that may come in
-/// pieces. Qt's parser leaks the first of two such members when it is a list or
-/// an object, so text from outside is scanned before it is parsed. Time is
-/// O(n log n) and memory O(n) in the bytes added, whatever they are.
+/// Finds objects with two members of the same name, in a text that may arrive in
+/// pieces. Qt's parser leaks the first of these members if it is a list or an
+/// object, so the daemon scans text from outside before it parses it. Time is
+/// O(n log n) and memory O(n) in the bytes added, for any input.
 class DuplicateNames
 {
 public:
@@ -30,7 +30,7 @@ private:
     struct Level
     {
         bool isObject;
-        std::set<QString> names; // ordered: unlike hashes, names cannot be made to collide
+        std::set<QString> names; // not a hash table: nobody can provoke collisions
     };
 
     void take(char byte);
@@ -39,10 +39,10 @@ private:
     void open(bool isObject);
 
     std::vector<Level> m_levels; // the objects and lists that are open
-    QByteArray m_string; // the last one, in quotation marks: a name when a colon follows
+    QByteArray m_string; // the last string, in quotation marks; a name if a colon follows
     bool m_isInString = false;
     bool m_isEscaped = false;
-    bool m_isOver = false; // Qt's parser gives up here
+    bool m_isOver = false; // Qt's parser rejects the text here, so the rest does not matter
     bool m_isFound = false;
 };
 

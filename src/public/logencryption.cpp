@@ -4,7 +4,7 @@ namespace {
 
 constexpr char secretKey[] = {'k', 'v', 'x', '-', 'j', 'o', 'u', 'r', 'n', 'a', 'l'};
 
-// XOR is associative: all bytes of the key in turn equal one byte.
+// XOR with each byte of the key in turn equals XOR with this one byte.
 constexpr char foldedKey()
 {
     char folded = 0;

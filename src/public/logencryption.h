@@ -22,7 +22,6 @@ public:
     /// The same for the texts joined with a comma.
     static QByteArray encryptionMessage(const QStringList &messages);
 
-    /// Undoes the XOR on every byte and nothing else: remove the marker and decode
-    /// the base64 first.
+    /// Undoes only the XOR. The caller first removes the marker and decodes the base64.
     static QByteArray decryptionMessage(const QByteArray &message);
 };

@@ -19,14 +19,14 @@
 
 namespace {
 
-constexpr mode_t kLogMode = 0666; // less the umask
+constexpr mode_t kLogMode = 0666; // the umask restricts it
 constexpr unsigned kStatusFields = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
 
 // Set once, before the handler is installed, and used until the process ends.
 QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
 
-// Not std::time(): it lags behind the clock that dates files, and a file from the
-// future is deleted.
+// Not std::time(): it lags behind the clock that dates files, so a new log would be
+// from the future and be deleted.
 qint64 currentSeconds()
 {
     using namespace std::chrono;
@@ -46,10 +46,10 @@ bool isOverLimit(const struct statx &file)
     return age > ServiceLog::kMaxAgeSeconds || file.stx_size > ServiceLog::kMaxBytes;
 }
 
-/// Opens the log; one that is over a limit is deleted first. Returns the file
-/// descriptor, or -1 when there is no log, or something else than a file is in its
-/// place: a FIFO or a device could block the writer or swallow its lines.
-/// @param creation O_CREAT, or 0
+/// Opens the log, after deleting one that exceeds a limit. Returns the file
+/// descriptor, or -1 when there is no log or it is not a regular file: a FIFO or a
+/// device could block the writer or swallow its lines.
+/// @param creation O_CREAT or 0
 int openLog(int creation)
 {
     const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | creation;
@@ -75,8 +75,8 @@ const char *baseName(const char *file)
     return slash == nullptr ? file : slash + 1;
 }
 
-/// "yyyy-MM-dd hh:mm:ss". Local time costs more than the rest of a line, so the
-/// text is kept until the second changes. A new time zone is read then as well.
+/// "yyyy-MM-dd hh:mm:ss". Converting to local time costs more than the rest of a line,
+/// so the text is cached for one second. Then the time zone is read again too.
 const char *localTimeText()
 {
     thread_local std::time_t second = -1;
@@ -110,8 +110,8 @@ std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QStr
     return line;
 }
 
-/// A message raised inside the handler goes to standard error as bare text. It is
-/// dropped when nobody reads that: a full pipe, socket or terminal would block.
+/// Qt prints a message from inside the handler to standard error, as bare text. Drops
+/// the warning if nobody reads it: a full pipe, socket or terminal would block.
 void warnOnStderr(const char *fault)
 {
     pollfd error = {STDERR_FILENO, POLLOUT, 0};
@@ -119,7 +119,7 @@ void warnOnStderr(const char *fault)
         qWarning("%s", fault);
 }
 
-/// A write to a full disk can end inside the line. The next line must start anew.
+/// A write to a full disk can end inside the line, and the next line would join it.
 void truncatePartialLine(int file, ssize_t written)
 {
     const off_t end = ::lseek(file, 0, SEEK_CUR);
@@ -141,8 +141,8 @@ bool appendLine(const std::string &line)
     return isWhole;
 }
 
-/// A process that is killed while it writes leaves a partial line. In a log of the
-/// largest size it stays: one byte more, and the log would be deleted.
+/// A process that is killed while it writes leaves a partial line. A log of exactly
+/// kMaxBytes is left unchanged: one more byte, and it would be deleted.
 void endPartialLine()
 {
     const int file = openLog(0);

@@ -2,15 +2,15 @@
 
 #include <array>
 
-/// The parts of the daemon's log that other programs look for.
+/// The parts of the daemon's log that quillonctl recognises.
 namespace LogMessages {
 
 /// Start of a line, by QtMsgType; the time follows.
 inline constexpr std::array<const char *, 5> tags{
     "[Debug:", "[qWarning:", "[Cirtiacl:", "[Fatal:", "[Qinfo:"};
 
-// Texts, or their beginnings. A value follows where the text ends in a colon, an
-// equals sign or a blank.
+// Texts, or their beginnings. A value follows a text that ends in a colon, an equals
+// sign or a blank.
 
 inline constexpr char version[] = "\n\nversion:";
 

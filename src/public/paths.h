@@ -2,7 +2,7 @@
 
 #include <QLatin1String>
 
-/// The daemon's files and its socket, the same on every machine.
+/// The daemon's files and its socket.
 namespace Paths {
 
 inline const QLatin1String runDirectory{"/var/run/quillon"};

@@ -13,8 +13,8 @@ bool isDigit(QChar character)
     return character >= QLatin1Char('0') && character <= QLatin1Char('9');
 }
 
-/// Whether QString::toInt() takes the text as a number, however large that is. It knows
-/// two minus signs.
+/// Whether QString::toInt() would accept the text if int had no limits. It accepts
+/// U+2212 as a minus sign too.
 bool isInteger(const QString &text)
 {
     QString digits = text.trimmed();

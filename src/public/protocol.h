@@ -4,9 +4,8 @@
 
 class QJsonValue;
 
-/// The messages on the local socket. Each is a JSON object that travels in one
-/// frame (frame.h); every number in it that is named here is a decimal integer
-/// in a JSON string.
+/// The messages on the local socket. Each is a JSON object in one frame (frame.h).
+/// Type, status code and server index are decimal integers in JSON strings.
 namespace Protocol {
 
 /// Values of the member "type".
@@ -19,7 +18,7 @@ enum MessageType {
 /// Values of the member "activeMessageType" of a status message.
 enum StatusCode : unsigned int {
     FileUnusable = 4, ///< the configuration file is missing, cannot be opened or cannot be written
-    IndexOutOfRange = 5, ///< there is no default server with the index that was asked for
+    IndexOutOfRange = 5, ///< there is no default server with this index
 };
 
 inline const QLatin1String typeName{"type"};
@@ -27,8 +26,9 @@ inline const QLatin1String serverIndexName{"serverIndex"};
 inline const QLatin1String statusCodeName{"activeMessageType"};
 inline const QLatin1String statusTextName{"message"};
 
-/// The decimal integer in a JSON string; 0 when it holds none. An integer beyond
-/// int, of either sign, gives the largest int, which is no server's index.
+/// The decimal integer in a JSON string; 0 for any other value. An integer outside
+/// the range of int, of either sign, gives the largest int, which is never a
+/// server's index.
 int numberIn(const QJsonValue &value);
 
 } // namespace Protocol

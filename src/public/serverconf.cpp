@@ -23,7 +23,7 @@ QVariantMap defaults()
     };
 }
 
-/// Reads the member as the type that the key's default has. A fraction is no integer.
+/// Converts the member to the type of the key's default. A fraction becomes 0.
 QVariant memberLike(const QVariant &fallback, const QJsonValue &member)
 {
     switch (static_cast<QMetaType::Type>(fallback.type())) {

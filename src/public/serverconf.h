@@ -11,7 +11,7 @@ namespace ServerConf {
 struct Parsed
 {
     QVariantMap map; ///< all keys; empty when the bytes hold no configuration
-    QString error; ///< the parser's text; meaningful only with an empty map
+    QString error; ///< the parser's text, if the map is empty
 };
 
 /// Reads the file's content. An absent member gets its default, a member of
@@ -26,9 +26,9 @@ QByteArray toFileContent(const QVariantMap &map);
 /// is reported as 0, an empty string or an empty list.
 QVariantMap toReply(const QVariantMap &map);
 
-/// Base URL of the server in use: the default server with the chosen index, or
-/// empty when there is none; else the scheme followed by the custom address,
-/// which is not validated.
+/// Base URL of the server in use. With a default server in use: the one with the
+/// chosen index, or empty when there is none. Otherwise the scheme followed by the
+/// custom address, which is not validated.
 QString serverUrl(const QVariantMap &map);
 
 } // namespace ServerConf

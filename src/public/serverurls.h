@@ -9,7 +9,7 @@
 inline const QLatin1String MainServer{"https://main.quillon.invalid"};
 inline const QLatin1String Main1Server{"https://main1.quillon.invalid"};
 
-// Not used yet: for builds for the test and pre-release services.
+// Not used yet: the servers of the test and pre-release services.
 inline const QLatin1String TeMainServer{"https://te-main.quillon.invalid"};
 inline const QLatin1String TeMain1Server{"https://te-main1.quillon.invalid"};
 inline const QLatin1String PreMainServer{"https://pre-main.quillon.invalid"};

@@ -26,14 +26,14 @@ namespace {
 
 constexpr std::chrono::milliseconds kDaemonTimeout{1000};
 
-/// What is found in a configuration.
+/// The findings in a configuration.
 struct Report
 {
     QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
     QJsonArray absent; ///< members that take their default, which is normal
     QJsonArray faults;
 
-    /// @param member empty when the fault is about no single one
+    /// @param member empty when the fault does not concern a single member
     /// @param used the value that the daemon uses instead, if any
     void fault(const char *kind, const QString &member, const QByteArray &message,
                const QJsonValue &used = QJsonValue::Undefined)
@@ -79,7 +79,7 @@ QByteArray flawOf(const QString &base, const QString &healthPath)
     return twoSchemes.match(base).hasMatch() ? "two schemes: its probes fail" : "";
 }
 
-/// All of them, because any local program may choose any of them.
+/// Checks all of them, because any local program may choose any of them.
 void checkServers(Report &report)
 {
     const QVariantList servers = report.map.value(defaultUrlName).toList();
@@ -109,7 +109,7 @@ void checkIndices(const QJsonObject &written, Report &report)
     const bool usesDefault = report.map.value(confDefaultName).toBool();
     const int index = report.map.value(confDefaultIndexName).toInt();
     const int count = report.map.value(defaultUrlName).toList().size();
-    // Without a default server in use, an index that is not written is no fault.
+    // With a custom address in use, a missing index is not a fault.
     if ((index < 0 || index >= count) && (usesDefault || written.contains(confDefaultIndexName)))
         report.fault("out-of-range", confDefaultIndexName,
                      "no address in defaultUrl has this index: no server");
@@ -150,7 +150,7 @@ Report reportOn(const QByteArray &content)
     return report;
 }
 
-/// Nothing when it cannot be read whole; the reason is in the verdict then.
+/// Returns nothing when the file is unreadable or too large, and sets the verdict.
 std::optional<QByteArray> read(const QString &path, Verdict &verdict)
 {
     std::optional<QByteArray> content;
@@ -172,7 +172,7 @@ std::optional<QByteArray> read(const QString &path, Verdict &verdict)
 QByteArray linesOf(const QJsonArray &findings)
 {
     QByteArray text;
-    for (const QJsonValue finding : findings) {
+    for (const QJsonValue &finding : findings) {
         const QString member = finding[QStringLiteral("member")].toString();
         const QString message = finding[QStringLiteral("message")].toString();
         QByteArrayList parts{Output::escaped(member.toUtf8()), Output::escaped(message.toUtf8())};

@@ -54,7 +54,7 @@ bool readSince(const QString &value, Options &options)
     return time.isValid();
 }
 
-/// Puts a value into the options. Returns false when it is not one of this option.
+/// Puts a value into the options. Returns false when it is invalid for this option.
 bool readOption(char id, const QString &value, Options &options)
 {
     switch (id) {

@@ -8,7 +8,7 @@
 #include <chrono>
 #include <optional>
 
-/// What the command line asks for, every value checked. Each command reads its own members.
+/// The checked values of the command line. Each command reads its own members.
 struct Options
 {
     std::optional<QString> argument; ///< the FILE or COMMAND; "-" is standard input
@@ -32,10 +32,10 @@ struct Invocation
 {
     ExitStatus (*run)(const Options &) = nullptr; ///< null when the arguments are wrong
     Options options;
-    QByteArray fault; ///< what is wrong with the arguments, in one line; else empty
+    QByteArray fault; ///< what is wrong with the arguments, in one line; empty if nothing
 };
 
-/// Reads the arguments, the program's name first. Help and version are commands too.
+/// Parses the arguments, beginning with the program's name. Help and version are commands.
 Invocation parse(const QStringList &arguments);
 
 } // namespace CommandLine

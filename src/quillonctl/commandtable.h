@@ -5,14 +5,14 @@
 class QString;
 struct Options;
 
-/// The commands, their options and exit statuses, and the help made from them.
+/// The commands, their options and exit statuses, and the help texts.
 namespace CommandTable {
 
 struct Command
 {
     const char *name;
-    const char *argument; ///< after a blank; in brackets when it is optional
-    const char *options; ///< the IDs of those that it takes
+    const char *argument; ///< begins with a blank; in brackets if optional
+    const char *options; ///< the IDs of its options
     const char *description;
     ExitStatus (*run)(const Options &options);
 };
@@ -33,7 +33,7 @@ const Command *commandNamed(const QString &name);
 
 bool takes(const Command &command, const Option &option);
 
-/// Shows the help of the command that is the argument, or that of the program.
+/// Shows the help of the command in the argument, or of the program.
 ExitStatus showHelp(const Options &options);
 
 ExitStatus showVersion(const Options &options);

@@ -55,8 +55,8 @@ Verdict unreadableLog()
 }
 
 /// Follows the log to the outcome of the probe that the choice has started. The
-/// daemon had logged that choice when it answered. Up to there the log may have
-/// earlier choices, so the first end of the log is reached before anything counts.
+/// daemon logs a choice before it answers. Choices of other clients may come first,
+/// so read to the end of the log once before judging.
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;
@@ -110,7 +110,7 @@ ExitStatus Commands::use(const Options &options)
 {
     const QDeadlineTimer deadline(options.timeout);
     LogFile log(Paths::logFile);
-    // Before the choice, which must not be made when its outcome could not be read.
+    // Open the log before the choice: if it is unreadable, choose nothing.
     if (options.probe && !log.open() && errno != ENOENT) {
         const Verdict unreadable = unreadableLog();
         return Output::conclude(unreadable, options.json, unreadable.toJson());

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-/// The server configuration as the daemon reports it, and how it is shown.
+/// The server configuration as the daemon reports it, with its text and JSON forms.
 class Configuration
 {
 public:
@@ -36,7 +36,7 @@ private:
     QVariantMap m_map;
 };
 
-/// Shown when it differs from what the daemon would load from its file.
+/// The message when the configuration differs from what is in the file.
 inline constexpr char kOtherConfiguration[] =
     "the running daemon has another configuration; restart it, or the next choice overwrites this "
     "file";

@@ -22,8 +22,9 @@ constexpr qint64 kRetryMilliseconds = 100;
 constexpr qint64 kKnockMilliseconds = 500;
 constexpr int kMaxKnocks = 8; // each takes one of the daemon's 30 places for waiting peers
 
-/// The daemon takes a waiting connection only when another one arrives. If it was
-/// serving a program when we connected, it would not take us after that one left.
+/// Makes the daemon take our waiting connection. If it was serving another program
+/// when we connected, it takes us only after that program has left and one more
+/// connection arrives.
 void knock()
 {
     QLocalSocket visitor;
@@ -31,8 +32,8 @@ void knock()
     visitor.abort();
 }
 
-/// The errno of connecting a socket of another type. EPROTOTYPE means that
-/// somebody listens, and the listener does not notice.
+/// The errno of connecting a datagram socket. EPROTOTYPE means that a daemon listens.
+/// The daemon does not notice the attempt.
 int probeSocket()
 {
     sockaddr_un address = {};
@@ -59,7 +60,7 @@ QByteArray flawOf(const Frame::Slice &frame)
         return "it does not carry the daemon's sender ID";
     if (frame.state == Frame::State::BadLength)
         return "its length is negative";
-    // Waiting for the rest is no use: it is not read.
+    // Do not wait for the rest of a message that is too long.
     return frame.length > Answer::kMaxPayloadBytes ? "it is longer than 16 MiB" : "";
 }
 
@@ -103,13 +104,13 @@ bool take(const Answer::Batch &batch, Reply &reply)
     return !batch.flaw.isEmpty();
 }
 
-/// Fills the reply with what comes.
+/// Reads answers into the reply until it is complete or the time is up.
 void collect(QLocalSocket &socket, const QDeadlineTimer &deadline, Reply &reply)
 {
     const qint64 pause = std::max(kKnockMilliseconds, deadline.remainingTime() / kMaxKnocks);
     QByteArray unread;
     for (;;) {
-        // Looked at before the read, or the last bytes would be lost.
+        // Check the state before the read, or the last bytes would be lost.
         const bool isConnected = socket.state() == QLocalSocket::ConnectedState;
         unread += socket.readAll();
         const Answer::Batch batch = Answer::parse(unread);
@@ -140,8 +141,8 @@ Reply attempt(const QByteArray &request, const QDeadlineTimer &deadline)
         return reply;
 
     QLocalSocket socket;
-    // No waitForConnected(): a local connect is done at once, and with a full
-    // backlog Qt would try again without a pause.
+    // No waitForConnected(): a local connect succeeds or fails at once, and with a
+    // full backlog Qt would retry without a pause.
     socket.connectToServer(Paths::socket);
     if (socket.state() == QLocalSocket::ConnectedState) {
         reply.process = processOf(socket);

@@ -17,22 +17,22 @@ struct Batch
 {
     QVector<QJsonObject> messages;
     int end = 0; ///< position of the first byte after the messages
-    QByteArray flaw; ///< why the bytes from there on can never become a message; else empty
+    QByteArray flaw; ///< why the bytes from end on can never become a message, if so
 };
 
-/// All whole messages from the start of the bytes. A message that is cut short
-/// is no flaw: call again with more bytes.
+/// Returns all complete messages from the start of the bytes. An incomplete message
+/// is not a flaw: call again with more bytes.
 Batch parse(const QByteArray &bytes);
 
 } // namespace Answer
 
-/// What came of a request to the daemon.
+/// The result of a request to the daemon.
 struct Reply
 {
-    Verdict verdict; ///< done when the configuration came
+    Verdict verdict; ///< done when the configuration arrived
     std::optional<Configuration> configuration;
-    QJsonObject refusal; ///< the last status message, with any verdict; else empty
-    qint64 process = 0; ///< the daemon's; 0 without a connection
+    QJsonObject refusal; ///< the last status message; empty without one
+    qint64 process = 0; ///< the daemon's process ID; 0 without a connection
     bool mayRetry = true; ///< another attempt may succeed
 };
 
@@ -46,7 +46,7 @@ Reply ask(const QDeadlineTimer &deadline, bool isPatient);
 /// Chooses a default server, then asks for the configuration.
 Reply choose(int index, const QDeadlineTimer &deadline, bool isPatient);
 
-/// Why no daemon can be reached; done when one can. The daemon does not notice.
+/// Returns why no daemon is reachable; done when one is. The daemon does not notice.
 Verdict absence();
 
 } // namespace DaemonClient

@@ -15,7 +15,7 @@
 
 namespace {
 
-// The log is deleted and made anew, so a kernel watch on the file would be lost.
+// Polls, because a kernel watch ends when the daemon deletes the log.
 constexpr int kPollMilliseconds = 200;
 constexpr int kMaxHeldBytes = 16 * 1024 * 1024;
 constexpr int kWordWidth = 9;
@@ -25,10 +25,10 @@ constexpr char kGreen[] = "\x1b[32m";
 constexpr char kBold[] = "\x1b[1m";
 constexpr char kPlain[] = "\x1b[0m";
 
-/// Returns what to print for the next bytes of a log, which are none at its end.
+/// Returns what to print for the next bytes of a log. At its end there are none.
 using Show = std::function<QByteArray(const QByteArray &bytes)>;
 
-/// Shows only the last lines of what comes before the first end, and all after it.
+/// Shows the last lines of the log up to its present end, then everything that follows.
 Show tailOf(const Show &show, int count)
 {
     return [=, held = QByteArray(), isOver = false](const QByteArray &bytes) mutable {
@@ -44,7 +44,7 @@ Show tailOf(const Show &show, int count)
     };
 }
 
-/// One line when nothing can come yet.
+/// Complains in one line when there is no daemon or no log yet.
 void reportAbsence(const QString &path)
 {
     const Verdict absence = path == Paths::logFile ? DaemonClient::absence() : Verdict();

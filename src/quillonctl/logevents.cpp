@@ -45,7 +45,7 @@ QByteArray quoted(const QByteArray &text)
     return text.mid(start, std::max(0, text.lastIndexOf('"') - start));
 }
 
-/// The message without all that differs from one to the next.
+/// The message without quoted texts and numbers, so that equal warnings count together.
 QByteArray labelOf(const QByteArray &text)
 {
     static const QRegularExpression value(QStringLiteral(R"re("(?:[^"\\]|\\.)*(?:"|$)|\b\d+\b)re"));
@@ -71,7 +71,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
     if (head)
         m_head = head;
     const QByteArray text = head ? line.mid(head->textStart) : line;
-    // Each client that leaves makes one of these.
+    // The daemon logs this warning for each client that leaves.
     const bool isOrdinary =
         text.startsWith(LogMessages::clientError) && text.endsWith("PeerClosedError");
     if (!m_head || isOrdinary)
@@ -81,7 +81,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
     if (text.startsWith(LogMessages::requestFailed))
         m_failure = Output::escaped(quoted(text));
     for (const Pattern &pattern : kPatterns) {
-        // Only the last line of a message begins like this in the log.
+        // The line feeds before the text are separate lines in the log.
         const QByteArray start = pattern.message + std::strspn(pattern.message, "\n");
         if (!text.startsWith(start))
             continue;
@@ -149,7 +149,7 @@ void LastProbe::add(const LogEvent &event)
         m_probe = event.kind == LogEvent::Probe ? event : LogEvent();
         break;
     case LogEvent::Outcome:
-        if (!m_isUnsent) // or it is that of the server before
+        if (!m_isUnsent) // otherwise it belongs to the previous server
             m_outcome = event;
         break;
     default:

@@ -20,15 +20,15 @@ struct LogEvent
     Kind kind = Start;
     QByteArray time; ///< see LogText::timeText()
     QByteArray text; ///< in clear and escaped
-    int httpStatus = -1; ///< of an outcome; 0 without an HTTP response, -1 after a time-out
+    int httpStatus = -1; ///< of an outcome; 0 without an HTTP response, -1 after a timeout
     QByteArray failure; ///< of an outcome: why there was no HTTP response, if the log says so
 
     bool isSuccess() const { return httpStatus == 200; }
 };
 
-/// Turns the bytes of a log, in whatever pieces they are read, into events.
-/// Pure; takes any bytes. One line can be a warning and another event. Warnings
-/// that every log has are left out.
+/// Turns the bytes of a log into events. Takes the log in pieces of any size, and any
+/// bytes. One line can be a warning and another event at once. Omits the warning
+/// that the daemon logs for each client that leaves.
 class LogEvents
 {
 public:
@@ -41,7 +41,7 @@ private:
 
     QByteArray m_pending;
     std::optional<LogText::Head> m_head; // of the message that the line belongs to
-    QVector<int> m_choices; // in the client's last write, not yet acted upon
+    QVector<int> m_choices; // in the client's last write; the daemon has not acted on them yet
     QByteArray m_failure; // of the last request
 };
 

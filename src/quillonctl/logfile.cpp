@@ -30,7 +30,7 @@ LogFile::~LogFile()
 bool LogFile::open()
 {
     close();
-    // A FILE may be a pipe. In the place of the log, one would be waited on for ever.
+    // FILE may be a pipe. But opening a FIFO at the path of the log would block for ever.
     const bool isDaemonsLog = m_path == Paths::logFile.data();
     const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (isDaemonsLog ? O_NONBLOCK : 0);
     m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)

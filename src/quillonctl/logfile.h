@@ -3,9 +3,9 @@
 #include <QByteArray>
 #include <QString>
 
-/// A log that is read while another program appends to it, deletes it and makes it anew.
+/// Reads a log while another program appends to it, deletes it and creates it again.
 ///
-/// Reads through a bare descriptor, because QFile waits on a pipe until its buffer is full.
+/// Uses a bare descriptor, because QFile waits on a pipe until its buffer is full.
 class LogFile
 {
     Q_DISABLE_COPY(LogFile)
@@ -22,13 +22,12 @@ public:
     /// Does nothing while no log is open.
     void skipToEnd() const;
 
-    /// Gives the next bytes, at most 64 KiB; none at the end. Blocks on a pipe.
+    /// Reads the next bytes, at most 64 KiB; none at the end. Blocks on a pipe.
     /// Returns false with the reason in errno.
     bool read(QByteArray &bytes);
 
-    /// Like read(), but also goes on with the log that takes the place of this
-    /// one, after a line feed if this one ends within a line. A missing log has
-    /// no bytes yet.
+    /// Like read(), but continues with a new log that replaces this one, after a line
+    /// feed if this one ends within a line. A missing log has no bytes yet.
     bool follow(QByteArray &bytes);
 
 private:

@@ -46,11 +46,11 @@ bool isBase64(char byte)
            || (byte >= '0' && byte <= '9') || byte == '+' || byte == '/';
 }
 
-/// The base64 that begins there; empty unless it is complete.
+/// The base64 text that begins there; empty unless it is complete.
 QByteArray base64At(const QByteArray &line, int start)
 {
-    // The marker's letters are base64 too: without a mark between them, the next
-    // scrambled text seems to belong to this one.
+    // The marker consists of base64 letters too. If the next scrambled text follows
+    // directly, end this one at the marker.
     for (const int limit : {line.size(), line.indexOf(encryptedIdentity.data(), start)}) {
         int end = start;
         while (end < limit && isBase64(line.at(end)))
@@ -84,7 +84,7 @@ QByteArray LogText::timeText(const QDateTime &time)
 QJsonValue LogText::jsonTime(const QByteArray &time)
 {
     const auto local = QDateTime::fromString(QString::fromLatin1(time), QLatin1String(kTimeFormat));
-    // Without an offset of its own a local time is written without one.
+    // Qt writes the offset only for a time that has an explicit one.
     return Output::orNull(
         local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate).toUtf8());
 }

@@ -17,10 +17,10 @@ enum class Level { Debug, Info, Warning, Critical, Fatal };
 /// The level with this name on the command line.
 std::optional<Level> levelNamed(const QString &name);
 
-/// The time as the log has it. Such texts compare like the times.
+/// The time in the format of the log. Comparing two of these texts compares the times.
 QByteArray timeText(const QDateTime &time);
 
-/// A time of the log as RFC 3339 has it; null when it is none.
+/// A time of the log in the format of RFC 3339; null if it is not a time.
 QJsonValue jsonTime(const QByteArray &time);
 
 struct Head
@@ -33,9 +33,9 @@ struct Head
 /// The head of a message; nothing when the line continues the one before.
 std::optional<Head> headOf(const QByteArray &line);
 
-/// The line, given without its line feed, with each scrambled text in clear and
-/// all of it escaped. Backslashes in these texts are doubled, to distinguish
-/// them from escapes. What only looks scrambled stays.
+/// Returns the line, which has no line feed, with each scrambled text in clear and
+/// the whole line escaped. Backslashes in scrambled texts are doubled, to distinguish
+/// them from escapes. A text that only looks scrambled is unchanged.
 QByteArray inClear(const QByteArray &line);
 
 /// Takes the complete lines from the start of the bytes, without their line
@@ -44,17 +44,17 @@ QVector<QByteArray> takeLines(QByteArray &bytes);
 
 } // namespace LogText
 
-/// Shows a log with its scrambled texts in clear, in whatever pieces it is read.
+/// Shows a log with its scrambled texts in clear. Takes it in pieces of any size.
 class LogRenderer
 {
 public:
-    /// A message is shown with all its lines when it has at least the level and
-    /// is not older than the time. An empty time is no limit.
+    /// Shows a message, with all its lines, if it has at least this level and is not
+    /// older than this time. An empty time means no limit.
     LogRenderer(LogText::Level level, QByteArray since);
 
     QByteArray add(const QByteArray &bytes);
 
-    /// What waits for its line feed, for the end of the log.
+    /// At the end of the log: returns the last line, if it has no line feed.
     QByteArray rest();
 
 private:

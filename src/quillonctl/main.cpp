@@ -11,8 +11,8 @@
 
 namespace {
 
-/// Without this a file that we open could become a standard stream that the
-/// caller has closed. Using the placeholder fails as using a closed stream does.
+/// Opens closed standard streams, or a file that we open would get their numbers.
+/// Reads and writes fail as on a closed stream.
 void holdClosedStreams()
 {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -37,10 +37,10 @@ ExitStatus run(const QStringList &arguments)
 int main(int argc, char *argv[])
 {
     holdClosedStreams();
-    // Qt ignores this signal once it has made a socket; all commands end the same way.
+    // Qt ignores SIGPIPE after it creates a socket. Make all commands behave the same.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     qunsetenv("TZ"); // the log's times are those of the system
-    // Qt's own warnings are of no use to the user, and no variable may make them fatal.
+    // Qt's own warnings do not help the user, and no variable may make them fatal.
     qunsetenv("QT_FATAL_WARNINGS");
     qunsetenv("QT_FATAL_CRITICALS");
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});

@@ -73,7 +73,7 @@ bool Output::hasFailed()
 void Output::complain(const QByteArray &message)
 {
     const QByteArray line = "quillonctl: " + escaped(message) + '\n';
-    // There is no other place to report that this failed.
+    // There is nowhere to report a failure of this.
     static_cast<void>(std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr));
 }
 

@@ -20,7 +20,7 @@ struct Verdict
 {
     ExitStatus status = ExitStatus::Done;
     const char *error = ""; ///< one of a fixed set, for programs; empty when done
-    QByteArray message; ///< the same for people, on one line, in UTF-8
+    QByteArray message; ///< the error as text for people, on one line, in UTF-8
 
     bool isDone() const { return status == ExitStatus::Done; }
 
@@ -28,11 +28,11 @@ struct Verdict
     QJsonObject toJson() const;
 };
 
-/// The two standard streams, and what makes texts safe for them.
+/// Writes to the standard streams, and makes texts safe for them.
 namespace Output {
 
-/// Writes the bytes unchanged and at once. Returns false when nothing more can
-/// be written. A failure is reported; a reader that closed the pipe is none.
+/// Writes the bytes unchanged and at once. Returns false when nothing more can be
+/// written. Reports a failure, unless the reader has closed the pipe.
 bool print(const QByteArray &bytes);
 
 /// Whether a print() has failed.
@@ -52,9 +52,9 @@ QByteArray jsonLine(const QJsonObject &object);
 /// The text as JSON; null when it is empty.
 QJsonValue orNull(const QByteArray &utf8);
 
-/// Makes a text safe for a terminal. Printable UTF-8 stays. Control, format and
+/// Makes a text safe for a terminal. Printable UTF-8 is unchanged. Control, format and
 /// direction characters and line separators become \n, \r, \t, \xNN or \u{N}.
-/// In a text that is not UTF-8 all bytes above 0x7E become \xNN. Pure.
+/// In a text that is not UTF-8, all bytes above 0x7E become \xNN. Pure.
 QByteArray escaped(const QByteArray &text);
 
 /// Why the file cannot be read. When permission is missing, names a user who has it.

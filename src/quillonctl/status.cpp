@@ -24,7 +24,7 @@ struct Report
     Reply reply;
     std::optional<bool> fileDiffers; ///< from what the daemon reports; nothing when unknown
 
-    QByteArray version; ///< of the last logged start; empty when the log does not reach back to it
+    QByteArray version; ///< of the last start in the log; empty if there is none
     QByteArray startTime; ///< of the daemon; empty when it is unknown
     QByteArray lastTime; ///< of any event in the log
     LastProbe probe;
@@ -72,10 +72,10 @@ Report look(const Options &options)
     if (report.reply.configuration && content)
         report.fileDiffers =
             !(Configuration(ServerConf::parse(*content).map) == *report.reply.configuration);
-    readLog(report); // last, because it has our visit then
+    readLog(report); // last, so that the log contains our request
     if (report.reply.process == 0)
         return report;
-    // A daemon that cannot write its log leaves that of an earlier time behind.
+    // If the daemon cannot write its log, an outdated log may be there.
     const QDateTime listening = QFileInfo(Paths::socket).lastModified();
     const QDateTime logged = report.reply.verdict.isDone() ? visit : listening;
     if (report.logFault.isEmpty() && report.lastTime < LogText::timeText(logged.addSecs(-1)))
