@@ -16,6 +16,7 @@ import threading
 import time
 import unittest
 import weakref
+from pathlib import Path
 
 TMP = os.environ["TMPDIR"]
 BIN = os.environ["QUILLON_BIN"]
@@ -27,13 +28,11 @@ TIMEOUT = "warning: checkNetworkTimeout()"
 # Seconds that nothing takes, however slow the machine is.
 DEADLINE = 120
 # Where an ordinary user runs the tests there is no other user.
-with open("/proc/self/uid_map", encoding="ascii") as uid_map:
-    HAS_USERS = uid_map.read().split()[2] != "1"
+HAS_USERS = Path("/proc/self/uid_map").read_text("ascii").split()[2] != "1"
 os.umask(0o022)  # some tests have another user read what the daemon writes
 # A sanitizer takes memory of its own; it is not to keep what was freed as well.
 os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1"
-with open(f"{BIN}/quillon", "rb") as program:
-    SLACK = 4 if b"__asan_init" in program.read() else 1
+SLACK = 4 if b"__asan_init" in Path(f"{BIN}/quillon").read_bytes() else 1
 KEY = functools.reduce(operator.xor, b"kvx-journal")
 
 
@@ -49,16 +48,14 @@ def poll(condition, seconds=DEADLINE):
 
 def configure(content):
     os.makedirs(os.path.dirname(CONF), exist_ok=True)
-    with open(CONF, "w", encoding="utf-8") as file:
-        file.write(content if isinstance(content, str) else json.dumps(content))
+    Path(CONF).write_text(content if isinstance(content, str) else json.dumps(content), "utf-8")
 
 
 def log():
     """The log up to its last whole line, with its scrambled texts in clear."""
     try:
-        with open(LOG, "rb") as file:
-            content = file.read()
-    except FileNotFoundError:
+        content = Path(LOG).read_bytes()
+    except OSError:
         return ""
     return re.sub(rb"LogEncryption((?:[\w+/]{4})*(?:[\w+/]{2}==|[\w+/]{3}=)?)",
                   lambda match: bytes(byte ^ KEY for byte in base64.b64decode(match[1])),
@@ -74,12 +71,13 @@ class Case(unittest.TestCase):
 
 
 class Daemon:
-    """A running daemon; started when made, so that its first lines are in the log."""
+    """A running daemon; started when made, and so far that its first probe is on its way."""
 
-    def __init__(self, *arguments, **options):
-        started = log().count("***Start Service")
+    def __init__(self, *arguments, is_ready=None, **options):
+        sent = log().count("http sendPost")
+        is_ready = is_ready or (lambda: log().count("http sendPost") > sent)
         self.process = subprocess.Popen([f"{BIN}/quillon", *arguments], **options)
-        poll(lambda: log().count("***Start Service") > started or self.process.poll() is not None)
+        poll(lambda: is_ready() or self.process.poll() is not None)
 
     def __enter__(self):
         return self
@@ -91,8 +89,8 @@ class Daemon:
         assert alive or error[0], f"the daemon ended with {self.process.returncode}"
 
     def resident_bytes(self):
-        with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as file:
-            return int(file.read().split()[1]) * os.sysconf("SC_PAGESIZE")
+        pages = int(Path(f"/proc/{self.process.pid}/statm").read_text("ascii").split()[1])
+        return pages * os.sysconf("SC_PAGESIZE")
 
 
 def frame(message, sender=2, length=None):
@@ -113,8 +111,7 @@ class Client:
         weakref.finalize(self, self.socket.close)
         self.socket.connect(SOCKET)  # without a time-out it waits for a place in the backlog
         self.socket.settimeout(DEADLINE)
-        if messages:
-            self.socket.sendall(b"".join(messages))
+        self.socket.sendall(b"".join(messages))
 
     def answer(self):
         sender, length = struct.unpack("=ii", self.read(8))

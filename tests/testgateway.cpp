@@ -36,26 +36,13 @@ public:
     QByteArray received;
 };
 
-/// A reply of the health path that Qt has given up.
 class TimedOutReply : public QNetworkReply
 {
 public:
-    TimedOutReply()
-    {
-        setError(TimeoutError, QString());
-        setUrl(QUrl(QStringLiteral("http://h/health")));
-        new ReplyGuard(this, false); // owned by the reply
-    }
+    TimedOutReply() { setError(TimeoutError, QString()); }
     void abort() override {}
     qint64 readData(char * /*data*/, qint64 /*size*/) override { return -1; }
 };
-
-QStringList messages; // clazy:exclude=non-pod-global-static
-
-void keepMessage(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &text)
-{
-    messages.append(text);
-}
 
 } // namespace
 
@@ -64,19 +51,10 @@ class TestGateway : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup() { qInstallMessageHandler(nullptr); }
     void parsesBody();
-    void ignoresOtherSenders();
     void sendsToken();
     void dropsTimeOut();
 };
-
-void TestGateway::init()
-{
-    messages.clear();
-    qInstallMessageHandler(keepMessage);
-}
 
 void TestGateway::parsesBody()
 {
@@ -97,17 +75,11 @@ void TestGateway::parsesBody()
              (QVariantMap{{QStringLiteral("a"), QVariantMap{{QStringLiteral("b"), true}}},
                           {QStringLiteral("c"), QVariantList{QStringLiteral("d")}}}));
     QCOMPARE(values.at(3).toString(), site.url + QStringLiteral("/x"));
-}
 
-void TestGateway::ignoresOtherSenders()
-{
-    ServerJson gateway;
-    const QSignalSpy replies(&gateway, &ServerJson::sendHttpsData);
-    gateway.getServerData(200, {}, "[1]", QString());
-    QCOMPARE(messages, QStringList());
+    // Without a sender nothing is passed on.
+    QTest::ignoreMessage(QtWarningMsg, "getServerData is empty.");
+    QTest::ignoreMessage(QtWarningMsg, "QJsonParseError  \"illegal value\"");
     gateway.getServerData(200, {}, "", QString());
-    QCOMPARE(messages, (QStringList{QStringLiteral("getServerData is empty."),
-                                    QStringLiteral("QJsonParseError  \"illegal value\"")}));
     QVERIFY(replies.isEmpty());
 }
 
@@ -127,12 +99,11 @@ void TestGateway::sendsToken()
 
 void TestGateway::dropsTimeOut()
 {
+    auto *reply = new TimedOutReply;
+    new ReplyGuard(reply, false); // owned by the reply
     HttpCommunication client;
-    const QSignalSpy health(&client, &HttpCommunication::receiveHealth);
-    client.replyFinished(new TimedOutReply);
-    QCOMPARE(messages.size(), 1);
-    QVERIFY(messages.first().startsWith(QLatin1String("TimeoutError return ")));
-    QVERIFY(health.isEmpty());
+    QTest::ignoreMessage(QtInfoMsg, "TimeoutError return \"\"");
+    client.replyFinished(reply);
 }
 
 QTEST_GUILESS_MAIN(TestGateway)

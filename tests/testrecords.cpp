@@ -4,6 +4,8 @@
 #include <QTemporaryFile>
 #include <QTest>
 
+#include <tuple>
+
 class TestRecords : public QObject
 {
     Q_OBJECT
@@ -15,76 +17,66 @@ private slots:
 
 void TestRecords::configuration()
 {
-    const QString main = QStringLiteral("https://main.quillon.invalid");
-    const QString main1 = QStringLiteral("https://main1.quillon.invalid");
-    const struct
-    {
-        const char *content;
-        QString url;
-        QString path = QStringLiteral("/v1/harbor/health");
-    } rows[] = {
-        {R"({"x":1})", main},
-        {R"([1])", main},
-        {R"({"confDefaultIndex":1})", main1},
-        {R"({"confDefaultIndex":2})", {}},
-        {R"({"confDefaultIndex":-1})", {}},
-        {R"({"confDefaultIndex":"1"})", main},
-        {R"({"confDefaultIndex":0.7})", main},
-        {R"({"confDefaultIndex":1e300})", main},
-        {R"({"defaultUrl":["a","b"],"confDefaultIndex":1})", QStringLiteral("b")},
-        {R"({"defaultUrl":[5]})", QStringLiteral("5")},
-        {R"({"defaultUrl":"a"})", {}},
-        {R"({"confDefault":false,"confCustomUrl":"h:1/p"})", QStringLiteral("https://h:1/p")},
-        {R"({"confDefault":false,"confCustomUrl":"h","confCustomHeadindex":1})",
-         QStringLiteral("http://h")},
-        {R"({"confDefault":false,"confCustomUrl":"h","confCustomHeadindex":7})",
-         QStringLiteral("https://h")},
-        {R"({"confDefault":false,"confCustomUrl":"h","confCustomHeadindex":true})",
-         QStringLiteral("https://h")},
-        {R"({"confDefault":"true","confCustomUrl":"h"})", QStringLiteral("https://h")},
-        {R"({"confDefault":null,"confCustomUrl":5})", QStringLiteral("https://")},
-        {R"({"healthPath":"/\u00e9"})", main, QStringLiteral("/\u00e9")},
-        {R"({"healthPath":5})", main, {}},
-    };
-    for (const auto &row : rows) {
-        const QVariantMap map = ServerConf::parse(row.content).map;
-        QVERIFY2(ServerConf::serverUrl(map) == row.url, row.content);
-        QVERIFY2(map.value(QStringLiteral("healthPath")) == row.path, row.content);
-        QVERIFY2(ServerConf::parse(ServerConf::toFileContent(map)).map == map, row.content);
+    const char *main = "https://main.quillon.invalid";
+    using Row = std::tuple<const char *, const char *>;
+    for (const auto &[members, url] : {
+             Row{R"("x":1)", main},
+             Row{R"("confDefaultIndex":1)", "https://main1.quillon.invalid"},
+             Row{R"("confDefaultIndex":2)", ""},
+             Row{R"("confDefaultIndex":-1)", ""},
+             Row{R"("confDefaultIndex":"1")", main},
+             Row{R"("confDefaultIndex":0.7)", main},
+             Row{R"("confDefaultIndex":1e300)", main},
+             Row{R"("defaultUrl":["a","b"],"confDefaultIndex":1)", "b"},
+             Row{R"("defaultUrl":[5])", "5"},
+             Row{R"("defaultUrl":"a")", ""},
+             Row{R"("confDefault":false,"confCustomUrl":"h:1/p")", "https://h:1/p"},
+             Row{R"("confDefault":false,"confCustomUrl":"h","confCustomHeadindex":1)", "http://h"},
+             Row{R"("confDefault":false,"confCustomUrl":"h","confCustomHeadindex":7)", "https://h"},
+             Row{R"("confDefault":false,"confCustomUrl":"h","confCustomHeadindex":true)",
+                 "https://h"},
+             Row{R"("confDefault":"true","confCustomUrl":"h")", "https://h"},
+             Row{R"("confDefault":null,"confCustomUrl":5)", "https://"},
+         }) {
+        const QVariantMap map = ServerConf::parse('{' + QByteArray(members) + '}').map;
+        QVERIFY2(ServerConf::serverUrl(map) == QLatin1String(url), members);
+        QVERIFY2(ServerConf::parse(ServerConf::toFileContent(map)).map == map, members);
+    }
+    for (const auto &[content, path] : {
+             Row{"[1]", "/v1/harbor/health"},
+             Row{R"({"healthPath":"/\u00e9"})", "/\u00e9"},
+             Row{R"({"healthPath":5})", ""},
+         }) {
+        const QVariantMap map = ServerConf::parse(content).map;
+        QCOMPARE(map.value(QStringLiteral("healthPath")).toString(), QString::fromUtf8(path));
     }
 }
 
 void TestRecords::version()
 {
-    const struct
-    {
-        const char *content;
-        SystemType type;
-        const char *fields;
-    } rows[] = {
-        {"[Version]\nSystemName=Z\nSystemName[zh_CN]=\xe6\xb3\xbd\nProductType=Server\n"
-         "ProductType[zh_CN]=P\nEditionName=Home\nEditionName[zh_CN]=E\nMajorVersion=020\n"
-         "MinorVersion=1.10\nOsBuild=1,2\n",
-         ServerEdition, "Z|\u6cfd|Server|P|Home|E|020|1.10|"},
-        {"[Version]\nProductType=Server\nEditionName=Device\n", ServerDeviceEdition,
-         "||Server||Device||||"},
-        {"[Version]\nProductType=Server\n", ServerEdition, "||Server||||||"},
-        {"[Version]\nProductType=server\nEditionName=Device\n", DeviceEdition,
-         "||server||Device||||"},
-        {"[Version]\nProductType=Desktop\nEditionName=Home\n", HomeEdition, "||Desktop||Home||||"},
-        {"[Version]\nProductType[zh_CN]=Server\nEditionName=home\n", OtherEdition,
-         "|||Server|home||||"},
-        {"ProductType=Server\n[Other]\nEditionName=Home\n", OtherEdition, "||||||||"},
-    };
-    for (const auto &row : rows) {
+    using Row = std::tuple<const char *, SystemType, const char *>;
+    for (const auto &[content, type, expected] : {
+             Row{"SystemName=Z\nSystemName[zh_CN]=\xe6\xb3\xbd\nProductType=Server\n"
+                 "ProductType[zh_CN]=P\nEditionName=Home\nEditionName[zh_CN]=E\nMajorVersion=020\n"
+                 "MinorVersion=1.10\nOsBuild=1,2",
+                 ServerEdition, "Z|\u6cfd|Server|P|Home|E|020|1.10|"},
+             Row{"ProductType=Server\nEditionName=Device", ServerDeviceEdition,
+                 "||Server||Device||||"},
+             Row{"ProductType=Server", ServerEdition, "||Server||||||"},
+             Row{"ProductType=server\nEditionName=Device", DeviceEdition, "||server||Device||||"},
+             Row{"ProductType=Desktop\nEditionName=Home", HomeEdition, "||Desktop||Home||||"},
+             Row{"ProductType[zh_CN]=Server\nEditionName=home", OtherEdition, "|||Server|home||||"},
+             Row{"[Other]\nProductType=Server\nEditionName=Home", OtherEdition, "||||||||"},
+         }) {
         QTemporaryFile file;
-        QVERIFY(file.open() && file.write(row.content) > 0 && file.flush());
+        QVERIFY(file.open() && file.write("[Version]\n") > 0 && file.write(content) > 0);
+        QVERIFY(file.flush());
         const OsVersion v = OsVersion::read(file.fileName());
         const QStringList fields{v.systemName,    v.systemNameZh, v.productType,
                                  v.productTypeZh, v.editionName,  v.editionNameZh,
                                  v.majorVersion,  v.minorVersion, v.osBuild};
-        QCOMPARE(fields.join(QLatin1Char('|')), QString::fromUtf8(row.fields));
-        QCOMPARE(v.systemType(), row.type);
+        QCOMPARE(fields.join(QLatin1Char('|')), QString::fromUtf8(expected));
+        QCOMPARE(v.systemType(), type);
     }
 }
 
