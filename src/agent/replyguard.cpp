@@ -44,7 +44,8 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     , m_reply(reply)
     , m_wantsBody(wantsBody)
 {
-    findPeers();
+    // Queued, so that replies that are dropped at once by more choices look up nothing.
+    QMetaObject::invokeMethod(this, &ReplyGuard::findPeers, Qt::QueuedConnection);
     reply->setReadBufferSize(kMaxBodyBytes + 1);
     connect(reply, &QNetworkReply::readyRead, this, &ReplyGuard::read);
     // Not QTimer::singleShot(): its timer would outlive the guard.
@@ -54,13 +55,16 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     age->start(kMaxAge);
 }
 
+// Qt keeps the ID of an aborted lookup until the lookup finishes. After that it would keep
+// the ID for ever.
 ReplyGuard::~ReplyGuard()
 {
-    QHostInfo::abortHostLookup(m_lookup);
+    if (m_lookup >= 0)
+        QHostInfo::abortHostLookup(m_lookup);
 }
 
 // Qt does not reveal the address that it connects to. This lookup costs no second
-// query: Qt's own lookup of the name waits for it and shares the result.
+// query: Qt's own lookup of the name and this one share the result.
 void ReplyGuard::findPeers()
 {
     const QString host = m_reply->url().host();
@@ -73,6 +77,7 @@ void ReplyGuard::findPeers()
 
 void ReplyGuard::setPeers(const QHostInfo &found)
 {
+    m_lookup = -1;
     m_peers = found.addresses();
 }
 

@@ -43,5 +43,5 @@ private:
     bool m_isExpired = false;
     QByteArray m_keptBody; // the first 1 MiB of a longer body, which abort() would discard
     QList<QHostAddress> m_peers; // the server's addresses
-    int m_lookup = -1; // ID of the lookup of these addresses
+    int m_lookup = -1; // ID of the lookup of these addresses, until it has finished
 };
