@@ -103,9 +103,9 @@ class Real(Checks):
     def test_log(self):
         configure({"defaultUrl": URLS})
         with Daemon():
-            Client(b"\x1b]0;x\x07\xff").leave()
+            Client(b"\x1b]0;x\0\x07\xff").leave()
             shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"').stdout
-            self.assertIn(r"\x1B]0;x\x07\xFF", shown)
+            self.assertIn(r"\x1B]0;x\x00\x07\xFF", shown)
             self.assertNotIn("LogEncryption", shown)
             last = [line for line in shown.splitlines() if line.startswith("[qWarning")][-2:]
             for name in ("warning", "warn"):

@@ -108,9 +108,11 @@ QByteArray Output::escaped(const QByteArray &text)
 {
     if (std::all_of(text.begin(), text.end(), [](char byte) { return isAscii(uchar(byte)); }))
         return text;
-    const QString decoded = QString::fromUtf8(text);
+    // Without the size, Qt 5 reads up to the first NUL.
+    const QString decoded = QString::fromUtf8(text.constData(), text.size());
     const bool isUtf8 = decoded.toUtf8() == text;
-    const QVector<uint> codes = (isUtf8 ? decoded : QString::fromLatin1(text)).toUcs4();
+    const QVector<uint> codes =
+        (isUtf8 ? decoded : QString::fromLatin1(text.constData(), text.size())).toUcs4();
     QByteArray shown;
     for (const uint code : codes) {
         if (isAscii(code) || (isUtf8 && isPrintable(code)))
