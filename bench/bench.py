@@ -139,10 +139,11 @@ def measure_growth():
 
 
 def main():
-    os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
     daemon.configure({"defaultUrl": ["https://127.0.0.1:1/0", "https://127.0.0.1:1/1"]})
-    rows = [*measure_requests(), measure_line(), measure_start(), measure_growth(),
-            *measure_idle()]
+    # Before the rest, because on one processor the daemon's first probe delays the measuring client.
+    start = measure_start()
+    os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
+    rows = [*measure_requests(), measure_line(), start, measure_growth(), *measure_idle()]
     print("| Figure | Seen | Bound | | Measured |", "|---|---|---|---|---|", sep="\n")
     for row in rows:
         met = "met" if row.seen <= row.bound else "MISSED"
