@@ -46,6 +46,11 @@ def poll(condition, seconds=DEADLINE):
     return result
 
 
+def run(command):
+    """Runs a line of the shell that must not fail."""
+    subprocess.run(command, shell=True, check=True)
+
+
 def configure(content):
     os.makedirs(os.path.dirname(CONF), exist_ok=True)
     Path(CONF).write_text(content if isinstance(content, str) else json.dumps(content), "utf-8")

@@ -1,11 +1,10 @@
 import json
 import os
-import resource
 import stat
 import subprocess
 from pathlib import Path
 
-from daemon import CONF, HAS_USERS, LOG, Case, Client, Daemon, ask, choose, configure, log
+from daemon import CONF, HAS_USERS, LOG, Case, Client, Daemon, ask, choose, configure, log, run
 
 RECORD = "/etc/os-version"
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
@@ -81,35 +80,30 @@ class Configuration(Case):
 
     def test_failed_write_keeps_the_file(self):
         """What is wrong, how it is mended, and the server in use meanwhile."""
-        folder = os.path.dirname(CONF)
-
-        def limit(size):
-            resource.prlimit(self.daemon.process.pid, resource.RLIMIT_FSIZE, (size, -1))
+        folder, draft = os.path.dirname(CONF), f"{CONF}.quillon-draft"
         rows = (
-            ("full disk", lambda: os.system(f"head -c 8192 /dev/zero >{folder}/fill 2>/dev/null"),
-             lambda: os.remove(f"{folder}/fill"), 1),
-            ("read-only", lambda: os.system(f"mount -o remount,ro {folder}"),
-             lambda: os.system(f"mount -o remount,rw {folder}"), 0),
-            ("link as draft", lambda: os.symlink(LOG, f"{CONF}.quillon-draft"),
-             lambda: os.remove(f"{CONF}.quillon-draft"), 1),
-            ("file size", lambda: limit(10), lambda: limit(-1), 1),  # the log cannot grow either
+            ("full disk", f"! head -c 8192 /dev/zero 2>/dev/null >{folder}/fill", f"rm {folder}/fill", 1),
+            ("read-only", f"mount -o remount,ro {folder}", f"mount -o remount,rw {folder}", 0),
+            ("link as draft", f"ln -s {LOG} {draft}", f"rm {draft}", 1),
+            # The log cannot grow either.
+            ("file size", "prlimit --fsize=10: --pid $PID", "prlimit --fsize=unlimited: --pid $PID", 1),
         )
         for name, spoil, mend, used in rows:
             with self.subTest(name):
                 self.setUp()
                 os.makedirs(folder)
-                self.assertEqual(os.system(f"mount -t tmpfs -o size=8k tmpfs {folder}"), 0)
-                self.addCleanup(os.system, f"umount {folder}")
+                run(f"mount -t tmpfs -o size=8k tmpfs {folder}")
+                self.addCleanup(run, f"umount {folder}")
                 configure({"defaultUrl": URLS})
-                with Daemon(stderr=subprocess.DEVNULL) as self.daemon:
+                with Daemon(stderr=subprocess.DEVNULL) as daemon:
+                    os.environ["PID"] = str(daemon.process.pid)
                     client = Client()
                     before, probes = content(), log().count("sendHealthInfo")
-                    spoil()
+                    run(spoil)
                     refused, answer = client.ask(choose(1))
-                    self.assertEqual(refused["activeMessageType"], "4")
-                    self.assertEqual(answer["confDefaultIndex"], used)
+                    self.assertEqual((refused["activeMessageType"], answer["confDefaultIndex"]), ("4", used))
                     self.assertEqual((content(), log().count("sendHealthInfo")), (before, probes))
-                    mend()
+                    run(mend)
                     self.assertEqual(os.listdir(folder), [".agent.json"])
                     self.assertEqual(len(client.ask(choose(1))), 1)
                     self.assertEqual(json.loads(content())["confDefaultIndex"], 1)

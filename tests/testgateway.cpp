@@ -12,20 +12,19 @@ namespace {
 
 constexpr int kTimeout = 120'000; // nothing takes as long, however slow the machine is
 
-/// Answers each whole request with the same bytes and then closes; keeps what it was sent.
+/// Answers each whole request with the same bytes; keeps what it was sent.
 class Site : public QTcpServer
 {
 public:
-    explicit Site(const QByteArray &answer)
+    Site()
     {
-        connect(this, &QTcpServer::newConnection, this, [this, answer] {
+        connect(this, &QTcpServer::newConnection, this, [this] {
             QTcpSocket *peer = nextPendingConnection();
-            connect(peer, &QTcpSocket::readyRead, peer, [this, answer, peer] {
+            connect(peer, &QTcpSocket::readyRead, peer, [this, peer] {
                 received += peer->readAll();
-                if (!received.contains("Length: 0\r\n") && !received.endsWith("data"))
-                    return;
-                peer->write(answer);
-                peer->disconnectFromHost();
+                if (received.contains("Length: 0\r\n") || received.endsWith("data"))
+                    peer->write("HTTP/1.1 200 OK\r\nContent-Length: 26\r\n\r\n"
+                                "{\"a\":{\"b\":true},\"c\":[\"d\"]}");
             });
         });
         listen(QHostAddress::LocalHost);
@@ -58,7 +57,7 @@ private slots:
 
 void TestGateway::parsesBody()
 {
-    const Site site("HTTP/1.1 200 OK\r\nX-Y: z\r\n\r\n{\"a\":{\"b\":true},\"c\":[\"d\"]}");
+    const Site site;
     ServerJson gateway;
     QSignalSpy replies(&gateway, &ServerJson::sendHttpsData);
     gateway.getServerUrlConf({{QStringLiteral("confDefault"), false},
@@ -66,35 +65,23 @@ void TestGateway::parsesBody()
                               {QStringLiteral("confCustomUrl"), site.url.mid(7)},
                               {QStringLiteral("healthPath"), QStringLiteral("/x")}});
     gateway.sendHealthInfo();
+    gateway.getServerData(500, {}, "{}", QString()); // nobody's signal: is not passed on
     QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 1, kTimeout);
 
-    const QVariantList values = replies.takeFirst();
-    QCOMPARE(values.at(0).toInt(), 200);
-    QCOMPARE(values.at(1).toMap(), (QVariantMap{{QStringLiteral("X-Y"), QByteArray("z")}}));
-    QCOMPARE(values.at(2).toMap(),
-             (QVariantMap{{QStringLiteral("a"), QVariantMap{{QStringLiteral("b"), true}}},
-                          {QStringLiteral("c"), QVariantList{QStringLiteral("d")}}}));
-    QCOMPARE(values.at(3).toString(), site.url + QStringLiteral("/x"));
-
-    // Without a sender nothing is passed on.
-    QTest::ignoreMessage(QtWarningMsg, "getServerData is empty.");
-    QTest::ignoreMessage(QtWarningMsg, "QJsonParseError  \"illegal value\"");
-    gateway.getServerData(200, {}, "", QString());
-    QVERIFY(replies.isEmpty());
+    const QVariantMap headers{{QStringLiteral("Content-Length"), QByteArray("26")}};
+    const QVariantMap body{{QStringLiteral("a"), QVariantMap{{QStringLiteral("b"), true}}},
+                           {QStringLiteral("c"), QVariantList{QStringLiteral("d")}}};
+    QCOMPARE(replies.first(), (QVariantList{200, headers, body, site.url + QStringLiteral("/x")}));
 }
 
 void TestGateway::sendsToken()
 {
-    const Site site("HTTP/1.1 200 OK\r\n\r\nbody");
+    const Site site;
     HttpCommunication client;
-    QSignalSpy replies(&client, &HttpCommunication::receiveHttpsData);
     client.sendPost(site.url, "data", QStringLiteral("ab\u00e9"));
-    QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 1, kTimeout);
-
-    QCOMPARE(replies.first().at(2).toByteArray(), QByteArray("body"));
+    QTRY_VERIFY_WITH_TIMEOUT(site.received.endsWith("\r\n\r\ndata"), kTimeout);
     QVERIFY(site.received.contains("Content-Type: application/json\r\n"));
     QVERIFY(site.received.contains("AuthToken: Bearer ab\xe9\r\n"));
-    QVERIFY(site.received.contains("\r\n\r\ndata")); // Qt may have begun to send it again
 }
 
 void TestGateway::dropsTimeOut()
