@@ -251,7 +251,7 @@ class Alone(Checks):
 
     def test_check(self):
         rows = (
-            ("", "no JSON"), ("{}", "no member"), ("[1]", "not an object"),
+            ("", "not valid JSON"), ("{}", "no member"), ("[1]", "not an object"),
             ({"confDefault": 1}, "confDefault: not true or false: false is used"),
             ({"confDefaultIndex": 1.5}, "confDefaultIndex: not a whole number"),
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),
@@ -262,7 +262,7 @@ class Alone(Checks):
             ({"defaultUrl": ["https://http://h"]}, "two schemes"),
             ({"confDefault": False, "confCustomUrl": "http://h"}, "two schemes"),
             ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
-            ({"healthPath": "/health/"}, "times out"), ('{"healthPath":"","healthPath":""}', "twice"),
+            ({"healthPath": "/health/"}, "times out"), ('{"healthPath":"","healthPath":""}', "appears twice"),
             ({"confDefault": False}, "confCustomUrl: empty, but in use\n"), ({"defaultUrl": URLS}, None),
             ({"defaultUrl": URLS, "healthPath": "/v1/harbor/health?x=http://y"}, None),
         )

@@ -131,14 +131,14 @@ Report reportOn(const QByteArray &content)
     Report report{parsed.map, {}, {}};
     if (report.map.isEmpty()) {
         report.fault("no-configuration", {},
-                     document.isNull() ? "no JSON: " + parsed.error.toUtf8()
+                     document.isNull() ? "not valid JSON: " + parsed.error.toUtf8()
                                        : "empty: it has no member");
         return report;
     }
     if (!document.isObject())
         report.fault("mistyped", {}, "the document is not an object");
     if (JsonText::hasDuplicateNames(content))
-        report.fault("repeated", {}, "a member is there twice: the last one counts");
+        report.fault("repeated", {}, "a member name appears twice; the last one counts");
     compareMembers(document.object(), report);
     checkIndices(document.object(), report);
     checkServers(report);
@@ -193,7 +193,7 @@ QByteArray textOf(const Report &report)
     if (!configuration.serverInUse().isEmpty())
         text += "Probe URL:     " + Output::escaped(probeUrl(report.map).toUtf8()) + '\n';
     if (!report.absent.isEmpty())
-        text += "Absent, which is no fault:\n" + linesOf(report.absent);
+        text += "Absent (not a fault):\n" + linesOf(report.absent);
     text += report.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
     return text + linesOf(report.faults);
 }

@@ -39,7 +39,7 @@ const Exit kExits[] = {
     {"  4", "show use status", "no answer in time"},
     {"  4", "use", "the choice may still take effect"},
     {"  5", "use status", "the outcome of the probe is unknown"},
-    {"  6", "use", "the choice was made, but its probe failed"},
+    {"  6", "use", "the server was chosen, but its probe failed"},
 };
 
 /// A row of two columns, the right one wrapped.
@@ -116,27 +116,31 @@ const Command CommandTable::kCommands[] = {
      Commands::status},
     {"check", " [FILE|-]", "jhv",
      "Check the daemon's configuration file, a FILE or standard input.", Commands::check},
-    {"monitor", "", "jshv", "Print probes, choices and clients as they come.", Commands::monitor},
+    {"monitor", "", "jshv", "Print probes, choices and clients as the daemon logs them.",
+     Commands::monitor},
     {"log", " [FILE|-]", "fnslhv", "Print the daemon's log, a FILE or standard input in clear.",
      Commands::log},
-    {"help", " [COMMAND]", "hv", "Show this help, or that of a command.", showHelp},
+    {"help", " [COMMAND]", "hv", "Show the help of the program or of a command.", showHelp},
     {"version", "", "hv", "Show the version.", showVersion},
 };
 
 const Option CommandTable::kOptions[] = {
     {'j', "json", "", "Print JSON, also for an error: one document, or one object per event."},
     {'t', "timeout", "TIME",
-     "Give up after TIME, which is 3s unless given, and 15s to wait for a probe: a number of "
-     "milliseconds, or a number with s, m, h or d."},
+     "Give up after TIME: a number of milliseconds, or a number with s, m, h or d. The default is "
+     "3s, or 15s to wait for a probe."},
     {'w', "wait", "", "Keep trying until a daemon answers or the time is up."},
-    {'p', "probe", "", "Wait for the probe of the chosen server, and succeed only with a 200."},
-    {'f', "f,follow", "", "Go on with what is added, also after the log is deleted and made anew."},
+    {'p', "probe", "", "Wait for the probe of the chosen server; succeed only with status 200."},
+    {'f', "f,follow", "",
+     "Continue with new lines, even after the log is deleted and created again."},
     {'n', "n,lines", "N", "Begin with the last N lines."},
     {'s', "since", "WHEN",
-     "Only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or an age such as "
+     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or an age such "
+     "as "
      "90s, 15m, 2h or 7d."},
     {'l', "level", "LEVEL",
-     "Only messages of at least LEVEL: debug, info, warning or warn, critical or error, fatal."},
+     "Print only messages of at least LEVEL: debug, info, warning or warn, critical or error, "
+     "fatal."},
     {'h', "h,help", "", "Show this help."},
     {'v', "version", "", "Show the version."},
 };

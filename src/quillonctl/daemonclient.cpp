@@ -96,7 +96,7 @@ bool take(const Answer::Batch &batch, Reply &reply)
             continue;
         reply.configuration = Configuration::fromMessage(message);
         if (!reply.configuration)
-            reply.verdict = badAnswer("it lacks members, or mistypes them");
+            reply.verdict = badAnswer("members are missing or have the wrong type");
         return true;
     }
     if (!batch.flaw.isEmpty())
@@ -151,9 +151,10 @@ Reply attempt(const QByteArray &request, const QDeadlineTimer &deadline)
         collect(socket, deadline, reply);
         return reply;
     }
-    reply.verdict = socket.state() == QLocalSocket::ConnectingState
-                        ? noAnswer("the daemon serves one program at a time, and too many wait")
-                        : noDaemon("the daemon refused the connection");
+    reply.verdict =
+        socket.state() == QLocalSocket::ConnectingState
+            ? noAnswer("the daemon serves one program at a time, and too many programs wait")
+            : noDaemon("the daemon refused the connection");
     socket.abort();
     return reply;
 }
