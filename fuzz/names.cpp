@@ -42,6 +42,7 @@ QString withoutDetails(const QString &name)
     return QString::fromUcs4(characters.constData(), characters.size());
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): Qt's parser refuses more than 1,024 levels
 void count(const QJsonValue &value, Counts &counts)
 {
     const QJsonArray list = value.toArray();

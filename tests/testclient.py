@@ -134,6 +134,8 @@ class Real(Checks):
             ask(choose(1))
             self.assertEqual(look('"serverIndex":1', "--json", *PATIENT), 1)
             self.assertEqual(look("2  warning: http nStatus\n", *PATIENT), 1)
+            os.remove(CONF)
+            self.assertEqual(look("File:        cannot read", *PATIENT), 1)
             configure({"defaultUrl": URLS})
             self.assertEqual(look(OTHER, *PATIENT), 1)
             self.assertIn(OTHER, quillonctl("check").stdout)

@@ -32,6 +32,7 @@ struct Report
     QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
     QJsonArray absent; ///< members that take their default, which is normal
     QJsonArray faults;
+    QByteArray notCompared; ///< why the daemon could not be asked what it has; else empty
 
     /// @param member empty when the fault does not concern a single member
     /// @param used the value that the daemon uses instead, if any
@@ -128,7 +129,7 @@ Report reportOn(const QByteArray &content)
 {
     const ServerConf::Parsed parsed = ServerConf::parse(content);
     const QJsonDocument document = QJsonDocument::fromJson(content);
-    Report report{parsed.map, {}, {}};
+    Report report{parsed.map, {}, {}, {}};
     if (report.map.isEmpty()) {
         report.fault("no-configuration", {},
                      document.isNull() ? "not valid JSON: " + parsed.error.toUtf8()
@@ -194,6 +195,8 @@ QByteArray textOf(const Report &report)
         text += "Probe URL:     " + Output::escaped(probeUrl(report.map).toUtf8()) + '\n';
     if (!report.absent.isEmpty())
         text += "Absent (not a fault):\n" + linesOf(report.absent);
+    if (!report.notCompared.isEmpty())
+        text += "Not compared with the daemon: " + Output::escaped(report.notCompared) + '\n';
     text += report.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
     return text + linesOf(report.faults);
 }
@@ -208,6 +211,7 @@ QJsonObject jsonOf(const Report &report, const Verdict &verdict)
     document.insert(QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8()));
     document.insert(QStringLiteral("absent"), report.absent);
     document.insert(QStringLiteral("faults"), report.faults);
+    document.insert(QStringLiteral("notCompared"), Output::orNull(report.notCompared));
     return document;
 }
 
@@ -222,11 +226,12 @@ ExitStatus Commands::check(const Options &options)
         return Output::conclude(verdict, options.json, verdict.toJson());
 
     Report report = reportOn(*content);
-    std::optional<Configuration> running;
-    if (path == Paths::configuration)
-        running = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false).configuration;
-    if (running && !(*running == Configuration(report.map)))
-        report.fault("not-loaded", {}, kOtherConfiguration);
+    if (path == Paths::configuration) {
+        const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
+        report.notCompared = reply.verdict.message;
+        if (reply.configuration && !(*reply.configuration == Configuration(report.map)))
+            report.fault("not-loaded", {}, kOtherConfiguration);
+    }
     if (!report.faults.isEmpty())
         verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};
     Output::print(options.json ? Output::jsonLine(jsonOf(report, verdict)) : textOf(report));

@@ -55,15 +55,15 @@ void reportAbsence(const QString &path)
         Output::complain(missing + "; waiting");
 }
 
-ExitStatus print(LogFile &log, const QString &path, bool follows, const Show &show)
+ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, const Show &show)
 {
     if (follows)
         reportAbsence(path);
     const bool isOpen = follows || log.open();
     for (QByteArray bytes;;) {
         if (!isOpen || !(follows ? log.follow(bytes) : log.read(bytes))) {
-            Output::complain(Output::readError(path, errno));
-            return ExitStatus::Failed;
+            const Verdict verdict{ExitStatus::Failed, "unreadable", Output::readError(path, errno)};
+            return Output::conclude(verdict, json, verdict.toJson());
         }
         if (!Output::print(show(bytes)))
             return ExitStatus::Done;
@@ -133,7 +133,8 @@ ExitStatus Commands::log(const Options &options)
     const Show show = [&](const QByteArray &bytes) {
         return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
     };
-    return print(log, path, options.follow, options.lines ? tailOf(show, *options.lines) : show);
+    return print(log, path, options.follow, false,
+                 options.lines ? tailOf(show, *options.lines) : show);
 }
 
 ExitStatus Commands::monitor(const Options &options)
@@ -144,7 +145,7 @@ ExitStatus Commands::monitor(const Options &options)
     LogEvents events;
     const bool isColoured = ::isatty(STDOUT_FILENO) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR")
                             && qgetenv("TERM") != "dumb";
-    return print(log, Paths::logFile, true, [&](const QByteArray &bytes) {
+    return print(log, Paths::logFile, true, options.json, [&](const QByteArray &bytes) {
         QByteArray lines;
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {

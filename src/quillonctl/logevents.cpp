@@ -79,7 +79,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
 
     noteChoice(text);
     if (text.startsWith(LogMessages::requestFailed))
-        m_failure = Output::escaped(quoted(text));
+        m_failure = Output::escaped(quoted(text).replace("\\\"", "\""));
     for (const Pattern &pattern : kPatterns) {
         // The line feeds before the text are separate lines in the log.
         const QByteArray start = pattern.message + std::strspn(pattern.message, "\n");

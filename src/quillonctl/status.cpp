@@ -119,6 +119,8 @@ QByteArray textOf(const Report &report)
     if (report.fileDiffers.value_or(false))
         text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
                 + kOtherConfiguration;
+    if (configuration && !report.fileDiffers)
+        text += QByteArray("\nFile:        cannot read ") + Paths::configuration.data();
     text += "\nLast probe:  "
             + (report.logFault.isEmpty() ? report.probe.toText()
                                          : "unknown: " + Output::escaped(report.logFault));
@@ -157,7 +159,8 @@ QJsonObject jsonOf(const Report &report)
                     report.fileDiffers ? *report.fileDiffers : QJsonValue());
     document.insert(QStringLiteral("lastProbe"), report.probe.toJson());
     document.insert(QStringLiteral("logFault"), Output::orNull(report.logFault));
-    document.insert(QStringLiteral("warnings"), report.warnings);
+    document.insert(QStringLiteral("warnings"),
+                    report.lastTime.isEmpty() ? QJsonValue() : report.warnings);
     return document;
 }
 
