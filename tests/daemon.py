@@ -74,6 +74,12 @@ class Case(unittest.TestCase):
         for path in (os.path.dirname(CONF), os.path.dirname(LOG), os.path.dirname(SOCKET)):
             shutil.rmtree(path, ignore_errors=True)
 
+    def silent_server(self):
+        """A server that answers nothing, and its URL."""
+        server = self.enterContext(socket.create_server(("127.0.0.1", 0)))
+        server.settimeout(DEADLINE)
+        return server, f"http://127.0.0.1:{server.getsockname()[1]}"
+
 
 class Daemon:
     """A running daemon; started when made, and so far that its first probe is on its way."""
