@@ -122,7 +122,8 @@ class Client:
         weakref.finalize(self, self.socket.close)
         self.socket.connect(SOCKET)  # without a time-out it waits for a place in the backlog
         self.socket.settimeout(DEADLINE)
-        self.socket.sendall(b"".join(messages))
+        if messages:  # even nothing cannot be sent to a daemon that has closed already
+            self.socket.sendall(b"".join(messages))
 
     def answer(self):
         sender, length = struct.unpack("=ii", self.read(8))

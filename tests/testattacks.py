@@ -105,7 +105,10 @@ class Clients(Attack):
         old = resource.prlimit(self.pid, resource.RLIMIT_NOFILE)
 
         def leave_free(count):
-            used = {int(name) for name in os.listdir(f"/proc/{self.pid}/fd")}
+            folder = f"/proc/{self.pid}/fd"
+            with self.stopped():  # perhaps while it writes a log line
+                used = {int(name) for name in os.listdir(folder)
+                        if os.readlink(f"{folder}/{name}") != LOG}
             free = sorted(set(range(len(used) + 2)) - used)
             resource.prlimit(self.pid, resource.RLIMIT_NOFILE, (free[count], old[1]))
 
