@@ -96,7 +96,7 @@ void LocalServer::handleLoss()
 
 void LocalServer::listenAgain()
 {
-    delete m_server; // now: a later destructor would remove the new socket file
+    delete m_server; // not deleteLater(): it would remove the new socket file
     if (!startListening())
         QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
 }
@@ -164,7 +164,7 @@ void LocalServer::deleteClientSocket()
     client->close();
     client->deleteLater();
 
-    // Qt announces no peer while too many wait.
+    // Qt emits no newConnection() while too many peers wait.
     if (m_server != nullptr && m_server->isFull())
         QMetaObject::invokeMethod(this, &LocalServer::newConnection, Qt::QueuedConnection);
 }

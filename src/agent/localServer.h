@@ -52,7 +52,7 @@ public slots:
     void sendActiveMsg(const unsigned int &activeMessageType,
                        const QString &activeMessage = QString());
     /// Sends the configuration.
-    /// @param serverConfUrl a map as ServerConf::toReply() makes it
+    /// @param serverConfUrl a map from ServerConf::toReply()
     void sendServerConfUrl(const QVariantMap &serverConfUrl);
     /// Logs that the client has left and drops it.
     void disconnectClient();

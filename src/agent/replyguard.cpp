@@ -44,7 +44,7 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     , m_reply(reply)
     , m_wantsBody(wantsBody)
 {
-    // Queued, so that replies that are dropped at once by more choices look up nothing.
+    // Queued: a reply that further choices drop at once starts no lookup.
     QMetaObject::invokeMethod(this, &ReplyGuard::findPeers, Qt::QueuedConnection);
     reply->setReadBufferSize(kMaxBodyBytes + 1);
     connect(reply, &QNetworkReply::readyRead, this, &ReplyGuard::read);
@@ -55,8 +55,8 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     age->start(kMaxAge);
 }
 
-// Qt keeps the ID of an aborted lookup until the lookup finishes. After that it would keep
-// the ID for ever.
+// Qt keeps the ID of an aborted lookup until the lookup finishes. Aborting a finished
+// lookup would leak the ID.
 ReplyGuard::~ReplyGuard()
 {
     if (m_lookup >= 0)

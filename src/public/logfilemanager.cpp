@@ -25,8 +25,8 @@ constexpr unsigned kStatusFields = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX
 // Set once, before the handler is installed, and used until the process ends.
 QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
 
-// Not std::time(): it lags behind the clock that dates files, so a new log would be
-// from the future and be deleted.
+// Not std::time(): it lags behind the clock that dates files, so a new log could seem
+// to be from the future and be deleted.
 qint64 currentSeconds()
 {
     using namespace std::chrono;
@@ -76,7 +76,7 @@ const char *baseName(const char *file)
 }
 
 /// "yyyy-MM-dd hh:mm:ss". Converting to local time costs more than the rest of a line,
-/// so the text is cached for one second. Then the time zone is read again too.
+/// so the text is cached for one second. Each update reads the time zone again.
 const char *localTimeText()
 {
     thread_local std::time_t second = -1;
@@ -110,8 +110,8 @@ std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QStr
     return line;
 }
 
-/// Qt prints a message from inside the handler to standard error, as bare text. Drops
-/// the warning if nobody reads it: a full pipe, socket or terminal would block.
+/// Qt prints messages that are logged inside the handler to standard error, as bare text.
+/// Drops the warning if nobody reads it: a full pipe, socket or terminal would block.
 void warnOnStderr(const char *fault)
 {
     pollfd error = {STDERR_FILENO, POLLOUT, 0};
