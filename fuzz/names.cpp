@@ -38,7 +38,7 @@ struct Counts
 /// names can be one name to Qt's parser, or two.
 QString withoutDetails(const QString &name)
 {
-    const QVector<uint> characters = name.left(name.indexOf(QChar::Null)).toUcs4();
+    const QVector<uint> characters = name.leftRef(name.indexOf(QChar::Null)).toUcs4();
     return QString::fromUcs4(characters.constData(), characters.size());
 }
 
