@@ -12,35 +12,27 @@ using Fuzz::require;
 namespace {
 
 /// The bytes of an incomplete message are kept until more come, as the client does it.
-Answer::Batch parseInPieces(const QByteArray &bytes, int size)
+Reply replyOf(const QByteArray &bytes, int size)
 {
-    Answer::Batch all;
+    Reply reply;
     QByteArray unread;
     const auto pieces = Fuzz::piecesOf(bytes, size);
     for (const QByteArray &piece : pieces) {
         unread += piece;
-        const Answer::Batch batch = Answer::parse(unread);
-        unread.remove(0, batch.end);
-        all.messages += batch.messages;
-        all.end += batch.end;
-        all.flaw = batch.flaw;
-        if (!all.flaw.isEmpty())
+        if (DaemonClient::take(unread, reply))
             break;
     }
-    return all;
+    return reply;
 }
 
-void checkConfiguration(const QJsonObject &message)
+void checkConfiguration(const Configuration &configuration)
 {
-    const auto configuration = Configuration::fromMessage(message);
-    if (!configuration)
-        return;
-    require(Fuzz::isPlainText(configuration->toText()), "the text is safe for a terminal");
+    require(Fuzz::isPlainText(configuration.toText()), "the text is safe for a terminal");
 
-    const auto again = Configuration::fromMessage(configuration->toJson());
+    const auto again = Configuration::fromMessage(configuration.toJson());
     require(again.has_value(), "the client reads its own JSON");
-    if (configuration->toJson().value(QStringLiteral("loaded")).toBool())
-        require(*again == *configuration, "its own JSON has the same content");
+    if (configuration.toJson().value(QStringLiteral("loaded")).toBool())
+        require(*again == configuration, "its own JSON has the same content");
 }
 
 void checkLine(const QJsonObject &message)
@@ -58,16 +50,13 @@ void Fuzz::run(const QByteArray &input)
     const int size = input.isEmpty() ? 1 : static_cast<uchar>(input.front()) + 1;
     const QByteArray bytes = input.mid(1);
 
-    const Answer::Batch whole = Answer::parse(bytes);
-    require(whole.end >= 0 && whole.end <= bytes.size(), "messages end inside the bytes");
+    const Reply whole = replyOf(bytes, bytes.size());
+    const Reply pieces = replyOf(bytes, size);
+    require(pieces.verdict.message == whole.verdict.message, "pieces have the same flaw");
+    require(pieces.refusal == whole.refusal, "pieces have the same refusal");
+    require(pieces.configuration == whole.configuration, "pieces have the same configuration");
 
-    const Answer::Batch pieces = parseInPieces(bytes, size);
-    require(pieces.messages == whole.messages, "pieces give the same messages");
-    require(pieces.end == whole.end, "pieces leave the same rest");
-    require(pieces.flaw == whole.flaw, "pieces have the same flaw");
-
-    for (const QJsonObject &message : whole.messages) {
-        checkConfiguration(message);
-        checkLine(message);
-    }
+    checkLine(whole.refusal);
+    if (whole.configuration)
+        checkConfiguration(*whole.configuration);
 }

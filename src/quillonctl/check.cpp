@@ -1,6 +1,5 @@
 #include "commands.h"
 
-#include "commandline.h"
 #include "conffile.h"
 #include "configuration.h"
 #include "confkeys.h"
@@ -26,13 +25,17 @@ namespace {
 
 constexpr std::chrono::milliseconds kDaemonTimeout{1000};
 
-/// The findings in a configuration.
 struct Report
 {
     QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
     QJsonArray absent; ///< members that take their default, which is normal
     QJsonArray faults;
     QByteArray notCompared; ///< why the daemon could not be asked what it has; else empty
+
+    QString probeUrl(const QString &base) const
+    {
+        return HealthProbe::url(base, map.value(healthPathName).toString());
+    }
 
     /// @param member empty when the fault does not concern a single member
     /// @param used the value that the daemon uses instead, if any
@@ -68,41 +71,38 @@ void compareMembers(const QJsonObject &written, Report &report)
     }
 }
 
-/// Why no probe of this base URL can succeed; empty when one can.
-QByteArray flawOf(const QString &base, const QString &healthPath)
+/// Checks whether a probe of this base URL can succeed.
+void checkUrl(const QString &base, QLatin1String member, const QByteArray &label, Report &report)
 {
     static const QRegularExpression twoSchemes(QStringLiteral("^[^/]*://[A-Za-z][\\w+.-]*://"));
-    const QUrl url(HealthProbe::url(base, healthPath), QUrl::TolerantMode);
+    const QUrl url(report.probeUrl(base), QUrl::TolerantMode);
     const bool isHttp =
         url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
     if (!url.isValid() || !isHttp || url.host().isEmpty())
-        return "not a valid http:// or https:// URL: its probes fail";
-    return twoSchemes.match(base).hasMatch() ? "two schemes: its probes fail" : "";
+        report.fault("bad-url", member,
+                     label + "not a valid http:// or https:// URL: its probes fail");
+    else if (twoSchemes.match(base).hasMatch())
+        report.fault("bad-url", member, label + "two schemes: its probes fail");
 }
 
-/// Checks all of them, because any local program may choose any of them.
-void checkServers(Report &report)
+/// Checks all default servers, because any local program may choose any of them.
+void checkAddresses(Report &report)
 {
     const QVariantList servers = report.map.value(defaultUrlName).toList();
     for (int index = 0; index < servers.size(); ++index) {
         const QByteArray entry = "entry " + QByteArray::number(index) + ": ";
         const QString server = servers.at(index).toString();
-        const QByteArray flaw = flawOf(server, report.map.value(healthPathName).toString());
         if (servers.at(index).type() != QVariant::String)
             report.fault("mistyped", defaultUrlName, entry + "not a string", server);
-        else if (!flaw.isEmpty())
-            report.fault("bad-url", defaultUrlName, entry + flaw);
+        else
+            checkUrl(server, defaultUrlName, entry, report);
     }
-}
-
-void checkCustomAddress(Report &report)
-{
-    const QByteArray flaw =
-        flawOf(ServerConf::serverUrl(report.map), report.map.value(healthPathName).toString());
+    if (report.map.value(confDefaultName).toBool())
+        return;
     if (report.map.value(confCustomUrlName).toString().isEmpty())
         report.fault("no-address", confCustomUrlName, "empty, but in use");
-    else if (!flaw.isEmpty())
-        report.fault("bad-url", confCustomUrlName, flaw);
+    else
+        checkUrl(ServerConf::serverUrl(report.map), confCustomUrlName, {}, report);
 }
 
 void checkIndices(const QJsonObject &written, Report &report)
@@ -119,12 +119,6 @@ void checkIndices(const QJsonObject &written, Report &report)
         report.fault("out-of-range", confCustomHeadindexName, "neither 0 nor 1: taken as https://");
 }
 
-QString probeUrl(const QVariantMap &map)
-{
-    return HealthProbe::url(ServerConf::serverUrl(map), map.value(healthPathName).toString());
-}
-
-/// Pure; takes any bytes.
 Report reportOn(const QByteArray &content)
 {
     const ServerConf::Parsed parsed = ServerConf::parse(content);
@@ -138,14 +132,13 @@ Report reportOn(const QByteArray &content)
     }
     if (!document.isObject())
         report.fault("mistyped", {}, "the document is not an object");
-    if (JsonText::hasDuplicateNames(content))
+    if (JsonText::DuplicateNames().add(content))
         report.fault("repeated", {}, "a member name appears twice; the last one counts");
     compareMembers(document.object(), report);
     checkIndices(document.object(), report);
-    checkServers(report);
-    if (!report.map.value(confDefaultName).toBool())
-        checkCustomAddress(report);
-    if (!HealthProbe::isReply(QUrl(probeUrl(report.map), QUrl::TolerantMode)))
+    checkAddresses(report);
+    const QString probeUrl = report.probeUrl(ServerConf::serverUrl(report.map));
+    if (!HealthProbe::isReply(QUrl(probeUrl, QUrl::TolerantMode)))
         report.fault("no-probe", healthPathName,
                      "the path of the probe URL does not end in /health: every probe times out");
     return report;
@@ -163,10 +156,9 @@ std::optional<QByteArray> read(const QString &path, Verdict &verdict)
     if (content && content->size() <= RegularFile::kMaxBytes)
         return content;
     const bool isOpenable = ::access(QFile::encodeName(path).constData(), R_OK) == 0;
-    verdict = {ExitStatus::Failed, "unreadable",
-               content || isOpenable
-                   ? "cannot read " + path.toUtf8() + ": not a file of at most 1 MiB"
-                   : Output::readError(path, errno)};
+    verdict = Output::unreadable(path, errno);
+    if (content || isOpenable)
+        verdict.message = "cannot read " + path.toUtf8() + ": not a file of at most 1 MiB";
     return {};
 }
 
@@ -190,9 +182,10 @@ QByteArray linesOf(const QJsonArray &findings)
 QByteArray textOf(const Report &report)
 {
     const Configuration configuration(report.map);
+    const QString server = configuration.serverInUse();
     QByteArray text = "Server in use: " + configuration.serverText() + '\n';
-    if (!configuration.serverInUse().isEmpty())
-        text += "Probe URL:     " + Output::escaped(probeUrl(report.map).toUtf8()) + '\n';
+    if (!server.isEmpty())
+        text += "Probe URL:     " + Output::escaped(report.probeUrl(server).toUtf8()) + '\n';
     if (!report.absent.isEmpty())
         text += "Absent (not a fault):\n" + linesOf(report.absent);
     if (!report.notCompared.isEmpty())
@@ -204,7 +197,7 @@ QByteArray textOf(const Report &report)
 QJsonObject jsonOf(const Report &report, const Verdict &verdict)
 {
     const QString server = Configuration(report.map).serverInUse();
-    const QString probe = server.isEmpty() ? QString() : probeUrl(report.map);
+    const QString probe = server.isEmpty() ? QString() : report.probeUrl(server);
     QJsonObject document = verdict.toJson();
     document.insert(QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map));
     document.insert(QStringLiteral("serverInUse"), Output::orNull(server.toUtf8()));
@@ -223,7 +216,7 @@ ExitStatus Commands::check(const Options &options)
     Verdict verdict;
     const auto content = read(path, verdict);
     if (!content)
-        return Output::conclude(verdict, options.json, verdict.toJson());
+        return Output::conclude(verdict, options.json);
 
     Report report = reportOn(*content);
     if (path == Paths::configuration) {

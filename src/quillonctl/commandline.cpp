@@ -1,17 +1,18 @@
 #include "commandline.h"
 
 #include "commands.h"
-#include "commandtable.h"
 
 #include <QCommandLineParser>
 #include <QDateTime>
 
+#include <array>
+#include <cstring>
 #include <limits>
 
 namespace {
 
-using CommandTable::Command;
-using CommandTable::Option;
+using CommandLine::Command;
+using CommandLine::Option;
 
 constexpr std::chrono::milliseconds kProbeTimeout{15000}; // of which the probe may take 8 s
 
@@ -25,16 +26,14 @@ std::optional<int> decimal(const QString &text)
     return number;
 }
 
-/// A number with the unit s, m, h or d.
 std::optional<qint64> secondsIn(const QString &text)
 {
+    constexpr std::array<qint64, 4> seconds{1, 60, 3600, 86400};
+    const int unit = QStringLiteral("smhd").indexOf(text.rightRef(1));
     const auto count = decimal(text.left(text.size() - 1));
-    for (const auto &[unit, seconds] : {std::make_pair('s', 1), std::make_pair('m', 60),
-                                        std::make_pair('h', 3600), std::make_pair('d', 86400)}) {
-        if (count && text.endsWith(QLatin1Char(unit)))
-            return qint64(*count) * seconds;
-    }
-    return {};
+    if (!count || unit < 0)
+        return {};
+    return *count * seconds.at(static_cast<size_t>(unit));
 }
 
 bool readTimeout(const QString &value, Options &options)
@@ -54,34 +53,16 @@ bool readSince(const QString &value, Options &options)
     return time.isValid();
 }
 
-/// Puts a value into the options. Returns false when it is invalid for this option.
-bool readOption(char id, const QString &value, Options &options)
+bool readLines(const QString &value, Options &options)
 {
-    switch (id) {
-    case 't':
-        return readTimeout(value, options);
-    case 's':
-        return readSince(value, options);
-    case 'n':
-        options.lines = decimal(value);
-        return options.lines.has_value();
-    case 'l':
-        options.level = LogText::levelNamed(value);
-        return options.level.has_value();
-    case 'j':
-        options.json = true;
-        break;
-    case 'w':
-        options.wait = true;
-        break;
-    case 'p':
-        options.probe = true;
-        break;
-    case 'f':
-        options.follow = true;
-        break;
-    }
-    return true;
+    options.lines = decimal(value);
+    return options.lines.has_value();
+}
+
+bool readLevel(const QString &value, Options &options)
+{
+    options.level = LogText::levelNamed(value);
+    return options.level.has_value();
 }
 
 QStringList namesOf(const Option &option)
@@ -89,17 +70,19 @@ QStringList namesOf(const Option &option)
     return QString(QLatin1String(option.names)).split(QLatin1Char(','));
 }
 
-/// Returns what is wrong; else nothing.
+/// Returns what is wrong; else nothing, like read().
 QByteArray readOptions(const Command &command, const QCommandLineParser &parser, Options &options)
 {
-    for (const Option &option : CommandTable::kOptions) {
+    for (const Option &option : CommandLine::kOptions) {
         const QString name = namesOf(option).constLast();
         const QString value = parser.value(name);
         if (!parser.isSet(name))
             continue;
-        if (!CommandTable::takes(command, option))
+        if (std::strchr(command.options, option.id) == nullptr)
             return command.name + (" does not take --" + name.toUtf8());
-        if (!readOption(option.id, value, options))
+        if (option.flag != nullptr)
+            options.*option.flag = true;
+        else if (!option.read(value, options))
             return "--" + name.toUtf8() + " does not take '" + value.toUtf8() + '\'';
     }
     if (options.probe && !parser.isSet(QStringLiteral("timeout")))
@@ -111,8 +94,8 @@ QByteArray readOptions(const Command &command, const QCommandLineParser &parser,
 bool readArgument(const Command &command, const QString &value, Options &options)
 {
     options.argument = value;
-    if (command.run == CommandTable::showHelp)
-        return CommandTable::commandNamed(value) != nullptr;
+    if (command.run == Commands::help)
+        return CommandLine::commandNamed(value) != nullptr;
     if (command.run == Commands::use) {
         const auto index = decimal(value);
         options.serverIndex = index.value_or(0);
@@ -122,7 +105,6 @@ bool readArgument(const Command &command, const QString &value, Options &options
     return *command.argument != '\0' && !(isStandardInput && options.follow);
 }
 
-/// Returns what is wrong; else nothing.
 QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
     QByteArray wrong = readOptions(command, parser, options);
@@ -136,34 +118,83 @@ QByteArray read(const Command &command, const QCommandLineParser &parser, Option
     return command.name + (" does not take '" + arguments.constLast().toUtf8()) + '\'';
 }
 
-CommandLine::Invocation fault(const QByteArray &text, const QByteArray &topic = {})
-{
-    return {nullptr, {}, text + "; see 'quillonctl help" + topic + '\''};
-}
-
 } // namespace
 
-CommandLine::Invocation CommandLine::parse(const QStringList &arguments)
+const Command CommandLine::kCommands[] = {
+    {"show", "", "jtwhv", "Show the default servers and the server in use.", Commands::show},
+    {"use", " INDEX", "jtwphv", "Choose the default server with this index.", Commands::use},
+    {"status", "", "jtwhv", "Show whether the daemon answers and how its last probe ended.",
+     Commands::status},
+    {"check", " [FILE|-]", "jhv",
+     "Check the daemon's configuration file, a FILE or standard input.", Commands::check},
+    {"monitor", "", "jshv", "Print probes, choices and clients as the daemon logs them.",
+     Commands::monitor},
+    {"log", " [FILE|-]", "fnslhv", "Print the daemon's log, a FILE or standard input in clear.",
+     Commands::log},
+    {"help", " [COMMAND]", "hv", "Show the help of the program or of a command.", Commands::help},
+    {"version", "", "hv", "Show the version.", Commands::version},
+};
+
+const Option CommandLine::kOptions[] = {
+    {'j', "json", "", "Print JSON, also for an error: one document, or one object per event.",
+     &Options::json},
+    {'t', "timeout", "TIME",
+     "Give up after TIME: a number of milliseconds, or a number with s, m, h or d. The default is "
+     "3s, or 15s to wait for a probe.",
+     nullptr, readTimeout},
+    {'w', "wait", "", "Keep trying until a daemon answers or the time is up.", &Options::wait},
+    {'p', "probe", "", "Wait for the probe of the chosen server; succeed only with status 200.",
+     &Options::probe},
+    {'f', "f,follow", "",
+     "Continue with new lines, even after the log is deleted and created again.", &Options::follow},
+    {'n', "n,lines", "N", "Begin with the last N lines.", nullptr, readLines},
+    {'s', "since", "WHEN",
+     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or an age such "
+     "as 90s, 15m, 2h or 7d.",
+     nullptr, readSince},
+    {'l', "level", "LEVEL",
+     "Print only messages of at least LEVEL: debug, info, warning or warn, critical or error, "
+     "fatal.",
+     nullptr, readLevel},
+    {'h', "h,help", "", "Show this help."},
+    {'v', "version", "", "Show the version."},
+};
+
+const Command *CommandLine::commandNamed(const QString &name)
+{
+    for (const Command &command : kCommands) {
+        if (name == QLatin1String(command.name))
+            return &command;
+    }
+    return nullptr;
+}
+
+ExitStatus CommandLine::run(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    for (const Option &option : CommandTable::kOptions)
+    for (const Option &option : kOptions)
         parser.addOption({namesOf(option), {}, QLatin1String(option.value)});
-    if (!parser.parse(arguments))
-        return fault(parser.errorText().chopped(1).toUtf8());
-
+    const bool isParsed = parser.parse(arguments);
     const QString name = parser.positionalArguments().value(0);
-    if (parser.isSet(QStringLiteral("version")))
-        return {CommandTable::showVersion, {}, {}};
-    const Command *command = CommandTable::commandNamed(name);
-    Invocation invocation;
-    if (parser.isSet(QStringLiteral("help"))) {
-        invocation.run = CommandTable::showHelp;
-        invocation.options.argument = name;
-        return invocation;
+    const Command *command = commandNamed(name);
+    Options options;
+    QByteArray fault;
+    if (!isParsed) {
+        fault = parser.errorText().chopped(1).toUtf8();
+    } else if (parser.isSet(QStringLiteral("version"))) {
+        return Commands::version(options);
+    } else if (parser.isSet(QStringLiteral("help"))) {
+        options.argument = name;
+        return Commands::help(options);
+    } else if (command == nullptr) {
+        fault = name.isEmpty() ? "no command given" : "unknown command " + name.toUtf8();
+    } else {
+        fault = read(*command, parser, options);
     }
-    if (command == nullptr)
-        return fault(name.isEmpty() ? "no command given" : "unknown command " + name.toUtf8());
-    invocation.run = command->run;
-    const QByteArray wrong = read(*command, parser, invocation.options);
-    return wrong.isEmpty() ? invocation : fault(wrong, QByteArray(" ") + command->name);
+    if (fault.isEmpty())
+        return command->run(options);
+    const QByteArray topic = command == nullptr ? QByteArray() : QByteArray(" ") + command->name;
+    const Verdict usage{ExitStatus::WrongUsage, "usage",
+                        fault + "; see 'quillonctl help" + topic + '\''};
+    return Output::conclude(usage, arguments.contains(QStringLiteral("--json")));
 }

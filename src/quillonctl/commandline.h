@@ -1,41 +1,41 @@
 #pragma once
 
-#include "logtext.h"
 #include "output.h"
 
-#include <QStringList>
+class QString;
+class QStringList;
+struct Options;
 
-#include <chrono>
-#include <optional>
-
-/// The checked values of the command line. Each command reads its own members.
-struct Options
-{
-    std::optional<QString> argument; ///< the FILE or COMMAND; "-" is standard input
-    int serverIndex = 0;
-    bool json = false;
-
-    std::chrono::milliseconds timeout{3000};
-    bool wait = false;
-    bool probe = false;
-
-    bool follow = false;
-    std::optional<int> lines; ///< how many of the last lines; nothing means all
-    std::optional<LogText::Level> level; ///< nothing means all
-    QByteArray since; ///< in the log's time format; empty means no limit
-};
-
-/// Reads the arguments of the program.
+/// The commands and options of the program.
 namespace CommandLine {
 
-struct Invocation
+struct Command
 {
-    ExitStatus (*run)(const Options &) = nullptr; ///< null when the arguments are wrong
-    Options options;
-    QByteArray fault; ///< what is wrong with the arguments, in one line; empty if nothing
+    const char *name;
+    const char *argument; ///< begins with a blank; in brackets if optional
+    const char *options; ///< the IDs of its options
+    const char *description;
+    ExitStatus (*run)(const Options &options);
 };
 
-/// Parses the arguments, beginning with the program's name. Help and version are commands.
-Invocation parse(const QStringList &arguments);
+struct Option
+{
+    char id = '\0';
+    const char *names = ""; ///< separated by a comma; the long one is last
+    const char *value = ""; ///< as the help shows it; empty for a switch
+    const char *description = "";
+    bool Options::*flag = nullptr; ///< what a switch turns on
+    /// Returns false for an invalid value.
+    bool (*read)(const QString &value, Options &options) = nullptr;
+};
+
+extern const Command kCommands[8];
+extern const Option kOptions[10];
+
+/// Null for an unknown command.
+const Command *commandNamed(const QString &name);
+
+/// Runs the command in the arguments, which begin with the program's name.
+ExitStatus run(const QStringList &arguments);
 
 } // namespace CommandLine

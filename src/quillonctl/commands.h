@@ -1,13 +1,33 @@
 #pragma once
 
+#include "logtext.h"
 #include "output.h"
 
-struct Options;
+#include <QString>
+
+#include <chrono>
+#include <optional>
+
+/// The checked values of the command line. Each command reads its own members.
+struct Options
+{
+    std::optional<QString> argument; ///< the FILE or COMMAND; "-" is standard input
+    int serverIndex = 0;
+    bool json = false;
+
+    std::chrono::milliseconds timeout{3000};
+    bool wait = false;
+    bool probe = false;
+
+    bool follow = false;
+    std::optional<int> lines; ///< how many of the last lines; nothing means all
+    std::optional<LogText::Level> level; ///< nothing means all
+    QByteArray since; ///< in the log's time format; empty means no limit
+};
 
 /// Each command prints what it finds, or reports why it cannot.
 namespace Commands {
 
-/// Shows the configuration.
 ExitStatus show(const Options &options);
 
 /// Chooses a default server, then shows the configuration. Succeeds only when the
@@ -26,5 +46,10 @@ ExitStatus monitor(const Options &options);
 
 /// Prints a log with its scrambled texts in clear. With --follow, ends like monitor().
 ExitStatus log(const Options &options);
+
+/// Shows the help of the command in the argument, or of the program.
+ExitStatus help(const Options &options);
+
+ExitStatus version(const Options &options);
 
 } // namespace Commands

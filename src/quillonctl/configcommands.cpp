@@ -1,6 +1,5 @@
 #include "commands.h"
 
-#include "commandline.h"
 #include "daemonclient.h"
 #include "logevents.h"
 #include "logfile.h"
@@ -49,11 +48,6 @@ Verdict verdictOfChoice(const Reply &reply, int index)
                 + reply.configuration->serverText()};
 }
 
-Verdict unreadableLog()
-{
-    return {ExitStatus::Failed, "unreadable", Output::readError(Paths::logFile, errno)};
-}
-
 /// Follows the log to the outcome of the probe that the choice has started. The
 /// daemon logs a choice before it answers. Choices of other clients may come first,
 /// so read to the end of the log once before judging.
@@ -63,7 +57,7 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
     bool isOurs = false;
     for (QByteArray bytes; !deadline.hasExpired();) {
         if (!log.follow(bytes))
-            return unreadableLog();
+            return Output::unreadable(Paths::logFile, errno);
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
             probe.add(event);
@@ -111,10 +105,8 @@ ExitStatus Commands::use(const Options &options)
     const QDeadlineTimer deadline(options.timeout);
     LogFile log(Paths::logFile);
     // Open the log before the choice: if it is unreadable, choose nothing.
-    if (options.probe && !log.open() && errno != ENOENT) {
-        const Verdict unreadable = unreadableLog();
-        return Output::conclude(unreadable, options.json, unreadable.toJson());
-    }
+    if (options.probe && !log.open() && errno != ENOENT)
+        return Output::conclude(Output::unreadable(Paths::logFile, errno), options.json);
     log.skipToEnd();
 
     const Reply reply = DaemonClient::choose(options.serverIndex, deadline, options.wait);

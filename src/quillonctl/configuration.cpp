@@ -6,8 +6,6 @@
 
 #include <QJsonDocument>
 
-#include <utility>
-
 namespace {
 
 /// Whether the daemon sends this message when it has loaded this map.
@@ -33,11 +31,6 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
     return {};
 }
 
-Configuration::Configuration(QVariantMap loaded)
-    : m_map(std::move(loaded))
-{
-}
-
 QString Configuration::serverInUse() const
 {
     const bool isEmptyCustom = !m_map.value(confDefaultName).toBool()
@@ -54,9 +47,10 @@ int Configuration::chosenIndex() const
 QByteArray Configuration::serverText() const
 {
     const QByteArray server = Output::escaped(serverInUse().toUtf8());
-    const int index = chosenIndex();
+    const int index = m_map.value(confDefaultIndexName).toInt();
+    const bool isDefault = m_map.value(confDefaultName).toBool();
     const QByteArray choice =
-        index == -1 ? "custom address" : "default server " + QByteArray::number(index);
+        isDefault ? "default server " + QByteArray::number(index) : "custom address";
     if (!server.isEmpty())
         return server + " (" + choice + ')';
     return m_map.isEmpty() ? "none (no configuration)" : "none (" + choice + " missing or empty)";

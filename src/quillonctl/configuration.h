@@ -4,6 +4,7 @@
 #include <QVariantMap>
 
 #include <optional>
+#include <utility>
 
 /// The server configuration as the daemon reports it, with its text and JSON forms.
 class Configuration
@@ -13,7 +14,10 @@ public:
     static std::optional<Configuration> fromMessage(const QJsonObject &message);
 
     /// @param loaded as from ServerConf::parse(); empty when no configuration is loaded
-    explicit Configuration(QVariantMap loaded);
+    explicit Configuration(QVariantMap loaded)
+        : m_map(std::move(loaded))
+    {
+    }
 
     bool operator==(const Configuration &other) const { return toJson() == other.toJson(); }
 

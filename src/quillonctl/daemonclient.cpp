@@ -20,30 +20,16 @@ namespace {
 
 constexpr qint64 kRetryMilliseconds = 100;
 constexpr qint64 kKnockMilliseconds = 500;
+constexpr int kMaxPayloadBytes = 16 * 1024 * 1024; // far above any message of the daemon
 constexpr int kMaxKnocks = 8; // each takes one of the daemon's 30 places for waiting peers
 
-/// Makes the daemon take our waiting connection. If it was serving another program
-/// when we connected, it takes us only after that program has left and one more
-/// connection arrives.
+/// Makes the daemon take our waiting connection. If it was serving another program when we
+/// connected, it takes us only after that program has left and one more connection arrives.
 void knock()
 {
     QLocalSocket visitor;
     visitor.connectToServer(Paths::socket);
     visitor.abort();
-}
-
-/// The errno of connecting a datagram socket. EPROTOTYPE means that a daemon listens.
-/// The daemon does not notice the attempt.
-int probeSocket()
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, Paths::socket.data(), sizeof address.sun_path);
-    const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const auto *const generic = reinterpret_cast<const sockaddr *>(&address);
-    const int error = ::connect(descriptor, generic, sizeof address) == 0 ? 0 : errno;
-    ::close(descriptor);
-    return error;
 }
 
 qint64 processOf(const QLocalSocket &socket)
@@ -61,7 +47,7 @@ QByteArray flawOf(const Frame::Slice &frame)
     if (frame.state == Frame::State::BadLength)
         return "its length is negative";
     // Do not wait for the rest of a message that is too long.
-    return frame.length > Answer::kMaxPayloadBytes ? "it is longer than 16 MiB" : "";
+    return frame.length > kMaxPayloadBytes ? "it is longer than 16 MiB" : "";
 }
 
 QByteArray requestOf(Protocol::MessageType type, QJsonObject members = {})
@@ -85,23 +71,21 @@ Verdict badAnswer(const QByteArray &flaw)
     return {ExitStatus::Failed, "bad-answer", "the daemon sent an invalid answer: " + flaw};
 }
 
-/// Returns true when no more bytes are needed.
-bool take(const Answer::Batch &batch, Reply &reply)
+/// Returns true when the reply is complete.
+bool takeMessage(const QByteArray &payload, Reply &reply)
 {
-    for (const QJsonObject &message : batch.messages) {
-        const int type = Protocol::numberIn(message.value(Protocol::typeName));
-        if (type == Protocol::StatusMessage)
-            reply.refusal = message;
-        if (type != Protocol::Configuration)
-            continue;
+    const QJsonDocument document = QJsonDocument::fromJson(payload);
+    const QJsonObject message = document.object();
+    const int type = Protocol::numberIn(message.value(Protocol::typeName));
+    if (type == Protocol::StatusMessage)
+        reply.refusal = message;
+    if (type == Protocol::Configuration)
         reply.configuration = Configuration::fromMessage(message);
-        if (!reply.configuration)
-            reply.verdict = badAnswer("members are missing or have the wrong type");
-        return true;
-    }
-    if (!batch.flaw.isEmpty())
-        reply.verdict = badAnswer(batch.flaw);
-    return !batch.flaw.isEmpty();
+    if (!document.isObject())
+        reply.verdict = badAnswer("it is not a JSON object");
+    else if (type == Protocol::Configuration && !reply.configuration)
+        reply.verdict = badAnswer("members are missing or have the wrong type");
+    return type == Protocol::Configuration || !reply.verdict.isDone();
 }
 
 /// Reads answers into the reply until it is complete or the time is up.
@@ -113,16 +97,14 @@ void collect(QLocalSocket &socket, const QDeadlineTimer &deadline, Reply &reply)
         // Check the state before the read, or the last bytes would be lost.
         const bool isConnected = socket.state() == QLocalSocket::ConnectedState;
         unread += socket.readAll();
-        const Answer::Batch batch = Answer::parse(unread);
-        unread.remove(0, batch.end);
-        const bool isComplete = take(batch, reply);
+        const bool isComplete = DaemonClient::take(unread, reply);
         reply.mayRetry = !isComplete && reply.refusal.isEmpty();
         if (isComplete)
             return;
         if (!isConnected || deadline.hasExpired()) {
             reply.verdict =
                 noAnswer(isConnected ? "no answer in time: the daemon serves one program at a "
-                                       "time and may be busy; try a longer --timeout"
+                                       "time and may be busy; try again"
                                      : "the daemon closed the connection before it answered");
             return;
         }
@@ -173,24 +155,6 @@ Reply send(const QByteArray &request, const QDeadlineTimer &deadline, bool isPat
 
 } // namespace
 
-Answer::Batch Answer::parse(const QByteArray &bytes)
-{
-    Batch batch;
-    for (;;) {
-        const Frame::Slice frame = Frame::take(bytes, batch.end, Frame::Daemon);
-        const QJsonDocument document = QJsonDocument::fromJson(frame.payload);
-        batch.flaw = flawOf(frame);
-        if (!batch.flaw.isEmpty() || frame.state == Frame::State::CutShort)
-            return batch;
-        if (!document.isObject()) {
-            batch.flaw = "it is not a JSON object";
-            return batch;
-        }
-        batch.messages.append(document.object());
-        batch.end = frame.end;
-    }
-}
-
 Reply DaemonClient::ask(const QDeadlineTimer &deadline, bool isPatient)
 {
     return send(requestOf(Protocol::Configuration), deadline, isPatient);
@@ -203,22 +167,43 @@ Reply DaemonClient::choose(int index, const QDeadlineTimer &deadline, bool isPat
     return send(choice + requestOf(Protocol::Configuration), deadline, isPatient);
 }
 
+// The daemon does not notice the attempt to connect a datagram socket.
 Verdict DaemonClient::absence()
 {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, Paths::socket.data(), sizeof address.sun_path);
+    const int descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const auto *const generic = reinterpret_cast<const sockaddr *>(&address);
+    const int error = ::connect(descriptor, generic, sizeof address) == 0 ? 0 : errno;
+    ::close(descriptor);
     const QByteArray path = Paths::socket.data();
-    const int error = probeSocket();
-    switch (error) {
-    case EPROTOTYPE:
+    if (error == EPROTOTYPE) // a stream socket listens
         return {};
-    case ENOENT:
-        return noDaemon("no socket " + path + ": the daemon is not running");
-    case ECONNREFUSED:
-        return noDaemon("the socket " + path + " refused the connection: its daemon has died");
-    case EACCES:
+    if (error == EACCES)
         return {ExitStatus::NoDaemon, "no-permission",
                 "no permission to connect to the socket " + path};
-    default:
-        return noDaemon("cannot connect to the socket " + path + ": "
-                        + qt_error_string(error).toUtf8());
+    if (error == ENOENT)
+        return noDaemon("no socket " + path + ": the daemon is not running");
+    return noDaemon("cannot connect to the socket " + path + ": " + qt_error_string(error).toUtf8()
+                    + "; restart the daemon");
+}
+
+bool DaemonClient::take(QByteArray &bytes, Reply &reply)
+{
+    for (int position = 0;;) {
+        const Frame::Slice frame = Frame::take(bytes, position, Frame::Daemon);
+        const QByteArray flaw = flawOf(frame);
+        if (!flaw.isEmpty()) {
+            reply.verdict = badAnswer(flaw);
+            return true;
+        }
+        if (frame.state == Frame::State::CutShort) {
+            bytes.remove(0, position);
+            return false;
+        }
+        if (takeMessage(frame.payload, reply))
+            return true;
+        position = frame.end;
     }
 }

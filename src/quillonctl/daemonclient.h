@@ -3,28 +3,7 @@
 #include "configuration.h"
 #include "output.h"
 
-#include <QVector>
-
 class QDeadlineTimer;
-
-/// Splits what the daemon sends into messages. Pure; takes any bytes.
-namespace Answer {
-
-/// Far above any message of the daemon.
-inline constexpr int kMaxPayloadBytes = 16 * 1024 * 1024;
-
-struct Batch
-{
-    QVector<QJsonObject> messages;
-    int end = 0; ///< position of the first byte after the messages
-    QByteArray flaw; ///< why the bytes from end on can never become a message, if so
-};
-
-/// Returns all complete messages from the start of the bytes. An incomplete message
-/// is not a flaw: call again with more bytes.
-Batch parse(const QByteArray &bytes);
-
-} // namespace Answer
 
 /// The result of a request to the daemon.
 struct Reply
@@ -48,5 +27,9 @@ Reply choose(int index, const QDeadlineTimer &deadline, bool isPatient);
 
 /// Returns why no daemon is reachable; done when one is. The daemon does not notice.
 Verdict absence();
+
+/// Moves the complete messages from the start of the bytes, which may be any, to the
+/// reply. Returns true when the reply needs no more bytes. Pure.
+bool take(QByteArray &bytes, Reply &reply);
 
 } // namespace DaemonClient

@@ -1,11 +1,11 @@
 #include "commands.h"
 
-#include "commandline.h"
 #include "daemonclient.h"
 #include "logevents.h"
 #include "logfile.h"
 #include "paths.h"
 
+#include <array>
 #include <cerrno>
 #include <functional>
 #include <utility>
@@ -61,10 +61,8 @@ ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, con
         reportAbsence(path);
     const bool isOpen = follows || log.open();
     for (QByteArray bytes;;) {
-        if (!isOpen || !(follows ? log.follow(bytes) : log.read(bytes))) {
-            const Verdict verdict{ExitStatus::Failed, "unreadable", Output::readError(path, errno)};
-            return Output::conclude(verdict, json, verdict.toJson());
-        }
+        if (!isOpen || !(follows ? log.follow(bytes) : log.read(bytes)))
+            return Output::conclude(Output::unreadable(path, errno), json);
         if (!Output::print(show(bytes)))
             return ExitStatus::Done;
         pollfd output = {STDOUT_FILENO, 0, 0}; // reports when the reader has left
@@ -80,38 +78,30 @@ struct Look
     const char *colour;
 };
 
-Look lookOf(const LogEvent &event)
-{
-    switch (event.kind) {
-    case LogEvent::Start:
-        return {"start", "version ", kBold};
-    case LogEvent::Probe:
-        return {"probe", "", ""};
-    case LogEvent::Outcome:
-        return {"outcome", "", event.isSuccess() ? kGreen : kRed};
-    case LogEvent::Choice:
-        return {"choice", "default server ", kBold};
-    case LogEvent::Fault:
-        return {"fault", "", kRed};
-    case LogEvent::Client:
-        return {"client", "", ""};
-    default:
-        return {"", "", ""};
-    }
-}
+const std::array<Look, 8> kLooks{{
+    {"start", "version ", kBold},
+    {"", "", ""},
+    {"probe", "", ""},
+    {"outcome", "", kRed},
+    {"choice", "default server ", kBold},
+    {"fault", "", kRed},
+    {"client", "", ""},
+    {"", "", ""},
+}}; // by LogEvent::Kind
 
 QByteArray lineOf(const LogEvent &event, bool isColoured)
 {
-    const Look look = lookOf(event);
+    const Look &look = kLooks.at(event.kind);
     const QByteArray shown =
         QByteArray(look.word).leftJustified(kWordWidth) + look.prefix + event.text;
-    const bool isPlain = !isColoured || *look.colour == '\0';
-    return event.time + "  " + (isPlain ? shown : look.colour + shown + kPlain) + '\n';
+    const char *colour = event.isSuccess() ? kGreen : look.colour;
+    const bool isPlain = !isColoured || *colour == '\0';
+    return event.time + "  " + (isPlain ? shown : colour + shown + kPlain) + '\n';
 }
 
 QByteArray jsonOf(const LogEvent &event)
 {
-    const Look look = lookOf(event);
+    const Look &look = kLooks.at(event.kind);
     QJsonObject document{{QStringLiteral("time"), LogText::jsonTime(event.time)},
                          {QStringLiteral("event"), QLatin1String(look.word)},
                          {QStringLiteral("text"), QString::fromUtf8(look.prefix + event.text)}};
@@ -149,7 +139,7 @@ ExitStatus Commands::monitor(const Options &options)
         QByteArray lines;
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
-            if (*lookOf(event).word != '\0' && event.time >= options.since)
+            if (*kLooks.at(event.kind).word != '\0' && event.time >= options.since)
                 lines += options.json ? jsonOf(event) : lineOf(event, isColoured);
         }
         return lines;

@@ -58,8 +58,7 @@ QByteArray labelOf(const QByteArray &text)
 QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 {
     QVector<LogEvent> events;
-    m_pending += bytes;
-    const QVector<QByteArray> lines = LogText::takeLines(m_pending);
+    const QVector<QByteArray> lines = LogText::takeLines(m_pending += bytes);
     for (const QByteArray &line : lines)
         take(line, events);
     return events;

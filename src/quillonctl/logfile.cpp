@@ -11,20 +11,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
-
-constexpr int kReadBytes = 65536;
-
-} // namespace
-
 LogFile::LogFile(const QString &path)
     : m_path(QFile::encodeName(path))
 {
-}
-
-LogFile::~LogFile()
-{
-    close();
 }
 
 bool LogFile::open()
@@ -51,6 +40,7 @@ void LogFile::skipToEnd() const
 
 bool LogFile::read(QByteArray &bytes)
 {
+    constexpr int kReadBytes = 65536;
     bytes.resize(kReadBytes);
     const ssize_t size = ::read(m_descriptor, bytes.data(), kReadBytes);
     bytes.resize(size < 0 ? 0 : static_cast<int>(size));

@@ -13,7 +13,7 @@ class LogFile
 public:
     /// @param path "-" is standard input
     explicit LogFile(const QString &path);
-    ~LogFile();
+    ~LogFile() { close(); }
 
     /// Opens what is at the path now, at its beginning. Returns false with the reason in
     /// errno; ENOTSUP when something other than a file is where the daemon writes its log.

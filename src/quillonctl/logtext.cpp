@@ -21,7 +21,7 @@ struct LevelName
     LogText::Level level = LogText::Level::Debug;
     const char *tag = "";
     const char *name = "";
-    const char *alias = "";
+    const char *alias = name;
 };
 
 const LevelName kLevels[] = {
@@ -67,8 +67,7 @@ QByteArray base64At(const QByteArray &line, int start)
 std::optional<LogText::Level> LogText::levelNamed(const QString &name)
 {
     for (const LevelName &known : kLevels) {
-        if (name == QLatin1String(known.name)
-            || (!name.isEmpty() && name == QLatin1String(known.alias)))
+        if (name == QLatin1String(known.name) || name == QLatin1String(known.alias))
             return known.level;
     }
     return {};
@@ -142,8 +141,7 @@ LogRenderer::LogRenderer(LogText::Level level, QByteArray since)
 QByteArray LogRenderer::add(const QByteArray &bytes)
 {
     QByteArray text;
-    m_pending += bytes;
-    const QVector<QByteArray> lines = LogText::takeLines(m_pending);
+    const QVector<QByteArray> lines = LogText::takeLines(m_pending += bytes);
     for (const QByteArray &line : lines) {
         if (shows(line))
             text += LogText::inClear(line) + '\n';

@@ -5,6 +5,7 @@
 #include <QTextCodec>
 
 #include <csignal>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,17 +22,6 @@ void holdClosedStreams()
     }
 }
 
-ExitStatus run(const QStringList &arguments)
-{
-    const CommandLine::Invocation invocation = CommandLine::parse(arguments);
-    const Verdict usage{ExitStatus::WrongUsage, "usage", invocation.fault};
-    if (invocation.run == nullptr)
-        return Output::conclude(usage, arguments.contains(QStringLiteral("--json")),
-                                usage.toJson());
-    const ExitStatus status = invocation.run(invocation.options);
-    return Output::hasFailed() ? ExitStatus::Failed : status;
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
@@ -46,5 +36,6 @@ int main(int argc, char *argv[])
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
-    return static_cast<int>(run(QCoreApplication::arguments()));
+    const ExitStatus status = CommandLine::run(QCoreApplication::arguments());
+    return static_cast<int>(std::ferror(stdout) != 0 ? ExitStatus::Failed : status);
 }

@@ -17,15 +17,9 @@ bool isAscii(uint code)
 
 bool isPrintable(uint code)
 {
-    switch (QChar::category(code)) {
-    case QChar::Other_Control:
-    case QChar::Other_Format:
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return false;
-    default:
-        return true;
-    }
+    const QChar::Category category = QChar::category(code);
+    return category != QChar::Other_Control && category != QChar::Other_Format
+           && category != QChar::Separator_Line && category != QChar::Separator_Paragraph;
 }
 
 QByteArray escapeOf(uint code, bool isByte)
@@ -65,22 +59,16 @@ bool Output::print(const QByteArray &bytes)
     return false;
 }
 
-bool Output::hasFailed()
-{
-    return std::ferror(stdout) != 0;
-}
-
 void Output::complain(const QByteArray &message)
 {
     const QByteArray line = "quillonctl: " + escaped(message) + '\n';
-    // There is nowhere to report a failure of this.
-    static_cast<void>(std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr));
+    static_cast<void>(std::fputs(line.constData(), stderr)); // a failure cannot be reported
 }
 
 ExitStatus Output::conclude(const Verdict &verdict, bool asJson, const QJsonObject &document,
                             const QByteArray &text)
 {
-    print(asJson ? jsonLine(document) : text);
+    print(asJson ? jsonLine(document.isEmpty() ? verdict.toJson() : document) : text);
     if (!verdict.isDone())
         complain(verdict.message);
     return verdict.status;
@@ -123,11 +111,12 @@ QByteArray Output::escaped(const QByteArray &text)
     return shown;
 }
 
-QByteArray Output::readError(const QString &path, int error)
+Verdict Output::unreadable(const QString &path, int error)
 {
     const QByteArray owner = QFileInfo(path).owner().toUtf8();
     const QByteArray reason =
         error == ENOTSUP ? "not a regular file" : qt_error_string(error).toUtf8();
-    return "cannot read " + path.toUtf8() + ": " + reason
-           + (error == EACCES ? "; run this as " + (owner.isEmpty() ? "root" : owner) : "");
+    const QByteArray advice = "; run this as " + (owner.isEmpty() ? "root" : owner);
+    return {ExitStatus::Failed, "unreadable",
+            "cannot read " + path.toUtf8() + ": " + reason + (error == EACCES ? advice : "")};
 }

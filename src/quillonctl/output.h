@@ -35,15 +35,12 @@ namespace Output {
 /// written. Reports a failure, unless the reader has closed the pipe.
 bool print(const QByteArray &bytes);
 
-/// Whether a print() has failed.
-bool hasFailed();
-
 /// Writes one line with the program's name to standard error; the message is escaped.
 void complain(const QByteArray &message);
 
-/// Prints the document or the text, complains unless the verdict is done, and
-/// returns its status.
-ExitStatus conclude(const Verdict &verdict, bool asJson, const QJsonObject &document,
+/// Prints the document or the text, complains unless the verdict is done, and returns its status.
+/// @param document empty for the verdict's own
+ExitStatus conclude(const Verdict &verdict, bool asJson, const QJsonObject &document = {},
                     const QByteArray &text = {});
 
 /// The object as one line of ASCII: everything else becomes a JSON escape.
@@ -57,7 +54,8 @@ QJsonValue orNull(const QByteArray &utf8);
 /// In a text that is not UTF-8, all bytes above 0x7E become \xNN. Pure.
 QByteArray escaped(const QByteArray &text);
 
-/// Why the file cannot be read. When permission is missing, names a user who has it.
-QByteArray readError(const QString &path, int error);
+/// The verdict for a file that cannot be read. Names a user who can, if permission is missing.
+/// @param error the errno
+Verdict unreadable(const QString &path, int error);
 
 } // namespace Output

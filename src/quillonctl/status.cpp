@@ -1,6 +1,5 @@
 #include "commands.h"
 
-#include "commandline.h"
 #include "conffile.h"
 #include "daemonclient.h"
 #include "logevents.h"
@@ -60,7 +59,7 @@ void readLog(Report &report)
             add(event, yesterday, report);
     }
     if (!isReadable)
-        report.logFault = Output::readError(Paths::logFile, errno);
+        report.logFault = Output::unreadable(Paths::logFile, errno).message;
 }
 
 Report look(const Options &options)

@@ -1,7 +1,6 @@
-#include "commandtable.h"
+#include "commands.h"
 
 #include "commandline.h"
-#include "commands.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,8 +10,8 @@
 
 namespace {
 
-using CommandTable::Command;
-using CommandTable::Option;
+using CommandLine::Command;
+using CommandLine::Option;
 
 constexpr int kUsualWidth = 80;
 constexpr int kMinWidth = 40;
@@ -86,7 +85,7 @@ QByteArray exitRows(const Command *topic)
 QByteArray programHelp()
 {
     QByteArray help = "Usage: quillonctl COMMAND [OPTION]...\n\nCommands:\n";
-    for (const Command &command : CommandTable::kCommands)
+    for (const Command &command : CommandLine::kCommands)
         help +=
             row(QByteArray("  ") + command.name + command.argument, command.description, kIndent);
     return help + '\n' + row("", "Run 'quillonctl help COMMAND' for the options of a command.", 0)
@@ -97,11 +96,11 @@ QByteArray commandHelp(const Command &command)
 {
     QByteArray help = QByteArray("Usage: quillonctl ") + command.name + command.argument
                       + " [OPTION]...\n" + row("", command.description, 0) + "\nOptions:\n";
-    for (const Option &option : CommandTable::kOptions) {
+    for (const Option &option : CommandLine::kOptions) {
         const QByteArray names = QByteArray(option.names).replace(",", ", --");
         const QByteArray label =
             (names.contains(',') ? "  -" : "  --") + names + ' ' + option.value;
-        if (CommandTable::takes(command, option))
+        if (std::strchr(command.options, option.id) != nullptr)
             help += row(label, option.description, kIndent);
     }
     return help + exitRows(&command);
@@ -109,64 +108,14 @@ QByteArray commandHelp(const Command &command)
 
 } // namespace
 
-const Command CommandTable::kCommands[] = {
-    {"show", "", "jtwhv", "Show the default servers and the server in use.", Commands::show},
-    {"use", " INDEX", "jtwphv", "Choose the default server with this index.", Commands::use},
-    {"status", "", "jtwhv", "Show whether the daemon answers and how its last probe ended.",
-     Commands::status},
-    {"check", " [FILE|-]", "jhv",
-     "Check the daemon's configuration file, a FILE or standard input.", Commands::check},
-    {"monitor", "", "jshv", "Print probes, choices and clients as the daemon logs them.",
-     Commands::monitor},
-    {"log", " [FILE|-]", "fnslhv", "Print the daemon's log, a FILE or standard input in clear.",
-     Commands::log},
-    {"help", " [COMMAND]", "hv", "Show the help of the program or of a command.", showHelp},
-    {"version", "", "hv", "Show the version.", showVersion},
-};
-
-const Option CommandTable::kOptions[] = {
-    {'j', "json", "", "Print JSON, also for an error: one document, or one object per event."},
-    {'t', "timeout", "TIME",
-     "Give up after TIME: a number of milliseconds, or a number with s, m, h or d. The default is "
-     "3s, or 15s to wait for a probe."},
-    {'w', "wait", "", "Keep trying until a daemon answers or the time is up."},
-    {'p', "probe", "", "Wait for the probe of the chosen server; succeed only with status 200."},
-    {'f', "f,follow", "",
-     "Continue with new lines, even after the log is deleted and created again."},
-    {'n', "n,lines", "N", "Begin with the last N lines."},
-    {'s', "since", "WHEN",
-     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", or an age such "
-     "as "
-     "90s, 15m, 2h or 7d."},
-    {'l', "level", "LEVEL",
-     "Print only messages of at least LEVEL: debug, info, warning or warn, critical or error, "
-     "fatal."},
-    {'h', "h,help", "", "Show this help."},
-    {'v', "version", "", "Show the version."},
-};
-
-const Command *CommandTable::commandNamed(const QString &name)
+ExitStatus Commands::help(const Options &options)
 {
-    for (const Command &command : kCommands) {
-        if (name == QLatin1String(command.name))
-            return &command;
-    }
-    return nullptr;
-}
-
-bool CommandTable::takes(const Command &command, const Option &option)
-{
-    return std::strchr(command.options, option.id) != nullptr;
-}
-
-ExitStatus CommandTable::showHelp(const Options &options)
-{
-    const Command *topic = commandNamed(options.argument.value_or(QString()));
+    const Command *topic = CommandLine::commandNamed(options.argument.value_or(QString()));
     Output::print(topic == nullptr ? programHelp() : commandHelp(*topic));
     return ExitStatus::Done;
 }
 
-ExitStatus CommandTable::showVersion(const Options & /*options*/)
+ExitStatus Commands::version(const Options & /*options*/)
 {
     Output::print("quillonctl " QUILLON_VERSION "\n");
     return ExitStatus::Done;
