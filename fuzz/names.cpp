@@ -81,7 +81,7 @@ void Fuzz::run(const QByteArray &input)
 {
     const int size = input.isEmpty() ? 1 : static_cast<uchar>(input.front()) + 1;
     const QByteArray text = input.mid(1);
-    const bool isFound = JsonText::hasDuplicateNames(text);
+    const bool isFound = JsonText::DuplicateNames().add(text);
     require(hasDuplicateNames(Fuzz::piecesOf(text, size)) == isFound,
             "pieces give the same verdict");
 

@@ -37,26 +37,25 @@ HttpCommunication::HttpCommunication(QObject *parent)
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
 }
 
-HttpCommunication::~HttpCommunication() = default;
-
-// main() disables Qt's network plugins. Without a plugin Qt reports that no network
-// is accessible, unless its configuration is empty. Setting that starts a thread, so
-// it waits for the first request.
-void HttpCommunication::ignoreNetworkPlugins()
+// main() disables Qt's network plugins. Without one, every request fails unless the configuration
+// is empty. Setting that starts a thread, so it waits for the first request.
+void HttpCommunication::enableNetwork()
 {
-    if (std::exchange(m_isManagerSetUp, true))
-        return;
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
-    m_manager.setConfiguration(QNetworkConfiguration());
+    if (!std::exchange(m_isManagerSetUp, true))
+        m_manager.setConfiguration(QNetworkConfiguration());
+    if (m_manager.networkAccessible() != QNetworkAccessManager::NotAccessible)
+        return;
+    qWarning() << "m_manager.networkAccessible() NotAccessible";
+    m_manager.setNetworkAccessible(QNetworkAccessManager::Accessible);
     QT_WARNING_POP
 }
 
 void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QString token)
 {
     QNetworkRequest request;
-    ignoreNetworkPlugins();
-    allowUnknownNetwork();
+    enableNetwork();
     if (!token.isEmpty())
         request.setRawHeader("AuthToken", token.prepend(QLatin1String("Bearer ")).toLatin1());
     // By default Qt asks for compression and unpacks the body without a limit.
@@ -69,18 +68,6 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     QNetworkReply *reply = m_manager.post(request, data);
     new ReplyGuard(reply, !HealthProbe::isReply(request.url())); // owned by the reply
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
-}
-
-// Every request fails while Qt believes that there is no network.
-void HttpCommunication::allowUnknownNetwork()
-{
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    if (m_manager.networkAccessible() != QNetworkAccessManager::NotAccessible)
-        return;
-    qWarning() << "m_manager.networkAccessible() NotAccessible";
-    m_manager.setNetworkAccessible(QNetworkAccessManager::Accessible);
-    QT_WARNING_POP
 }
 
 QList<QNetworkReply *> HttpCommunication::outstanding() const

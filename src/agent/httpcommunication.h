@@ -7,9 +7,8 @@
 
 class QNetworkReply;
 
-/// The HTTPS client: posts JSON and turns each finished reply into one signal.
-/// It parses no body, remembers no request and does not retry. A reply is
-/// identified only by its URL.
+/// The HTTPS client: posts JSON and turns each finished reply into one signal. It parses no body,
+/// remembers no request and does not retry. A reply is identified only by its URL.
 class HttpCommunication : public QObject
 {
     Q_OBJECT
@@ -17,14 +16,11 @@ class HttpCommunication : public QObject
 
 public:
     explicit HttpCommunication(QObject *parent = nullptr);
-    ~HttpCommunication() override;
 
-    /// Posts the data to the URL and returns at once. A signal reports the outcome,
-    /// unless the request times out (after 60 s at the latest) or is dropped: the
-    /// oldest of four outstanding requests makes room for a new one, and many failed
-    /// TLS handshakes end all of them.
-    /// @param token sent in the header "AuthToken" unless empty; the health probe
-    /// has no token
+    /// Posts the data to the URL and returns at once. A signal reports the outcome, unless the
+    /// request times out (after 60 s at the latest) or is dropped: the oldest of four outstanding
+    /// requests makes room for a new one, and many failed TLS handshakes end all of them.
+    /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
 public slots:
@@ -46,8 +42,7 @@ signals:
     void receiveHealth(const QVariantMap &headerData, int statusCode);
 
 private:
-    void ignoreNetworkPlugins();
-    void allowUnknownNetwork();
+    void enableNetwork();
     QList<QNetworkReply *> outstanding() const;
     void dropOldest();
     void drop(QNetworkReply *reply);

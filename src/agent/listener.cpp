@@ -14,9 +14,8 @@ const QSocketNotifier *notifierOf(const QLocalServer &server)
     return server.findChild<QSocketNotifier *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-/// Without the option, which peers inherit, we would close each descriptor that a
-/// peer passes, and closing a lingering socket blocks. Older kernels reject the
-/// option.
+/// Without the option, which peers inherit, we would close each descriptor that a peer passes, and
+/// closing a lingering socket blocks. Older kernels reject the option.
 void refuseDescriptors(const QLocalServer &server)
 {
     const int off = 0;

@@ -35,22 +35,6 @@ void makeRunDirectory()
         ::chmod(QFile::encodeName(path).constData(), kRunDirectoryMode);
 }
 
-QString numberText(unsigned int number)
-{
-    return QString::number(number);
-}
-
-/// Whether the maps have the same JSON: == alone treats 0 and false as equal.
-bool isSame(const QVariantMap &map, const QVariantMap &other)
-{
-    return map == other && map.value(confDefaultName).type() == other.value(confDefaultName).type();
-}
-
-QByteArray textOf(const QJsonObject &message)
-{
-    return QJsonDocument(message).toJson(QJsonDocument::Compact);
-}
-
 } // namespace
 
 LocalServer::LocalServer(QObject * /*parent*/)
@@ -64,10 +48,8 @@ LocalServer::LocalServer(QObject * /*parent*/)
 LocalServer::~LocalServer()
 {
     qDebug() << "*******~LocalServer [START]*********";
-    if (m_server != nullptr) {
-        m_server->close();
-        std::exchange(m_server, nullptr)->deleteLater();
-    }
+    m_server->close();
+    std::exchange(m_server, nullptr)->deleteLater();
     deleteClientSocket();
 }
 
@@ -201,33 +183,31 @@ void LocalServer::dispatch(const QJsonObject &message)
     case Protocol::Configuration:
         emit requestServerConfUrl();
         break;
-    default:
-        break;
     }
 }
 
 void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QString &activeMessage)
 {
-    sendData({{Protocol::typeName, numberText(Protocol::StatusMessage)},
-              {Protocol::statusCodeName, numberText(activeMessageType)},
+    sendData({{Protocol::typeName, QString::number(Protocol::StatusMessage)},
+              {Protocol::statusCodeName, QString::number(activeMessageType)},
               {Protocol::statusTextName, activeMessage}});
 }
 
 void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
 {
     // Formatting the JSON takes longer than the rest of the answer, so cache the text.
-    if (m_configurationText.isEmpty() || !isSame(serverConfUrl, m_configuration)) {
+    if (m_configurationText.isEmpty() || serverConfUrl != m_configuration) {
         QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
-        message.insert(Protocol::typeName, numberText(Protocol::Configuration));
+        message.insert(Protocol::typeName, QString::number(Protocol::Configuration));
         m_configuration = serverConfUrl;
-        m_configurationText = textOf(message);
+        m_configurationText = QJsonDocument(message).toJson(QJsonDocument::Compact);
     }
     sendText(m_configurationText);
 }
 
 void LocalServer::sendData(QJsonObject message)
 {
-    sendText(textOf(message));
+    sendText(QJsonDocument(message).toJson(QJsonDocument::Compact));
 }
 
 void LocalServer::sendText(const QByteArray &text)

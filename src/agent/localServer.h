@@ -17,8 +17,7 @@ class LocalServer : public QObject
     Q_DISABLE_COPY(LocalServer)
 
 public:
-    /// Creates the run directory and listens. On failure logs a warning, and no
-    /// client can connect.
+    /// Creates the run directory and listens. On failure logs a warning, and no client can connect.
     /// @param parent ignored: the creator owns the server
     explicit LocalServer(QObject *parent = nullptr);
     ~LocalServer() override;

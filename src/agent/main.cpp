@@ -1,4 +1,3 @@
-#include "isolation.h"
 #include "logfilemanager.h"
 #include "logmessages.h"
 #include "paths.h"
@@ -13,14 +12,43 @@
 #include <QTextCodec>
 
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 
+#include <fcntl.h>
 #include <malloc.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
 constexpr int kOwnMappingBytes = 512 * 1024;
 constexpr int kMaxFreeBytes = 1024 * 1024;
+
+/// Opens closed standard descriptors, or a socket would get their numbers.
+void openStandardDescriptors()
+{
+    int descriptor = 0;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR); // takes the lowest free number
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0)
+        ::close(descriptor);
+}
+
+/// What the daemon does must not depend on the program that starts it.
+void isolateFromStarter()
+{
+    openStandardDescriptors();
+    ::clearenv();
+    // Qt's own event loop handles a request faster than glib's.
+    ::setenv("QT_NO_GLIB", "1", 1);
+    ::umask(::umask(0) | S_IWGRP | S_IWOTH); // only the owner can write new files
+    // By default these signals end the process.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+}
 
 /// By default glibc has several heaps and raises its thresholds when large blocks
 /// are freed, so memory from a busy hour would never return to the system.
@@ -46,7 +74,7 @@ bool isAnotherInstanceAlive(QLocalSocket &probe)
 
 int main(int argc, char *argv[])
 {
-    isolateFromStarter();
+    isolateFromStarter(); // before Qt reads the environment
     keepHeapSmall();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);

@@ -15,8 +15,7 @@ enum SystemType {
 /// file in UTF-8. Each field is the value as QSettings converts it to a string:
 /// empty when the key is missing, or when the value is an unquoted list ("1,2").
 ///
-/// The daemon uses it only to derive the system type. The other fields are not
-/// used yet.
+/// The daemon uses it only to derive the system type. The other fields are not used yet.
 struct OsVersion
 {
     QString systemName;
@@ -33,7 +32,6 @@ struct OsVersion
     /// anything but a regular file of at most 1 MiB gives an empty record.
     static OsVersion read(const QString &path);
 
-    /// Derives the kind of system from product type and edition, which are
-    /// compared exactly.
+    /// Derives the kind of system from product type and edition, which are compared exactly.
     SystemType systemType() const;
 };

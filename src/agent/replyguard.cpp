@@ -18,11 +18,6 @@ constexpr std::chrono::seconds kMaxAge{60};
 constexpr int kHttpPort = 80;
 constexpr int kHttpsPort = 443;
 
-int portOf(const QUrl &url)
-{
-    return url.port(url.scheme() == QLatin1String("http") ? kHttpPort : kHttpsPort);
-}
-
 bool isConnectedTo(int descriptor, const QList<QHostAddress> &addresses, int port)
 {
     sockaddr_storage peer = {};
@@ -116,7 +111,8 @@ void ReplyGuard::expire()
 // reply, so this shuts down all connections to its server.
 void ReplyGuard::shutDownConnections() const
 {
-    const int port = portOf(m_reply->url());
+    const QUrl url = m_reply->url();
+    const int port = url.port(url.scheme() == QLatin1String("http") ? kHttpPort : kHttpsPort);
     const QStringList descriptors =
         QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System);
     for (const QString &descriptor : descriptors) {

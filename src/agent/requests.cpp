@@ -10,63 +10,50 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <optional>
+
 namespace {
 
 constexpr int kLineBytes = 64; // the rest of a log line, roughly
 constexpr int kContainerBytes = 32; // a nested list has 2 bytes of text but takes 100 in memory
 
-/// Joins the payloads of consecutive frames until they are a complete object.
-class Pending
+/// Logs the bytes. Returns nothing unless they are a complete JSON text that is not empty.
+std::optional<QJsonObject> objectIn(const QByteArray &bytes)
 {
-public:
-    /// Returns false when the payload exceeds a limit or repeats a member name.
-    bool add(const QByteArray &payload)
-    {
-        if (payload.size() > Requests::kMaxObjectBytes - m_bytes.size())
-            return false;
-        m_bytes += payload;
-        m_cost += kLineBytes + m_bytes.size();
-        m_cost += kContainerBytes * (payload.count('[') + payload.count('{'));
-        return m_cost <= Requests::kMaxCost && !m_names.add(payload);
-    }
-
-    /// Moves the object to the list if it is complete.
-    void parseInto(QVariantList &objects)
-    {
-        qDebug("%s \"%s\"", LogMessages::frame,
-               LogEncryption::encryptionMessage(m_bytes).constData());
-
-        QJsonParseError error = {};
-        const QJsonDocument document = QJsonDocument::fromJson(m_bytes, &error);
-        if (error.error != QJsonParseError::NoError) {
-            qWarning() << "QJsonParseError " << error.errorString();
-        } else if (!JsonText::isEmpty(document)) {
-            objects.append(document.object());
-            m_bytes.clear();
-            m_names = {};
-        }
-    }
-
-private:
-    QByteArray m_bytes;
-    JsonText::DuplicateNames m_names; // in these bytes
-    int m_cost = 0; // of all frames so far
-};
+    qDebug("%s \"%s\"", LogMessages::frame, LogEncryption::encryptionMessage(bytes).constData());
+    QJsonParseError error = {};
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError)
+        qWarning() << "QJsonParseError " << error.errorString();
+    if (JsonText::isEmpty(document))
+        return {};
+    return document.object();
+}
 
 } // namespace
 
 QVariantList Requests::parse(const QByteArray &received)
 {
     QVariantList objects;
-    Pending pending;
+    QByteArray pending; // payloads of consecutive frames, until they are a complete object
+    JsonText::DuplicateNames names; // in the pending bytes
+    int cost = 0;
     for (int position = 0; position < received.size();) {
         const Frame::Slice frame = Frame::take(received, position, Frame::Client);
-        if (frame.state != Frame::State::Complete || !pending.add(frame.payload)) {
+        position = frame.end;
+        pending += frame.payload;
+        cost += kLineBytes + pending.size();
+        cost += kContainerBytes * (frame.payload.count('[') + frame.payload.count('{'));
+        if (frame.state != Frame::State::Complete || pending.size() > kMaxObjectBytes
+            || cost > kMaxCost || names.add(frame.payload)) {
             qWarning() << "data not sent by a quillon client, the rest of it is dropped";
             break;
         }
-        position = frame.end;
-        pending.parseInto(objects);
+        if (const auto object = objectIn(pending)) {
+            objects.append(*object);
+            pending.clear();
+            names = {};
+        }
     }
     return objects;
 }

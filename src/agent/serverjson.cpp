@@ -24,13 +24,12 @@ ServerJson::ServerJson(QObject *parent)
 
 ServerJson::~ServerJson()
 {
-    if (m_http != nullptr)
-        std::exchange(m_http, nullptr)->deleteLater();
+    std::exchange(m_http, nullptr)->deleteLater();
 }
 
 QJsonDocument ServerJson::transQBytearrayToJsonDocument(const QByteArray &bytes)
 {
-    if (JsonText::hasDuplicateNames(bytes)) {
+    if (JsonText::DuplicateNames().add(bytes)) {
         qWarning() << "QJsonParseError " << QStringLiteral("two members of the same name");
         return {};
     }

@@ -6,9 +6,8 @@
 class HttpCommunication;
 class QJsonDocument;
 
-/// Connects the core to the HTTPS client: builds the URL of the probe from the
-/// base URL and the health path, relays health replies and parses the body of any
-/// other reply.
+/// Connects the core to the HTTPS client: builds the URL of the probe from the base URL and the
+/// health path, relays health replies and parses the body of any other reply.
 class ServerJson : public QObject
 {
     Q_OBJECT

@@ -91,34 +91,28 @@ void ServiceCore::getServerUrlConf(QVariantMap map)
 
 void ServiceCore::setDefaultServerUrl(int index)
 {
-    if (!d_ptr->m_confFile.exists()) {
-        qWarning() << LogMessages::fileMissing;
-        emit statusMessageChange(Protocol::FileUnusable);
-        return;
-    }
-    if (!d_ptr->m_confFile.isWritable()) {
-        qWarning() << LogMessages::fileNotOpened;
-        emit statusMessageChange(Protocol::FileUnusable);
-        return;
-    }
+    if (!d_ptr->m_confFile.exists())
+        return refuse(LogMessages::fileMissing, Protocol::FileUnusable);
+    if (!d_ptr->m_confFile.isWritable())
+        return refuse(LogMessages::fileNotOpened, Protocol::FileUnusable);
 
     const QStringList servers = d_ptr->m_confMap.value(defaultUrlName).toStringList();
     qInfo() << "current defaultUrl confMap:" << LogEncryption::encryptionMessage(servers);
-    if (index < 0 || index >= servers.size()) {
-        qWarning() << LogMessages::indexOutOfRange;
-        emit statusMessageChange(Protocol::IndexOutOfRange);
-        return;
-    }
+    if (index < 0 || index >= servers.size())
+        return refuse(LogMessages::indexOutOfRange, Protocol::IndexOutOfRange);
 
     d_ptr->m_confMap.insert(confDefaultName, true);
     d_ptr->m_confMap.insert(confDefaultIndexName, index);
     getServerUrlConf(d_ptr->m_confMap);
-    if (!d_ptr->m_confFile.replace(ServerConf::toFileContent(d_ptr->m_confMap))) {
-        qWarning() << LogMessages::fileNotWritten;
-        emit statusMessageChange(Protocol::FileUnusable);
-        return;
-    }
+    if (!d_ptr->m_confFile.replace(ServerConf::toFileContent(d_ptr->m_confMap)))
+        return refuse(LogMessages::fileNotWritten, Protocol::FileUnusable);
     startCheckServer();
+}
+
+void ServiceCore::refuse(const char *reason, unsigned int code)
+{
+    qWarning() << reason;
+    emit statusMessageChange(code);
 }
 
 void ServiceCore::startCheckServer()

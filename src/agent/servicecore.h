@@ -55,6 +55,8 @@ signals:
     void statusMessageChange(unsigned int code, QString text = QString());
 
 private:
+    void refuse(const char *reason, unsigned int code);
+
     QTimer m_networkTimer;
     bool m_timeoutStatus = false;
     int m_networkStatus = 0; // of the last reply in time; only logged so far

@@ -6,7 +6,6 @@
 #include <QFileInfo>
 
 #include <cstdio>
-#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,18 +25,7 @@ bool writeToDisk(QFile &file, const QByteArray &content)
     return file.write(content) == content.size() && ::fsync(file.handle()) == 0;
 }
 
-bool renameOnto(const QString &from, const QString &to)
-{
-    // QFile::rename() does not replace a file.
-    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
-}
-
 } // namespace
-
-ConfFile::ConfFile(QString path)
-    : m_path(std::move(path))
-{
-}
 
 bool ConfFile::exists() const
 {
@@ -72,8 +60,11 @@ bool ConfFile::replace(const QByteArray &content) const
     if (!original.open(QIODevice::ReadOnly) || !draft.open(flags))
         return false;
 
+    const QByteArray from = QFile::encodeName(draft.fileName());
+    const QByteArray to = QFile::encodeName(original.fileName());
+    // Not QFile::rename(), which does not replace a file.
     const bool replaced = copyOwnerAndMode(original, draft) && writeToDisk(draft, content)
-                          && renameOnto(draft.fileName(), original.fileName());
+                          && std::rename(from.constData(), to.constData()) == 0;
     if (!replaced)
         draft.remove();
     return replaced;

@@ -4,15 +4,18 @@
 #include <QString>
 
 #include <optional>
+#include <utility>
 
-/// A file that an administrator owns and the daemon rewrites. It is never
-/// created, and it is replaced atomically: at any instant it holds the old
-/// content or the new one. Mode, owner and group are kept, and
-/// a symbolic link stays a symbolic link.
+/// A file that an administrator owns and the daemon rewrites. It is never created, and it is
+/// replaced atomically: at any instant it holds the old content or the new one. Mode, owner and
+/// group are kept, and a symbolic link stays a symbolic link.
 class ConfFile
 {
 public:
-    explicit ConfFile(QString path);
+    explicit ConfFile(QString path)
+        : m_path(std::move(path))
+    {
+    }
 
     /// Whether anything is at the path; a symbolic link is followed.
     bool exists() const;
@@ -21,8 +24,7 @@ public:
     /// regular file or is larger than 1 MiB.
     std::optional<QByteArray> read() const;
 
-    /// Whether there is a regular file at the path that can be opened for
-    /// reading and writing.
+    /// Whether there is a regular file at the path that can be opened for reading and writing.
     bool isWritable() const;
 
     /// Replaces the content; fails for more than 1 MiB. On failure the old content

@@ -1,32 +1,13 @@
 #include "frame.h"
 
-#include <cstring>
-
-namespace {
-
-constexpr int kFieldBytes = sizeof(qint32);
-
-qint32 fieldAt(const QByteArray &bytes, int position)
-{
-    qint32 value = 0;
-    std::memcpy(&value, bytes.constData() + position, kFieldBytes);
-    return value;
-}
-
-void appendField(QByteArray &bytes, qint32 value)
-{
-    bytes.append(reinterpret_cast<const char *>(&value), kFieldBytes);
-}
-
-} // namespace
+#include <QtEndian>
 
 QByteArray Frame::pack(Sender sender, const QByteArray &payload)
 {
+    const qint32 header[] = {sender, payload.size()};
     QByteArray frame;
     frame.reserve(kHeaderBytes + payload.size());
-    appendField(frame, sender);
-    appendField(frame, payload.size());
-    return frame.append(payload);
+    return frame.append(reinterpret_cast<const char *>(header), kHeaderBytes).append(payload);
 }
 
 Frame::Slice Frame::take(const QByteArray &bytes, int position, Sender expected)
@@ -34,10 +15,11 @@ Frame::Slice Frame::take(const QByteArray &bytes, int position, Sender expected)
     const int available = bytes.size() - position;
     if (available < kHeaderBytes)
         return {State::CutShort, {}, position};
-    if (fieldAt(bytes, position) != expected)
+    const char *const header = bytes.constData() + position;
+    if (qFromUnaligned<qint32>(header) != expected)
         return {State::ForeignSender, {}, position};
 
-    const qint32 length = fieldAt(bytes, position + kFieldBytes);
+    const auto length = qFromUnaligned<qint32>(header + sizeof(qint32));
     if (length < 0)
         return {State::BadLength, {}, position, length};
     if (length > available - kHeaderBytes)

@@ -12,17 +12,13 @@ namespace {
 
 constexpr size_t kMaxNesting = 1024; // Qt's parser refuses more
 
-bool isSimple(char byte)
-{
-    return byte >= ' ' && byte <= '~' && byte != '\\';
-}
-
 /// The name for which Qt's parser takes a string in quotation marks; nothing when it
 /// rejects the string. The name is decoded: "\u0061" and "a" are equal. The parser also
 /// treats some different names as equal: half of a surrogate pair equals the
 /// replacement character, and some names end at a NUL.
 std::optional<QString> nameIn(const QByteArray &string)
 {
+    const auto isSimple = [](char byte) { return byte >= ' ' && byte <= '~' && byte != '\\'; };
     if (std::all_of(string.cbegin(), string.cend(), isSimple))
         return QString::fromLatin1(string.constData(), string.size() - 1);
     // The added quotation mark protects a byte order mark: Qt drops one at the start of a text.
@@ -54,6 +50,17 @@ bool JsonText::DuplicateNames::add(const QByteArray &piece)
     return m_isFound;
 }
 
+void JsonText::DuplicateNames::takeOfString(char byte)
+{
+    m_string += byte;
+    if (m_isEscaped)
+        m_isEscaped = false;
+    else if (byte == '\\')
+        m_isEscaped = true;
+    else
+        m_isInString = byte != '"';
+}
+
 void JsonText::DuplicateNames::take(char byte)
 {
     switch (byte) {
@@ -66,27 +73,15 @@ void JsonText::DuplicateNames::take(char byte)
         break;
     case '{':
     case '[':
-        open(byte == '{');
+        m_isOver = m_levels.size() == kMaxNesting;
+        m_levels.push_back({byte == '{', {}});
         break;
     case '}':
     case ']':
         if (!m_levels.empty())
             m_levels.pop_back();
         break;
-    default:
-        break;
     }
-}
-
-void JsonText::DuplicateNames::takeOfString(char byte)
-{
-    m_string += byte;
-    if (m_isEscaped)
-        m_isEscaped = false;
-    else if (byte == '\\')
-        m_isEscaped = true;
-    else
-        m_isInString = byte != '"';
 }
 
 void JsonText::DuplicateNames::endName()
@@ -97,15 +92,4 @@ void JsonText::DuplicateNames::endName()
     m_string.clear(); // a string names at most one member
     m_isOver = !name;
     m_isFound = name && !m_levels.back().names.insert(*name).second;
-}
-
-void JsonText::DuplicateNames::open(bool isObject)
-{
-    m_isOver = m_levels.size() == kMaxNesting;
-    m_levels.push_back({isObject, {}});
-}
-
-bool JsonText::hasDuplicateNames(const QByteArray &text)
-{
-    return DuplicateNames().add(text);
 }

@@ -36,7 +36,6 @@ private:
     void take(char byte);
     void takeOfString(char byte);
     void endName();
-    void open(bool isObject);
 
     std::vector<Level> m_levels; // the objects and lists that are open
     QByteArray m_string; // the last string, in quotation marks; a name if a colon follows
@@ -45,8 +44,5 @@ private:
     bool m_isOver = false; // Qt's parser rejects the text here, so the rest does not matter
     bool m_isFound = false;
 };
-
-/// The same for a whole text.
-bool hasDuplicateNames(const QByteArray &text);
 
 } // namespace JsonText

@@ -33,16 +33,12 @@ qint64 currentSeconds()
     return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
 }
 
-quint32 creationSeconds(const struct statx &file)
-{
-    const auto &time = (file.stx_mask & STATX_BTIME) != 0 ? file.stx_btime : file.stx_mtime;
-    return static_cast<quint32>(time.tv_sec);
-}
-
 bool isOverLimit(const struct statx &file)
 {
+    const auto &time = (file.stx_mask & STATX_BTIME) != 0 ? file.stx_btime : file.stx_mtime;
+    const auto created = static_cast<quint32>(time.tv_sec);
     const auto now = static_cast<quint32>(currentSeconds());
-    const quint64 age = quint64{now} - quint64{creationSeconds(file)};
+    const quint64 age = quint64{now} - quint64{created};
     return age > ServiceLog::kMaxAgeSeconds || file.stx_size > ServiceLog::kMaxBytes;
 }
 

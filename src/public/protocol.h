@@ -26,9 +26,8 @@ inline const QLatin1String serverIndexName{"serverIndex"};
 inline const QLatin1String statusCodeName{"activeMessageType"};
 inline const QLatin1String statusTextName{"message"};
 
-/// The decimal integer in a JSON string; 0 for any other value. An integer outside
-/// the range of int, of either sign, gives the largest int, which is never a
-/// server's index.
+/// The decimal integer in a JSON string; 0 for any other value. An integer outside the range of
+/// int, of either sign, gives the largest int, which is never a server's index.
 int numberIn(const QJsonValue &value);
 
 } // namespace Protocol

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
-
-class QString;
+#include <QFileInfo>
 
 /// The check before the daemon opens a file.
 namespace RegularFile {
@@ -11,6 +9,10 @@ inline constexpr qint64 kMaxBytes = 1024 * 1024;
 
 /// Whether a regular file (or a link to one) of at most 1 MiB is at the
 /// path. Reading anything else could block for ever or fill the memory.
-bool isSmallRegularFile(const QString &path);
+inline bool isSmallRegularFile(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.isFile() && file.size() <= kMaxBytes;
+}
 
 } // namespace RegularFile

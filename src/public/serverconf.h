@@ -3,9 +3,8 @@
 #include <QByteArray>
 #include <QVariantMap>
 
-/// The server configuration as a map with the keys of confkeys.h: bool, int,
-/// int, string, string and list of the default servers' base URLs. Pure
-/// functions between that map and its JSON forms.
+/// The server configuration as a map with the keys of confkeys.h: bool, int, int, string, string
+/// and list of the default servers' base URLs. Pure functions between that map and its JSON forms.
 namespace ServerConf {
 
 struct Parsed
