@@ -7,8 +7,8 @@
 
 class QNetworkReply;
 
-/// The HTTPS client: posts JSON and turns each finished reply into one signal. It parses no body,
-/// remembers no request and does not retry. A reply is identified only by its URL.
+/// The HTTPS client: posts JSON and turns each finished reply into one signal. It parses no body
+/// and does not retry. A reply is identified only by its URL.
 class HttpCommunication : public QObject
 {
     Q_OBJECT
@@ -17,9 +17,9 @@ class HttpCommunication : public QObject
 public:
     explicit HttpCommunication(QObject *parent = nullptr);
 
-    /// Posts the data to the URL and returns at once. A signal reports the outcome, unless the
-    /// request times out (after 60 s at the latest) or is dropped: the oldest of four outstanding
-    /// requests makes room for a new one, and many failed TLS handshakes end all of them.
+    /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
+    /// if the request times out (after 60 s at the latest) or is dropped: a fifth outstanding
+    /// request drops the oldest, and 100 failed TLS handshakes drop all.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -28,7 +28,7 @@ public slots:
     void replyFinished(QNetworkReply *reply);
 
 signals:
-    /// Emitted once for each reply that is neither the health probe's nor timed out.
+    /// Emitted once for each reply, except a health probe's and one that timed out.
     /// @param httpCode HTTP status; 0 when there was no HTTP response
     /// @param headerData maps each header name, as the server wrote it, to the raw
     /// value (QByteArray)

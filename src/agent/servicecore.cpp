@@ -31,7 +31,7 @@ namespace {
 constexpr std::chrono::milliseconds kNetworkTimeout{8000};
 constexpr int kHttpOk = 200;
 
-// Guards the recorded status for later readers on other threads.
+// Guards the recorded status. Nothing reads it on another thread yet.
 QReadWriteLock lock; // clazy:exclude=non-pod-global-static
 
 } // namespace

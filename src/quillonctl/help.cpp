@@ -35,7 +35,7 @@ const Exit kExits[] = {
     {"  1", "check", "something is wrong with the file"},
     {"  2", "", "wrong usage"},
     {"  3", "show use status", "no daemon reachable: no socket, refused, or no permission"},
-    {"  4", "show use status", "no answer in time"},
+    {"  4", "show use status", "no answer in time, or the connection was closed"},
     {"  4", "use", "the choice may still take effect"},
     {"  5", "use status", "the outcome of the probe is unknown"},
     {"  6", "use", "the server was chosen, but its probe failed"},

@@ -18,7 +18,7 @@ struct Pattern
 {
     const char *message = "";
     LogEvent::Kind kind = LogEvent::Start;
-    const char *text = ""; ///< of the event, when it is always the same
+    const char *text = ""; ///< of the event, if it is constant
 };
 
 const Pattern kPatterns[] = {
@@ -80,7 +80,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
     if (text.startsWith(LogMessages::requestFailed))
         m_failure = Output::escaped(quoted(text).replace("\\\"", "\""));
     for (const Pattern &pattern : kPatterns) {
-        // The line feeds before the text are separate lines in the log.
+        // A message may begin with line feeds, which are separate lines in the log.
         const QByteArray start = pattern.message + std::strspn(pattern.message, "\n");
         if (!text.startsWith(start))
             continue;
@@ -93,7 +93,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
         events.append({LogEvent::Warning, head->time, labelOf(text), -1, {}});
 }
 
-/// The daemon logs all messages of one write before it acts on the first.
+/// Queues the index: the daemon logs all messages of a write before it acts on the first.
 void LogEvents::noteChoice(const QByteArray &text)
 {
     if (text.startsWith(LogMessages::received))
