@@ -1,4 +1,4 @@
-"""Runs the real programs at their real paths; for a sandbox of its own."""
+"""Runs the real programs at their real paths. Needs a sandbox for each test class."""
 
 import base64
 import contextlib
@@ -25,19 +25,16 @@ SOCKET = "/var/run/quillon/quillon"
 LOG = "/var/log/zeno/quillon/quillon.log"
 CONF = "/etc/.zeno/.agent.json"
 TIMEOUT = "warning: checkNetworkTimeout()"
-# Seconds that nothing takes, however slow the machine is.
-DEADLINE = 120
-# Where an ordinary user runs the tests there is no other user.
-HAS_USERS = Path("/proc/self/uid_map").read_text("ascii").split()[2] != "1"
+DEADLINE = 120  # seconds; longer than anything takes on a slow machine
+HAS_USERS = Path("/proc/self/uid_map").read_text("ascii").split()[2] != "1"  # not if an ordinary user runs it
 os.umask(0o022)  # some tests have another user read what the daemon writes
-# A sanitizer takes memory of its own; it is not to keep what was freed as well.
-os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1"
+os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1"  # or freed memory would count
 SLACK = 4 if b"__asan_init" in Path(f"{BIN}/quillon").read_bytes() else 1
 KEY = functools.reduce(operator.xor, b"kvx-journal")
 
 
 def poll(condition, seconds=DEADLINE):
-    """The first true result of the condition."""
+    """Returns the first true result of the condition."""
     start = time.monotonic()
     while not (result := condition()):
         waited = time.monotonic() - start
@@ -47,7 +44,6 @@ def poll(condition, seconds=DEADLINE):
 
 
 def run(command):
-    """Runs a line of the shell that must not fail."""
     subprocess.run(command, shell=True, check=True)
 
 
@@ -57,7 +53,7 @@ def configure(content):
 
 
 def log():
-    """The log up to its last whole line, with its scrambled texts in clear."""
+    """Returns the complete lines of the log, with scrambled texts in clear."""
     try:
         content = Path(LOG).read_bytes()
     except OSError:
@@ -68,21 +64,19 @@ def log():
 
 
 class Case(unittest.TestCase):
-    """Starts without anything that a daemon left."""
-
     def setUp(self):
         for path in (os.path.dirname(CONF), os.path.dirname(LOG), os.path.dirname(SOCKET)):
             shutil.rmtree(path, ignore_errors=True)
 
     def silent_server(self):
-        """A server that answers nothing, and its URL."""
+        """Returns a server that never answers, and its URL."""
         server = self.enterContext(socket.create_server(("127.0.0.1", 0)))
         server.settimeout(DEADLINE)
         return server, f"http://127.0.0.1:{server.getsockname()[1]}"
 
 
 class Daemon:
-    """A running daemon; started when made, and so far that its first probe is on its way."""
+    """A running daemon. The constructor waits until the first probe is sent."""
 
     def __init__(self, *arguments, is_ready=None, **options):
         sent = log().count("http sendPost")
@@ -139,7 +133,7 @@ class Client:
         return data
 
     def ask(self, *messages):
-        """What the daemon answers up to the configuration."""
+        """Returns the answers, of which the last is the configuration."""
         self.socket.sendall(b"".join(messages) + ASK)
         answers = [self.answer()]
         while answers[-1]["type"] != "5":
@@ -147,14 +141,14 @@ class Client:
         return answers
 
     def leave(self):
-        """Returns when the daemon has seen it."""
+        """Disconnects and waits until the daemon has noticed."""
         gone = log().count("client disconnect !")
         self.socket.close()
         poll(lambda: log().count("client disconnect !") > gone)
 
 
 def ask(*messages):
-    """The answers to a client that is served at once."""
+    """Returns the answers to a client that need not wait for another."""
     client = Client()
     answers = client.ask(*messages)
     client.leave()
@@ -162,14 +156,14 @@ def ask(*messages):
 
 
 def served():
-    """The answer to a client that may find the daemon waiting for the next connection."""
+    """Returns the configuration. If the daemon waits for one more connection, makes one."""
     client = Client(ASK)
     poll(lambda: select.select([client.socket], [], [], 0.02)[0] or Client().socket.close())
     return client.answer()
 
 
 def probe(index, text, asking=ask):
-    """Chooses the server until its reply has logged the text: a reply after 8 s is ignored."""
+    """Chooses the server until the log shows the text, since a reply after 8 s is ignored."""
     start = len(log())
     for _ in range(DEADLINE // 8):
         timeouts = log().count(TIMEOUT)
@@ -182,16 +176,15 @@ def probe(index, text, asking=ask):
 
 def quillonctl(*arguments, **options):
     program = f"{BIN}/quillonctl"
-    if "user" in options:  # who cannot enter the folder of the build in a private home
+    if "user" in options:  # that user may not be able to enter the build folder
         subprocess.run(["install", "-m", "755", program, TMP], check=True)
         program = f"{TMP}/quillonctl"
-    return subprocess.run([program, *arguments], capture_output=True, text=True, check=False,
-                          **options)
+    return subprocess.run([program, *arguments], capture_output=True, text=True, check=False, **options)
 
 
 class Site:
-    """A server whose answers are (seconds to wait unless it is released, status or bytes, bytes to
-    repeat for ever if any) in turn; the last one stays."""
+    """An HTTP server. Each answer is (seconds to wait before release is set, status or bytes, bytes to
+    repeat without end, if any). The last answer is used for all further requests."""
 
     def __init__(self, *answers):
         self.answers, self.sent = list(answers), 0

@@ -1,4 +1,4 @@
-"""What a local program, a hostile server or the machine can do to the daemon."""
+"""Attacks by local programs and hostile servers, and faults of the machine."""
 
 import contextlib
 import gzip
@@ -32,7 +32,6 @@ class Attack(Case):
 
     @contextlib.contextmanager
     def stopped(self):
-        """The daemon does nothing meanwhile."""
         os.kill(self.pid, signal.SIGSTOP)
         os.waitid(os.P_PID, self.pid, os.WSTOPPED)
         yield
@@ -44,7 +43,7 @@ class Attack(Case):
 
 class Clients(Attack):
     def write_endlessly(self, client, data, enough, patience=DEADLINE):
-        """How much was taken until that is enough, none is taken any more or the client is dropped."""
+        """Returns the bytes written when they are enough, the daemon reads no more or drops the client."""
         taken = 0
         with contextlib.suppress(ConnectionError):
             while taken < enough and select.select([], [client.socket], [], patience)[1]:
@@ -52,7 +51,7 @@ class Clients(Attack):
         return taken
 
     def test_writers_are_bounded(self):
-        """Ten that wait, then the one that is served; an ordinary message is not cut."""
+        """Ten waiting peers, then the client. A message of ordinary size is not cut."""
         self.start()
         first = Client(frame({"type": "5", "x": "x" * 30000}))
         self.assertEqual(first.answer()["type"], "5")
@@ -78,7 +77,7 @@ class Clients(Attack):
     def test_crowd_is_served_in_turn(self):
         self.start()
         crowd = [Client(choose(i % 2), ASK) for i in range(40)]
-        for _ in crowd * 2:  # a turn of the daemon's loop each: now notifications have stopped
+        for _ in crowd * 2:  # each takes one turn of the event loop: then Qt announces no more peers
             crowd[0].ask()
         for index in range(8):
             self.assertEqual(crowd[index].answer()["confDefaultIndex"], index % 2)
@@ -97,7 +96,7 @@ class Clients(Attack):
         self.assertEqual((second.returncode, os.stat(SOCKET).st_ino), (0, inode))
 
     def test_no_descriptors(self):
-        """Listens again, reports it once, and does not keep who waited."""
+        """The daemon listens again, warns once and drops the waiting peers."""
         configure({})  # no probe takes a descriptor
         self.start()
         first = Client()
@@ -107,13 +106,12 @@ class Clients(Attack):
         def leave_free(count):
             folder = f"/proc/{self.pid}/fd"
             with self.stopped():  # perhaps while it writes a log line
-                used = {int(name) for name in os.listdir(folder)
-                        if os.readlink(f"{folder}/{name}") != LOG}
+                used = {int(name) for name in os.listdir(folder) if os.readlink(f"{folder}/{name}") != LOG}
             free = sorted(set(range(len(used) + 2)) - used)
             resource.prlimit(self.pid, resource.RLIMIT_NOFILE, (free[count], old[1]))
 
         leave_free(1)
-        with self.stopped():  # or it may have closed when the last one comes
+        with self.stopped():  # or the socket may be closed before the last one connects
             others = [Client() for _ in range(3)]
         poll(lambda: "local socket lost" in log())
         self.assertEqual((len(first.ask()), others[0].socket.recv(1)), (1, b""))
@@ -122,7 +120,7 @@ class Clients(Attack):
         lost = Client()
         with self.assertRaises(ConnectionResetError):
             lost.socket.recv(1)
-        for _ in range(4):  # a turn of the daemon's loop each: now it has handled the loss
+        for _ in range(4):  # each takes one turn of the event loop: then the loss has been handled
             first.ask()
         self.assertEqual(log().count("local socket lost"), 1)
 
@@ -132,7 +130,7 @@ class Clients(Attack):
         self.assertEqual(len(ask()), 1)
 
     def test_passed_descriptor(self):
-        """The last close of a socket that lingers would wait in the daemon."""
+        """Closing the last reference to a lingering socket would block the daemon."""
         self.start()
         client = Client()
         with contextlib.suppress(OSError):  # of a kernel before 6.16
@@ -144,21 +142,21 @@ class Clients(Attack):
 
 class Machine(Attack):
     def test_killed_choices(self):
-        """At any instant of a choice the file holds the old or the new configuration whole."""
+        """At any instant the file holds the complete old or new configuration."""
         for delay in range(8):
             daemon = Daemon()
             client = Client(choose(0) * 50 + choose(1) * 50)
             threading.Event().wait(delay / 1000)
             daemon.__exit__(None)
             client.socket.close()
-            run(f"printf '[Debug:cut' >>{LOG}")  # as a write that is killed leaves it
+            run(f"printf '[Debug:cut' >>{LOG}")  # like a killed write
             self.assertIn("defaultUrl", json.loads(Path(CONF).read_text("utf-8")))
         self.start()
         self.assertEqual(os.listdir(os.path.dirname(CONF)), [".agent.json"])
         self.assertEqual(log().count("[Debug:cut\n[Qinfo:"), 8)
 
     def test_log_in_trouble(self):
-        """Whatever stands at the log's place: serving goes on, and so does the next good line."""
+        """The daemon serves on, and logs again when the cause is gone."""
         folder = os.path.dirname(LOG)
         stderr = self.enterContext(self.start(stderr=subprocess.PIPE).process.stderr)
         os.set_blocking(stderr.fileno(), False)
@@ -168,18 +166,17 @@ class Machine(Attack):
                 (f"ln -s /dev/null {LOG}", f"rm {LOG}"),
                 (f"rmdir {folder}", f"mkdir {folder}"),
                 (f"mount -t tmpfs -o size=8k tmpfs {folder}", f"umount {folder}")):
-            with self.subTest(spoil):
-                with self.stopped():
-                    stderr.read()  # what the row before has left
-                    os.remove(LOG)
-                    run(spoil)
-                self.assertIn(b"logFile closed failed\n", poll(lambda: served() and stderr.read()))
-                if "size=8k" in spoil:  # full, and soon without the line that did not fit
-                    poll(lambda: Path(LOG).read_bytes().endswith(b"\n"))
-                    self.assertGreater(os.path.getsize(LOG), 8192 - 800)
-                run(mend)
-                served()
-                self.assertIn("send data", poll(log))
+            with self.stopped():
+                stderr.read()  # the rest of the previous row
+                os.remove(LOG)
+                run(spoil)
+            self.assertIn(b"logFile closed failed\n", poll(lambda: served() and stderr.read()))
+            if "size=8k" in spoil:  # full; the partial line is removed
+                poll(lambda: Path(LOG).read_bytes().endswith(b"\n"))
+                self.assertGreater(os.path.getsize(LOG), 8192 - 800)
+            run(mend)
+            served()
+            self.assertIn("send data", poll(log))
 
     def test_standard_error_that_nobody_reads(self):
         os.makedirs(LOG)
@@ -193,7 +190,7 @@ class Machine(Attack):
             os.remove(SOCKET)
 
     def test_file_that_grows_too_large(self):
-        """A choice writes the file with indentation, and no start reads more than 1 MiB."""
+        """Indentation would make the file larger than 1 MiB."""
         content = json.dumps({"defaultUrl": ["http://x"] * 80000}, separators=(",", ":"))
         configure(content)
         self.start()
@@ -203,7 +200,6 @@ class Machine(Attack):
 
 class Server(Attack):
     def test_endless_bodies(self):
-        """A health reply's body is thrown away, any other ends at 1 MiB; nothing is unpacked."""
         head = b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n"
         endless, packed = head + b"\r\n", gzip.compress(bytes(128 * MIB), 1)
         head += b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n" % len(packed)
@@ -214,19 +210,17 @@ class Server(Attack):
             ("/health", (0, head + packed), lambda: probe(0, "Status Code Attribute")),
         )
         for path, answer, wait in rows:
-            with self.subTest(path):
-                Case.setUp(self)
-                self.site = Site(answer)
-                configure({"defaultUrl": [self.site.url], "healthPath": path})
-                with Daemon() as daemon:
-                    self.rss = daemon.resident_bytes
-                    before = self.rss()
-                    wait()
-                    self.assert_small(before, 12 * MIB)
-                    self.assertNotIn('returnByte ""', log())
+            Case.setUp(self)
+            self.site = Site(answer)
+            configure({"defaultUrl": [self.site.url], "healthPath": path})
+            with Daemon() as daemon:
+                self.rss = daemon.resident_bytes
+                before = self.rss()
+                wait()
+                self.assert_small(before, 12 * MIB)
+                self.assertNotIn('returnByte ""', log())
 
     def test_fifth_silent_reply(self):
-        """The oldest of the others makes room for it."""
         server, url = self.silent_server()
         configure({"healthPath": "", "defaultUrl": [f"{url}/{index}" for index in range(5)]})
         self.start()
@@ -238,7 +232,6 @@ class Server(Attack):
         self.assertEqual(select.select(peers, [], [], DEADLINE)[0], peers[:1])
 
     def test_replies(self):
-        """What comes from which path, and what is logged of it."""
         ok, missing = b"HTTP/1.1 200 OK\r\n", b"HTTP/1.1 404 No\r\n"
         failed = "Failed:  404 QNetworkReply::ContentNotFoundError"
         no_json = 'QJsonParseError  "illegal value"'
@@ -261,7 +254,7 @@ class Server(Attack):
             ("/", b"HTTP/1.1 99999 X\r\n\r\n", ["Failed:  99999", *nothing]),
             ("/", ok + b"Content-Encoding: gzip\r\n\r\nnot gzip!", ["returnByte", no_json]),
             ("/", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n", nothing),
-            # For Qt this reply has no end, or it ends with the connection.
+            # Qt takes this reply for endless, or for complete when the connection closes.
             ("/", ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n", []),
         )
         configure({"healthPath": "",
@@ -278,7 +271,7 @@ class Server(Attack):
 
 
 def colliding(unit):
-    """A member with a name whose hash in Qt, a CRC32C, is the same for each 16-bit unit."""
+    """Returns a member. Qt's hash of its name, a CRC32C, is the same for all units."""
     crc = unit
     for _ in range(16):
         crc = crc >> 1 ^ (0x82F63B78 if crc & 1 else 0)
@@ -286,8 +279,6 @@ def colliding(unit):
 
 
 class Parser(Attack):
-    """What a text costs: processor time, so that other processes do not count, and memory."""
-
     def costs(self):
         stat, status = (Path(f"/proc/{self.pid}/{name}").read_text("ascii") for name in ("stat", "status"))
         ticks = sum(map(int, stat.rpartition(")")[2].split()[11:13]))
@@ -298,13 +289,12 @@ class Parser(Attack):
     def assert_cheap(self, mebibytes=8):
         with Daemon() as daemon:
             self.pid = daemon.process.pid
-            bound = 3 * SLACK  # or a fault would take minutes
-            resource.prlimit(self.pid, resource.RLIMIT_CPU, (bound, bound))
+            resource.prlimit(self.pid, resource.RLIMIT_CPU, (3 * SLACK, 3 * SLACK))  # a fault takes minutes
             before = self.costs()
             yield
             served()
             costs = [now - then for now, then in zip(self.costs(), before)]
-        padding = min(SLACK, 2)  # a sanitizer pads each small piece of memory with as much again
+        padding = min(SLACK, 2)  # a sanitizer doubles small allocations
         for cost, most in zip(costs, (SLACK, mebibytes * MIB * padding, 8 * MIB)):
             self.assertLess(cost, most, costs)
 
@@ -331,7 +321,7 @@ class Parser(Attack):
                 with self.assert_cheap():
                     client = Client()
                     client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4 * len(data))
-                    with self.stopped():  # or it reads in the middle of it
+                    with self.stopped():  # or it reads a part of it
                         client.socket.sendall(data)
                     client.socket.close()
 

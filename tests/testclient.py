@@ -13,7 +13,7 @@ URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
 CONFIGURATION = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUrl": "",
                  "confCustomHeadindex": 0, "defaultUrl": URLS}
 FOLDER = os.path.dirname(LOG)
-PATIENT = ("--timeout", "1m")  # for answers that come, however slow the machine is
+PATIENT = ("--timeout", "1m")  # longer than an answer takes on a slow machine
 OTHER = "the running daemon has another configuration; restart it, or the next choice overwrites this file"
 
 
@@ -23,7 +23,6 @@ def start(*arguments, **options):
 
 
 def on_terminal(line, until, **variables):
-    """What it writes to a terminal of 50 columns."""
     line = f"stty cols 50; exec {BIN}/quillonctl {line}"
     with subprocess.Popen(["script", "-qfec", line, "/dev/null"], text=True, stdin=subprocess.DEVNULL,
                           stdout=subprocess.PIPE, env=os.environ | variables) as process:
@@ -36,7 +35,6 @@ def on_terminal(line, until, **variables):
 
 class Checks(Case):
     def check(self, arguments, status, out="", err="", **options):
-        """One line on standard error, or none; both streams safe for a terminal."""
         done = quillonctl(*arguments, **options)
         self.assertEqual(done.returncode, status, done)
         self.assertIn(out, done.stdout)
@@ -59,7 +57,6 @@ class Real(Checks):
                     (["use", "--json", "7"], 1, '"code":5', "index"),
                     (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', "")):
                 self.check([*arguments, *PATIENT], status, out, err)
-            # Each of the three faults has the same code.
             for spoil, err, mend in (
                     (f"mount --bind {CONF} {CONF}", "is in use but was not saved", f"umount {CONF}"),
                     (f"mv {CONF} {CONF}.old", f"was not made, because {CONF} is missing", f"mkdir {CONF}"),
@@ -76,7 +73,7 @@ class Real(Checks):
             self.check(["use", "0", *probe], 0, "Probe: HTTP status 200, 2")
             self.check(["use", "0", *probe], 6, "* 0", "the probe failed: HTTP status 503")
             self.check(["use", "1", "--json", *probe], 6, '"httpStatus":0', "(Connection refused)")
-            # The outcome of a choice that another program makes meanwhile is not ours.
+            # While the client waits, another program chooses a server.
             other = Client()
             with start("use", "0", *probe) as ours:
                 poll(lambda: os.system(f"ls -l /proc/{ours.pid}/fd 2>/dev/null | grep -q socket:") == 0)
@@ -112,7 +109,7 @@ class Real(Checks):
                 follower.kill()
 
     def look(self, text, status, *arguments, **options):
-        """Any time until status shows the text, with this exit status."""
+        """Runs status until it prints the text; then checks the exit status."""
         seen = []
         poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options)) or seen[-1].stdout))
         self.assertEqual((seen[-1].returncode, seen[-1].stderr), (status, ""))
@@ -141,7 +138,6 @@ class Real(Checks):
         self.look('"error":"no-daemon"', 3, "--json")
 
     def test_status_of_unknown_outcome(self):
-        """With a server that never answers, so that no outcome comes in between."""
         configure({"defaultUrl": [Site((3600, 200)).url]})
         with Daemon(stderr=subprocess.DEVNULL):
             for spoil, text, mend in (
@@ -196,7 +192,7 @@ class Alone(Checks):
         return server
 
     def test_misbehaving_daemon(self):
-        """What it sends before it goes silent; None closes the connection instead."""
+        """Rows: what the daemon sends before it goes silent; None closes the connection."""
         good = frame(CONFIGURATION, sender=1)
         rows = (
             ("good", good, 0), ("others before", frame({"type": "9"}, sender=1) + good, 0),
@@ -212,7 +208,7 @@ class Alone(Checks):
             with (self.subTest(name), self.listen() as server, start("show", "--json", *timeout) as client,
                   server.accept()[0] as peer):
                 peer.recv(4096)
-                with contextlib.suppress(BrokenPipeError):  # of a client that has given up already
+                with contextlib.suppress(BrokenPipeError):  # the client may have given up
                     peer.sendall(answer or b"")
                 if answer is None:
                     peer.close()

@@ -19,7 +19,7 @@ def content():
 
 class Configuration(Case):
     def test_unusable_at_start(self):
-        """What stands at the path, or at that of the version record; what start and a choice log."""
+        """Rows: make the file or the version record, logged at start and at a choice, code."""
         unopened, no_json = "agent.json open failed.", "QJsonParseError :"
         missing, no_server = ("agent.json not exists.", "4"), ("not server url index.", "5")
         rows = (
@@ -44,7 +44,6 @@ class Configuration(Case):
                 make()
                 with Daemon():
                     self.assertRegex(log(), at_start)
-                    # Only a missing record is worth a line.
                     self.assertEqual("osversion.cpp" in log(), not os.path.lexists(RECORD))
                     before = len(log())
                     self.assertEqual(ask(choose(0)), [REFUSED | {"activeMessageType": code}, EMPTY])
@@ -59,7 +58,7 @@ class Configuration(Case):
         os.chmod(CONF, 0o640)
         group = 4 if HAS_USERS else 0
         os.chown(CONF, 0, group)
-        Path("/etc/real.json.quillon-draft").touch()  # as a write that was killed leaves it
+        Path("/etc/real.json.quillon-draft").touch()  # like a killed write
         with Daemon():
             before = content()
             refused, _ = ask(choose(2))
@@ -79,13 +78,12 @@ class Configuration(Case):
         self.assertEqual([name for name in os.listdir("/etc") if "json" in name], ["real.json"])
 
     def test_failed_write_keeps_the_file(self):
-        """What is wrong, how it is mended, and the server in use meanwhile."""
+        """Rows: name, break, repair, the server in use meanwhile."""
         folder, draft = os.path.dirname(CONF), f"{CONF}.quillon-draft"
         rows = (
             ("full disk", f"! head -c 8192 /dev/zero 2>/dev/null >{folder}/fill", f"rm {folder}/fill", 1),
             ("read-only", f"mount -o remount,ro {folder}", f"mount -o remount,rw {folder}", 0),
             ("link as draft", f"ln -s {LOG} {draft}", f"rm {draft}", 1),
-            # The log cannot grow either.
             ("file size", "prlimit --fsize=10: --pid $PID", "prlimit --fsize=unlimited: --pid $PID", 1),
         )
         for name, spoil, mend, used in rows:

@@ -1,4 +1,4 @@
-"""What the docs and the completions say, against the programs."""
+"""Compares the docs and the completions with the programs."""
 
 import glob
 import json
@@ -55,11 +55,11 @@ class Docs(Case):
                              set(re.findall(r"\w+(?=\()", text("tests/*"))))
         for word in re.findall(r"--\w+", HELP) + [f".It Cm {command}" for command in COMMANDS]:
             self.assertIn(word.replace("--", r"\-"), client)
-        # In their folder, where mandoc looks for those that they refer to.
+        # mandoc looks for references in the current folder.
         self.assertEqual(run("mandoc", "-T", "lint", *os.listdir("doc/man"), cwd="doc/man"), "")
 
     def test_completion(self):
-        """The one of zsh needs a terminal to run: only its words are compared."""
+        """zsh completes only on a terminal, so only the words of its file are compared."""
         zsh = text("completion/_quillonctl")
         configure({"defaultUrl": URLS})
         with Daemon():
@@ -77,7 +77,6 @@ class Docs(Case):
                 self.assertIn(URLS[1], shell("quillonctl use "))
 
     def test_protocol(self):
-        """The bytes that its page shows, and the clients."""
         configure({"defaultUrl": URLS, "confDefaultIndex": 1})
         run("cc", "-Wall", "-Wextra", "-Werror", "-o", f"{TMP}/client", "doc/examples/client.c")
         page = text("doc/protocol.md")

@@ -6,12 +6,11 @@ import time
 
 from daemon import TIMEOUT, Case, Client, Daemon, Site, ask, choose, configure, log, poll, probe
 
-# A check begins, its answer, its time-out, a reply that took a minute.
+# Start, answer and timeout of a check; the end of a reply after a minute.
 EVENTS = {"sendHealthInfo": "s", "Attribute": "a", "checkNetworkTimeout": "t", "TimeoutError return": "m"}
 
 
 def moments():
-    """When the log has the first event, the second, and so on."""
     lines = re.findall(rf"\[\w+:([-\d]+ [:\d]+):.*?({'|'.join(EVENTS)})", log())
     return [(EVENTS[name], datetime.datetime.fromisoformat(moment)) for moment, name in lines]
 
@@ -26,10 +25,8 @@ def let_pass(seconds):
 
 
 class Slow(Case):
-    """The 8 s of a check and the 60 s of a reply pass in the daemon: its log has their order."""
-
     def test_checks(self):
-        """A late reply is ignored; a choice starts anew, and may get the answer of the one before."""
+        """A late reply is ignored. A new choice restarts the timer, and accepts an earlier choice's reply."""
         late, first, silent = Site((3600, 503)), Site((3600, 204)), Site((3600, 200))
         configure({"defaultUrl": [late.url, first.url, silent.url]})
         with Daemon():
@@ -55,7 +52,7 @@ class Slow(Case):
             self.assertIn("warning: http nStatus  204", log())
 
     def test_reply_of_a_minute_is_ended(self):
-        """Alone, although its server keeps Qt busy with what is no reply yet."""
+        """Its server sends interim responses without end; other replies go on."""
         good, bad = Site((0, 200)), Site((0, 503))
         other = Site((3600, b"HTTP/1.1 200 X\r\n\r\nother"))
         server, slow = self.silent_server()
@@ -67,7 +64,7 @@ class Slow(Case):
             client = Client()
             for index, text in ((1, "Attribute  200"), (2, "nStatus  503")):
                 probe(index, text, client.ask)
-                let_pass(10)  # more than a check that goes on
+                let_pass(10)  # longer than a check
             client.ask(choose(3))
             poll(lambda: events().endswith("t"))
 
@@ -81,5 +78,4 @@ class Slow(Case):
             other.release.set()
             poll(lambda: 'returnByte "other"' in log())
             self.assertEqual((len(other.requests), len(client.ask())), (1, 1))
-            # Neither an answer nor a time-out is followed by a time-out.
             self.assertRegex(events(), "^(s+[at]?)+m$")

@@ -9,7 +9,7 @@ FOREIGN = "data not sent by a quillon client"
 
 
 def outcomes(answers):
-    """The code of each refusal, the index of each configuration."""
+    """Returns the code of each refusal and the index of each configuration."""
     return [answer.get("activeMessageType", answer.get("confDefaultIndex")) for answer in answers]
 
 
@@ -21,7 +21,7 @@ class Socket(Case):
         self.enterContext(Daemon())
 
     def test_frames(self):
-        """One write; its answers in order by their code or index; the warnings."""
+        """Rows: frames of one write, outcomes of the answers, warnings."""
         head = struct.pack("=ii", 2, 8)
         cut = frame({"type": "4", "serverIndex": "2", "x": "é"})[8:]
         rows = (
@@ -56,25 +56,23 @@ class Socket(Case):
                 self.assertEqual(re.findall(f"{ERROR}|{FOREIGN}", log()[before:]), warnings)
 
     def test_indices(self):
-        """What comes of the texts of an index."""
         client = Client()
         for outcome, texts in (
                 ([2], ("2", "+2", "02", " 2", "2\n")), ([0], ("", "x", "1.5", "0x1", "1e0", "- 1", "1 1")),
                 (["5", 1], ("-1", "3", str(2**31), str(2**32), "9" * 20, "-" + "9" * 20, "+" + "9" * 20,
                             " 99999999999 ", "\t-99999999999\n", " +99999999999", "\u221299999999999"))):
             for text in texts:
-                with self.subTest(text):
-                    choice = frame({"type": "4", "serverIndex": text})
-                    self.assertEqual(outcomes(client.ask(choose(1), choice)), outcome)
+                choice = frame({"type": "4", "serverIndex": text})
+                self.assertEqual(outcomes(client.ask(choose(1), choice)), outcome, text)
 
     def test_waiting(self):
         first, second, gone = Client(), Client(choose(1), ASK), Client(choose(2))
         gone.socket.close()
-        for _ in range(4):  # a turn of the daemon's loop each: now the others wait in its queue
+        for _ in range(4):  # each takes one turn of the event loop: then the others wait in Qt's queue
             first.ask()
         first.leave()
         self.site.release.set()
-        poll(lambda: "Failed:  503" in log())  # another turn
+        poll(lambda: "Failed:  503" in log())  # one more turn
         self.assertEqual(log().count(TAKEN), 1)
 
         third = Client(ASK)
@@ -83,7 +81,7 @@ class Socket(Case):
             second.ask()
         self.assertEqual(log().count(TAKEN), 2)
         second.leave()
-        fourth = Client()  # the one that has gone is heard and dropped, then the third is taken
+        fourth = Client()  # first the daemon takes and drops the peer that has left, then the third
         self.assertEqual(third.answer()["confDefaultIndex"], 2)
         self.assertEqual(log().count(TAKEN), 4)
         self.assertIn('local socket error :  QLocalSocket::PeerClosedError', log())

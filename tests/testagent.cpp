@@ -1,21 +1,68 @@
+#include "httpcommunication.h"
 #include "osversion.h"
+#include "replyguard.h"
 #include "serverconf.h"
+#include "serverjson.h"
 
+#include <QNetworkReply>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryFile>
 #include <QTest>
 
 #include <tuple>
 
-class TestRecords : public QObject
+namespace {
+
+constexpr int kTimeout = 120'000; // ms; longer than anything takes on a slow machine
+
+/// Answers each complete request with the same bytes, and keeps the requests.
+class Site : public QTcpServer
+{
+public:
+    Site()
+    {
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            QTcpSocket *peer = nextPendingConnection();
+            connect(peer, &QTcpSocket::readyRead, peer, [this, peer] {
+                received += peer->readAll();
+                if (received.contains("Length: 0\r\n"))
+                    peer->write("HTTP/1.1 200 OK\r\nContent-Length: 26\r\n\r\n"
+                                "{\"a\":{\"b\":true},\"c\":[\"d\"]}");
+            });
+        });
+        listen(QHostAddress::LocalHost);
+        url = QStringLiteral("http://127.0.0.1:%1").arg(serverPort());
+    }
+
+    QString url;
+    QByteArray received;
+};
+
+class TimedOutReply : public QNetworkReply
+{
+public:
+    TimedOutReply() { setError(TimeoutError, QString()); }
+    void abort() override {}
+    qint64 readData(char * /*data*/, qint64 /*size*/) override { return -1; }
+};
+
+} // namespace
+
+class TestAgent : public QObject
 {
     Q_OBJECT
 
 private slots:
     void configuration();
     void version();
+    void parsesBody();
+    void sendsToken();
+    void dropsTimeOut();
 };
 
-void TestRecords::configuration()
+void TestAgent::configuration()
 {
     const char *main = "https://main.quillon.invalid";
     using Row = std::tuple<const char *, const char *>;
@@ -52,7 +99,7 @@ void TestRecords::configuration()
     }
 }
 
-void TestRecords::version()
+void TestAgent::version()
 {
     using Row = std::tuple<const char *, SystemType, const char *>;
     for (const auto &[content, type, expected] : {
@@ -80,5 +127,43 @@ void TestRecords::version()
     }
 }
 
-QTEST_GUILESS_MAIN(TestRecords)
-#include "testrecords.moc"
+void TestAgent::parsesBody()
+{
+    const Site site;
+    ServerJson gateway;
+    QSignalSpy replies(&gateway, &ServerJson::sendHttpsData);
+    gateway.getServerUrlConf({{QStringLiteral("confDefault"), false},
+                              {QStringLiteral("confCustomHeadindex"), 1},
+                              {QStringLiteral("confCustomUrl"), site.url.mid(7)},
+                              {QStringLiteral("healthPath"), QStringLiteral("/x")}});
+    gateway.sendHealthInfo();
+    gateway.getServerData(500, {}, "{}", QString()); // nobody's signal: is not passed on
+    QTRY_COMPARE_WITH_TIMEOUT(replies.size(), 1, kTimeout);
+
+    const QVariantMap headers{{QStringLiteral("Content-Length"), QByteArray("26")}};
+    const QVariantMap body{{QStringLiteral("a"), QVariantMap{{QStringLiteral("b"), true}}},
+                           {QStringLiteral("c"), QVariantList{QStringLiteral("d")}}};
+    QCOMPARE(replies.first(), (QVariantList{200, headers, body, site.url + QStringLiteral("/x")}));
+}
+
+void TestAgent::sendsToken()
+{
+    const Site site;
+    HttpCommunication client;
+    client.sendPost(site.url, "data", QStringLiteral("ab\u00e9"));
+    QTRY_VERIFY_WITH_TIMEOUT(site.received.endsWith("\r\n\r\ndata"), kTimeout);
+    QVERIFY(site.received.contains("Content-Type: application/json\r\n"));
+    QVERIFY(site.received.contains("AuthToken: Bearer ab\xe9\r\n"));
+}
+
+void TestAgent::dropsTimeOut()
+{
+    auto *reply = new TimedOutReply;
+    new ReplyGuard(reply, false); // owned by the reply
+    HttpCommunication client;
+    QTest::ignoreMessage(QtInfoMsg, "TimeoutError return \"\"");
+    client.replyFinished(reply);
+}
+
+QTEST_GUILESS_MAIN(TestAgent)
+#include "testagent.moc"
