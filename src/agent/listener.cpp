@@ -14,8 +14,8 @@ const QSocketNotifier *notifierOf(const QLocalServer &server)
     return server.findChild<QSocketNotifier *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-/// Without the option, which peers inherit, we would close each descriptor that a peer passes, and
-/// closing a lingering socket blocks. Older kernels reject the option.
+/// Makes the kernel refuse descriptors that a peer passes; peers inherit this from the listener. We
+/// would have to close them, and closing a lingering socket blocks. Older kernels lack the option.
 void refuseDescriptors(const QLocalServer &server)
 {
     const int off = 0;
@@ -52,7 +52,7 @@ bool Listener::isFull() const
     return notifier != nullptr && !notifier->isEnabled();
 }
 
-// Qt reads from a peer as soon as it has accepted it.
+// Qt buffers data as soon as it has accepted a peer, so limit the buffer now.
 void Listener::boundPeers()
 {
     const auto peers = findChildren<QLocalSocket *>(QString(), Qt::FindDirectChildrenOnly);

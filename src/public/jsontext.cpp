@@ -12,10 +12,9 @@ namespace {
 
 constexpr size_t kMaxNesting = 1024; // Qt's parser refuses more
 
-/// The name for which Qt's parser takes a string in quotation marks; nothing when it
-/// rejects the string. The name is decoded: "\u0061" and "a" are equal. The parser also
-/// treats some different names as equal: half of a surrogate pair equals the
-/// replacement character, and some names end at a NUL.
+/// The name that Qt's parser reads from a string in quotation marks; nothing if it rejects the
+/// string. The name is decoded: "\u0061" and "a" are equal. To Qt, half of a surrogate pair also
+/// equals the replacement character, and some names end at a NUL.
 std::optional<QString> nameIn(const QByteArray &string)
 {
     const auto isSimple = [](char byte) { return byte >= ' ' && byte <= '~' && byte != '\\'; };

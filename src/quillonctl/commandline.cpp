@@ -14,7 +14,7 @@ namespace {
 using CommandLine::Command;
 using CommandLine::Option;
 
-constexpr std::chrono::milliseconds kProbeTimeout{15000}; // of which the probe may take 8 s
+constexpr std::chrono::milliseconds kProbeTimeout{15000}; // the probe alone may take 8 s
 
 // QString::toInt() alone accepts blanks, a plus sign and leading zeros.
 std::optional<int> decimal(const QString &text)
@@ -70,7 +70,7 @@ QStringList namesOf(const Option &option)
     return QString(QLatin1String(option.names)).split(QLatin1Char(','));
 }
 
-/// Returns what is wrong; else nothing, like read().
+/// Returns the fault, in words; empty if there is none.
 QByteArray readOptions(const Command &command, const QCommandLineParser &parser, Options &options)
 {
     for (const Option &option : CommandLine::kOptions) {
@@ -105,6 +105,7 @@ bool readArgument(const Command &command, const QString &value, Options &options
     return *command.argument != '\0' && !(isStandardInput && options.follow);
 }
 
+/// Returns the fault, in words; empty if there is none.
 QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
     QByteArray wrong = readOptions(command, parser, options);
