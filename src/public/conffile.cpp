@@ -20,11 +20,6 @@ bool copyOwnerAndMode(const QFile &original, const QFile &copy)
            && ::fchmod(copy.handle(), status.st_mode & ACCESSPERMS) == 0;
 }
 
-bool writeToDisk(QFile &file, const QByteArray &content)
-{
-    return file.write(content) == content.size() && ::fsync(file.handle()) == 0;
-}
-
 } // namespace
 
 bool ConfFile::exists() const
@@ -63,7 +58,8 @@ bool ConfFile::replace(const QByteArray &content) const
     const QByteArray from = QFile::encodeName(draft.fileName());
     const QByteArray to = QFile::encodeName(original.fileName());
     // Not QFile::rename(), which does not replace a file.
-    const bool replaced = copyOwnerAndMode(original, draft) && writeToDisk(draft, content)
+    const bool replaced = copyOwnerAndMode(original, draft)
+                          && draft.write(content) == content.size() && ::fsync(draft.handle()) == 0
                           && std::rename(from.constData(), to.constData()) == 0;
     if (!replaced)
         draft.remove();

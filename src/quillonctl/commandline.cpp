@@ -105,7 +105,6 @@ bool readArgument(const Command &command, const QString &value, Options &options
     return *command.argument != '\0' && !(isStandardInput && options.follow);
 }
 
-/// Returns the fault, in words; empty if there is none.
 QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
     QByteArray wrong = readOptions(command, parser, options);

@@ -186,7 +186,7 @@ Verdict DaemonClient::absence()
     if (error == ENOENT)
         return noDaemon("no socket " + path + ": the daemon is not running");
     return noDaemon("cannot connect to the socket " + path + ": " + qt_error_string(error).toUtf8()
-                    + "; restart the daemon");
+                    + (error == ECONNREFUSED ? "; the daemon has died" : ""));
 }
 
 bool DaemonClient::take(QByteArray &bytes, Reply &reply)
