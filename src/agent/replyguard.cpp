@@ -39,7 +39,7 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     , m_reply(reply)
     , m_wantsBody(wantsBody)
 {
-    // Queued: a reply that further choices drop at once starts no lookup.
+    // Queued, so that no lookup starts for a reply that the next choice drops at once.
     QMetaObject::invokeMethod(this, &ReplyGuard::findPeers, Qt::QueuedConnection);
     reply->setReadBufferSize(kMaxBodyBytes + 1);
     connect(reply, &QNetworkReply::readyRead, this, &ReplyGuard::read);
@@ -50,23 +50,23 @@ ReplyGuard::ReplyGuard(QNetworkReply *reply, bool wantsBody)
     age->start(kMaxAge);
 }
 
-// Qt keeps the ID of an aborted lookup until the lookup finishes. Aborting a finished
-// lookup would leak the ID.
+// Qt keeps the ID of an aborted lookup until the lookup finishes. The ID of a finished lookup would
+// stay for ever, so setPeers() resets it.
 ReplyGuard::~ReplyGuard()
 {
     if (m_lookup >= 0)
         QHostInfo::abortHostLookup(m_lookup);
 }
 
-// Qt does not reveal the address that it connects to. This lookup costs no second
-// query: Qt's own lookup of the name and this one share the result.
+// Qt does not reveal the address that it connects to. This lookup costs no second query, because
+// Qt's own lookup shares the result. With a PMF instead of SLOT() it would leak when aborted.
 void ReplyGuard::findPeers()
 {
     const QString host = m_reply->url().host();
     QHostAddress address;
     if (address.setAddress(host)) // lookupHost() would do a reverse lookup
         m_peers = {address};
-    else if (!host.isEmpty()) // the overloads without SLOT() leak when aborted
+    else if (!host.isEmpty())
         m_lookup = QHostInfo::lookupHost(host, this, SLOT(setPeers(QHostInfo)));
 }
 

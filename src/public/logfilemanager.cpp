@@ -106,8 +106,8 @@ std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QStr
     return line;
 }
 
-/// Qt prints messages that are logged inside the handler to standard error, as bare text.
-/// Drops the warning if nobody reads it: a full pipe, socket or terminal would block.
+/// Warns unless that would block on a full pipe, socket or terminal. Qt prints a message that is
+/// logged inside the handler to standard error, as bare text.
 void warnOnStderr(const char *fault)
 {
     pollfd error = {STDERR_FILENO, POLLOUT, 0};

@@ -167,7 +167,7 @@ Reply DaemonClient::choose(int index, const QDeadlineTimer &deadline, bool isPat
     return send(choice + requestOf(Protocol::Configuration), deadline, isPatient);
 }
 
-// The daemon does not notice the attempt to connect a datagram socket.
+// Connects a datagram socket, which the daemon does not notice. The error shows whether it is there.
 Verdict DaemonClient::absence()
 {
     sockaddr_un address = {};
@@ -178,7 +178,7 @@ Verdict DaemonClient::absence()
     const int error = ::connect(descriptor, generic, sizeof address) == 0 ? 0 : errno;
     ::close(descriptor);
     const QByteArray path = Paths::socket.data();
-    if (error == EPROTOTYPE) // a stream socket listens
+    if (error == EPROTOTYPE) // it is there, as a stream socket
         return {};
     if (error == EACCES)
         return {ExitStatus::NoDaemon, "no-permission",
