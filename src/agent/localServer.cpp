@@ -70,7 +70,7 @@ bool LocalServer::startListening()
 
 void LocalServer::handleLoss()
 {
-    // Warn once per shortage: listening works even while accept() fails.
+    // Warn once until a client comes: listening again succeeds even while accept() still fails.
     if (!std::exchange(m_isLossLogged, true))
         qWarning() << "local socket lost, listening again : " << m_server->errorString();
     QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);

@@ -26,8 +26,8 @@ QByteArray toFileContent(const QVariantMap &map);
 QVariantMap toReply(const QVariantMap &map);
 
 /// Base URL of the server in use. With a default server in use: the one with the
-/// chosen index, or empty when there is none. Otherwise the scheme followed by the
-/// custom address, which is not validated.
+/// chosen index, or empty when there is none. Otherwise the scheme (confCustomHeadindex)
+/// followed by the custom address, which is not validated.
 QString serverUrl(const QVariantMap &map);
 
 } // namespace ServerConf

@@ -19,7 +19,7 @@ LogFile::LogFile(const QString &path)
 bool LogFile::open()
 {
     close();
-    // FILE may be a pipe. But opening a FIFO at the path of the log would block for ever.
+    // Wait for a FIFO that the user names, but not for one at the path of the daemon's log.
     const bool isDaemonsLog = m_path == Paths::logFile.data();
     const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (isDaemonsLog ? O_NONBLOCK : 0);
     m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
@@ -54,7 +54,7 @@ bool LogFile::follow(QByteArray &bytes)
     bytes.clear();
     if (m_descriptor < 0 && !open())
         return errno == ENOENT;
-    // The daemon opens the log for each line, so a replaced one is complete.
+    // The daemon opens the log for each line, so it adds nothing to a file that was replaced.
     const bool isComplete = isReplaced();
     if (!read(bytes))
         return false;
