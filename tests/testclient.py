@@ -128,7 +128,7 @@ class Real(Checks):
             self.look("File:        cannot read", 1, *PATIENT)
             configure({"defaultUrl": URLS})
             self.look(OTHER, 1, *PATIENT)
-            self.assertIn(OTHER, quillonctl("check").stdout)
+            self.assertIn(OTHER, quillonctl("check", f"/{CONF}").stdout)
             if HAS_USERS:
                 os.chmod(LOG, 0o600)
                 self.look("run this as root", 5, user=65534, *PATIENT)

@@ -219,7 +219,7 @@ ExitStatus Commands::check(const Options &options)
         return Output::conclude(verdict, options.json);
 
     Report report = reportOn(*content);
-    if (path == Paths::configuration) {
+    if (path != QLatin1String("-") && QFileInfo(path) == QFileInfo(Paths::configuration)) {
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
         report.notCompared = reply.verdict.message;
         if (reply.configuration && !(*reply.configuration == Configuration(report.map)))
