@@ -135,7 +135,7 @@ class Real(Checks):
             other = Client()
             self.look("one program at a time", 4, "--timeout", "300")
             other.leave()
-        self.look('"error":"no-daemon"', 3, "--json")
+        self.look('"process":null,"reason":"cannot connect', 3, "--json")
 
     def test_status_of_unknown_outcome(self):
         configure({"defaultUrl": [Site((3600, 200)).url]})
@@ -163,8 +163,8 @@ class Real(Checks):
                 self.assertEqual([event["event"] for event in events], ["start", "probe", "outcome"])
                 self.assertRegex(events[0]["time"], r"^2[-0-9]*T[:0-9]*(Z|[-+]\d\d:\d\d)$")
                 self.assertEqual((events[2]["httpStatus"], events[0]["text"]), (0, f"version {VERSION}"))
-                for term, colour in (("dumb", False), ("xterm", True)):
-                    seen = on_terminal("monitor --since 1h", "refused", TERM=term)
+                for term, plain, colour in (("dumb", "", False), ("xterm", "1", False), ("xterm", "", True)):
+                    seen = on_terminal("monitor --since 1h", "refused", TERM=term, NO_COLOR=plain)
                     self.assertEqual("\x1b[1mstart " in seen, colour)
                 with start("monitor", "--since", "1h") as monitor:
                     def seen(*texts):

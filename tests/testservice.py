@@ -115,7 +115,7 @@ class Start(Case):
                                         stderr=subprocess.STDOUT, timeout=DEADLINE, check=True)
                 self.assertEqual((second.stdout, served()["type"]), (b"", "5"))
                 self.assertEqual(os.lstat(SOCKET).st_mode, stat.S_IFSOCK | 0o777)
-        self.assertTrue(os.path.exists(TLS_SITE))
+        self.assertEqual((os.path.exists(TLS_SITE), log().count("\n\nversion:")), (True, 4))
         os.remove(SOCKET)
         os.mkdir(SOCKET)
         self.addCleanup(os.rmdir, SOCKET)
