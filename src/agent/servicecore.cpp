@@ -139,7 +139,7 @@ void ServiceCore::parseNetWorkCheck(QVariantMap /*headerData*/, int nStatus)
         if (m_networkStatus != kHttpOk)
             qWarning() << LogMessages::probeFailed << m_networkStatus;
     }
-    // Also after a 200: otherwise a timeout warning would follow the success.
+    // Every reply stops the timer, whatever its status, or a timeout warning would follow.
     m_networkTimer.stop();
 }
 

@@ -25,7 +25,7 @@ constexpr char kGreen[] = "\x1b[32m";
 constexpr char kBold[] = "\x1b[1m";
 constexpr char kPlain[] = "\x1b[0m";
 
-/// Returns what to print for the next bytes of a log. At its end there are none.
+/// Returns what to print for the next bytes of a log; they are empty at the end of the log.
 using Show = std::function<QByteArray(const QByteArray &bytes)>;
 
 /// Shows the last lines of the log up to its present end, then everything that follows.
