@@ -167,7 +167,7 @@ Reply DaemonClient::choose(int index, const QDeadlineTimer &deadline, bool isPat
     return send(choice + requestOf(Protocol::Configuration), deadline, isPatient);
 }
 
-// Connects a datagram socket, which the daemon does not notice. The error shows if it is there.
+// Connects a datagram socket. The daemon does not notice, and the error shows if it is there.
 Verdict DaemonClient::absence()
 {
     sockaddr_un address = {};
