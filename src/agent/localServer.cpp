@@ -56,7 +56,7 @@ LocalServer::~LocalServer()
 void LocalServer::initLocalServer()
 {
     if (!startListening())
-        qWarning() << "quillon listen falie !";
+        qWarning() << LogMessages::listenFailed;
 }
 
 bool LocalServer::startListening()

@@ -185,8 +185,7 @@ Verdict DaemonClient::absence()
                 "no permission to connect to the socket " + path};
     if (error == ENOENT)
         return noDaemon("no socket " + path + ": the daemon is not running");
-    return noDaemon("cannot connect to the socket " + path + ": " + qt_error_string(error).toUtf8()
-                    + (error == ECONNREFUSED ? "; the daemon has died" : ""));
+    return noDaemon("cannot connect to socket " + path + ": " + qt_error_string(error).toUtf8());
 }
 
 bool DaemonClient::take(QByteArray &bytes, Reply &reply)

@@ -33,6 +33,7 @@ const Pattern kPatterns[] = {
     {LogMessages::fileNotParsed, LogEvent::Fault},
     {LogMessages::fileNotWritten, LogEvent::Fault},
     {LogMessages::indexOutOfRange, LogEvent::Fault},
+    {LogMessages::listenFailed, LogEvent::Fault},
     {LogMessages::clientCame, LogEvent::Client, "came"},
     {LogMessages::clientLeft, LogEvent::Client, "left"},
     {LogMessages::clientDropped, LogEvent::Client, "left"},

@@ -12,7 +12,7 @@ struct LogEvent
         Probe, ///< is sent; the text is its URL
         Outcome, ///< of a probe, in words
         Choice, ///< by a client; the text is the index that it asked for, or empty
-        Fault, ///< of the configuration or a choice; the text is the message
+        Fault, ///< of the configuration, a choice or the socket; the text is the message
         Client, ///< came or left, as the text says
         Warning, ///< any message of this level or above; the text has no values
     };
@@ -26,9 +26,8 @@ struct LogEvent
     bool isSuccess() const { return httpStatus == 200; }
 };
 
-/// Turns the bytes of a log into events. Takes the log in pieces of any size, and any
-/// bytes. One line can be a warning and another event at once. Omits the warning
-/// that the daemon logs for each client that leaves.
+/// Turns the bytes of a log into events. Takes the log in pieces of any size, and any bytes. One
+/// line can be a warning and another event at once. Omits the warning for each client that leaves.
 class LogEvents
 {
 public:
