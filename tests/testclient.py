@@ -62,7 +62,7 @@ class Real(Checks):
                     (f"mv {CONF} {CONF}.old", f"was not made, because {CONF} is missing", f"mkdir {CONF}"),
                     ("true", f"was not made, because {CONF} cannot be opened", f"rmdir {CONF}")):
                 run(spoil)
-                self.check(["use", "1" if "saved" in err else "0", *PATIENT], 1, "", err)
+                self.check(["use", "0" if "opened" in err else "1", *PATIENT], 1, "", err)
                 run(mend)
 
     def test_use_with_probe(self):

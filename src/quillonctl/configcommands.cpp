@@ -24,8 +24,8 @@ Verdict refusal(const Reply &reply, bool isInUse)
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
     if (code == Protocol::FileUnusable)
         reason = QByteArray("the choice ")
-                 + (isInUse ? "is in use but was not saved" : "was not made") + ", because "
-                 + Paths::configuration.data()
+                 + (isInUse && !isMissing ? "is in use but was not saved" : "was not made")
+                 + ", because " + Paths::configuration.data()
                  + (isMissing ? " is missing" : " cannot be opened or written");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
@@ -48,16 +48,13 @@ Verdict verdictOfChoice(const Reply &reply, int index)
                 + reply.configuration->serverText()};
 }
 
-/// Follows the log to the outcome of the probe that the choice has started. The
-/// daemon logs a choice before it answers. Choices of other clients may come first,
-/// so read to the end of the log once before judging.
+/// Follows the log to the outcome of the probe that the choice has started. Choices of other
+/// clients may come first, so judge at the end: the daemon logs a choice before it answers.
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;
     bool isOurs = false;
-    for (QByteArray bytes; !deadline.hasExpired();) {
-        if (!log.follow(bytes))
-            return Output::unreadable(Paths::logFile, errno);
+    for (QByteArray bytes; !deadline.hasExpired() && log.follow(bytes);) {
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
             probe.add(event);
