@@ -223,7 +223,7 @@ ExitStatus Commands::check(const Options &options)
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
         report.notCompared = reply.verdict.message;
         if (reply.configuration && !(*reply.configuration == Configuration(report.map)))
-            report.fault("not-loaded", {}, kOtherConfiguration);
+            report.fault("not-loaded", {}, reply.configuration->otherThanFileText());
     }
     if (!report.faults.isEmpty())
         verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};

@@ -47,10 +47,9 @@ int Configuration::chosenIndex() const
 QByteArray Configuration::serverText() const
 {
     const QByteArray server = Output::escaped(serverInUse().toUtf8());
-    const int index = m_map.value(confDefaultIndexName).toInt();
+    const QByteArray index = m_map.value(confDefaultIndexName).toByteArray();
     const bool isDefault = m_map.value(confDefaultName).toBool();
-    const QByteArray choice =
-        isDefault ? "default server " + QByteArray::number(index) : "custom address";
+    const QByteArray choice = isDefault ? "default server " + index : "custom address";
     if (!server.isEmpty())
         return server + " (" + choice + ')';
     return m_map.isEmpty() ? "none (no configuration)" : "none (" + choice + " missing or empty)";
@@ -73,9 +72,16 @@ QByteArray Configuration::toText() const
     if (!servers.isEmpty())
         text += "Default servers:\n";
     for (int index = 0; index < servers.size(); ++index) {
+        const QByteArray server = Output::escaped(servers.at(index).toUtf8());
         text += index == chosenIndex() ? "* " : "  ";
-        text +=
-            QByteArray::number(index) + "  " + Output::escaped(servers.at(index).toUtf8()) + '\n';
+        text += QByteArray::number(index) + "  " + server + '\n';
     }
     return text;
+}
+
+QByteArray Configuration::otherThanFileText() const
+{
+    return m_map.isEmpty() ? "the running daemon has no configuration; restart it"
+                           : "the running daemon has another configuration; restart it, or the "
+                             "next choice overwrites this file";
 }

@@ -36,11 +36,9 @@ public:
     /// Several lines for people; safe for a terminal.
     QByteArray toText() const;
 
+    /// What to do when the daemon has this configuration and the file has another one.
+    QByteArray otherThanFileText() const;
+
 private:
     QVariantMap m_map;
 };
-
-/// The message when the configuration differs from what is in the file.
-inline constexpr char kOtherConfiguration[] =
-    "the running daemon has another configuration; restart it, or the next choice overwrites this "
-    "file";

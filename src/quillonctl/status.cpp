@@ -113,13 +113,13 @@ QByteArray daemonText(const Report &report)
 QByteArray textOf(const Report &report)
 {
     const auto &configuration = report.reply.configuration;
+    const QByteArray path = Paths::configuration.data();
     QByteArray text = "Daemon:      " + daemonText(report) + "\nServer:      "
                       + (configuration ? configuration->serverText() : "unknown");
     if (report.fileDiffers.value_or(false))
-        text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
-                + kOtherConfiguration;
+        text += "\nFile:        " + path + ": " + configuration->otherThanFileText();
     if (configuration && !report.fileDiffers)
-        text += QByteArray("\nFile:        cannot read ") + Paths::configuration.data();
+        text += "\nFile:        cannot read " + path;
     text += "\nLast probe:  "
             + (report.logFault.isEmpty() ? report.probe.toText()
                                          : "unknown: " + Output::escaped(report.logFault));
