@@ -198,14 +198,13 @@ QJsonObject jsonOf(const Report &report, const Verdict &verdict)
 {
     const QString server = Configuration(report.map).serverInUse();
     const QString probe = server.isEmpty() ? QString() : report.probeUrl(server);
-    QJsonObject document = verdict.toJson();
-    document.insert(QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map));
-    document.insert(QStringLiteral("serverInUse"), Output::orNull(server.toUtf8()));
-    document.insert(QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8()));
-    document.insert(QStringLiteral("absent"), report.absent);
-    document.insert(QStringLiteral("faults"), report.faults);
-    document.insert(QStringLiteral("notCompared"), Output::orNull(report.notCompared));
-    return document;
+    return verdict.toJson(
+        {{QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map)},
+         {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
+         {QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8())},
+         {QStringLiteral("absent"), report.absent},
+         {QStringLiteral("faults"), report.faults},
+         {QStringLiteral("notCompared"), Output::orNull(report.notCompared)}});
 }
 
 } // namespace

@@ -85,9 +85,8 @@ QByteArray exitRows(const Command *topic)
 QByteArray programHelp()
 {
     QByteArray help = "Usage: quillonctl COMMAND [OPTION]...\n\nCommands:\n";
-    for (const Command &command : CommandLine::kCommands)
-        help +=
-            row(QByteArray("  ") + command.name + command.argument, command.description, kIndent);
+    for (const Command &known : CommandLine::kCommands)
+        help += row(QByteArray("  ") + known.name + known.argument, known.description, kIndent);
     return help + '\n' + row("", "Run 'quillonctl help COMMAND' for the options of a command.", 0)
            + exitRows(nullptr);
 }
@@ -98,10 +97,9 @@ QByteArray commandHelp(const Command &command)
                       + " [OPTION]...\n" + row("", command.description, 0) + "\nOptions:\n";
     for (const Option &option : CommandLine::kOptions) {
         const QByteArray names = QByteArray(option.names).replace(",", ", --");
-        const QByteArray label =
-            (names.contains(',') ? "  -" : "  --") + names + ' ' + option.value;
+        const QByteArray left = (names.contains(',') ? "  -" : "  --") + names + ' ' + option.value;
         if (std::strchr(command.options, option.id) != nullptr)
-            help += row(label, option.description, kIndent);
+            help += row(left, option.description, kIndent);
     }
     return help + exitRows(&command);
 }

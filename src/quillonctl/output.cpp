@@ -36,10 +36,10 @@ QByteArray escapeOf(uint code, bool isByte)
 
 } // namespace
 
-QJsonObject Verdict::toJson() const
+QJsonObject Verdict::toJson(QJsonObject document) const
 {
-    QJsonObject document{{QStringLiteral("ok"), isDone()},
-                         {QStringLiteral("status"), static_cast<int>(status)}};
+    document.insert(QStringLiteral("ok"), isDone());
+    document.insert(QStringLiteral("status"), static_cast<int>(status));
     if (!isDone()) {
         document.insert(QStringLiteral("error"), QLatin1String(error));
         document.insert(QStringLiteral("message"), QString::fromUtf8(message));

@@ -24,8 +24,8 @@ struct Verdict
 
     bool isDone() const { return status == ExitStatus::Done; }
 
-    /// The members that every JSON document has.
-    QJsonObject toJson() const;
+    /// Adds the members that every JSON document has.
+    QJsonObject toJson(QJsonObject document = {}) const;
 };
 
 /// Writes to the standard streams, and makes texts safe for them.

@@ -150,17 +150,14 @@ QJsonObject jsonOf(const Report &report)
     const auto &configuration = report.reply.configuration;
     const QString server = configuration ? configuration->serverInUse() : QString();
     const int index = configuration ? configuration->chosenIndex() : -1;
-    QJsonObject document = verdictOf(report).toJson();
-    document.insert(QStringLiteral("daemon"), daemonJson(report));
-    document.insert(QStringLiteral("serverInUse"), Output::orNull(server.toUtf8()));
-    document.insert(QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index);
-    document.insert(QStringLiteral("fileDiffers"),
-                    report.fileDiffers ? *report.fileDiffers : QJsonValue());
-    document.insert(QStringLiteral("lastProbe"), report.probe.toJson());
-    document.insert(QStringLiteral("logFault"), Output::orNull(report.logFault));
-    document.insert(QStringLiteral("warnings"),
-                    report.lastTime.isEmpty() ? QJsonValue() : report.warnings);
-    return document;
+    return verdictOf(report).toJson(
+        {{QStringLiteral("daemon"), daemonJson(report)},
+         {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
+         {QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index},
+         {QStringLiteral("fileDiffers"), report.fileDiffers ? *report.fileDiffers : QJsonValue()},
+         {QStringLiteral("lastProbe"), report.probe.toJson()},
+         {QStringLiteral("logFault"), Output::orNull(report.logFault)},
+         {QStringLiteral("warnings"), report.lastTime.isEmpty() ? QJsonValue() : report.warnings}});
 }
 
 } // namespace
