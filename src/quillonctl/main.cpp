@@ -30,9 +30,7 @@ int main(int argc, char *argv[])
     // Qt ignores SIGPIPE after it creates a socket. Make all commands behave the same.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     qunsetenv("TZ"); // the log's times are those of the system
-    // Qt's own warnings do not help the user, and no variable may make them fatal.
-    qunsetenv("QT_FATAL_WARNINGS");
-    qunsetenv("QT_FATAL_CRITICALS");
+    // Qt's own warnings do not help the user.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
