@@ -72,7 +72,7 @@ void LocalServer::handleLoss()
 {
     // Warn once until a client comes: listening again succeeds even while accept() still fails.
     if (!std::exchange(m_isLossLogged, true))
-        qWarning() << "local socket lost, listening again : " << m_server->errorString();
+        qWarning() << LogMessages::socketLost << m_server->errorString();
     QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
 }
 

@@ -29,6 +29,7 @@ inline constexpr char probeFailed[] = "warning: http nStatus ";
 inline constexpr char probeTimeout[] = "warning: checkNetworkTimeout()";
 
 inline constexpr char listenFailed[] = "quillon listen falie !";
+inline constexpr char socketLost[] = "local socket lost, listening again : ";
 inline constexpr char clientCame[] = "The new client is connected : ";
 inline constexpr char clientLeft[] = "client disconnect !";
 inline constexpr char clientError[] = "local socket error : ";

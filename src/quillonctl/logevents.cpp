@@ -34,6 +34,7 @@ const Pattern kPatterns[] = {
     {LogMessages::fileNotWritten, LogEvent::Fault},
     {LogMessages::indexOutOfRange, LogEvent::Fault},
     {LogMessages::listenFailed, LogEvent::Fault},
+    {LogMessages::socketLost, LogEvent::Fault},
     {LogMessages::clientCame, LogEvent::Client, "came"},
     {LogMessages::clientLeft, LogEvent::Client, "left"},
     {LogMessages::clientDropped, LogEvent::Client, "left"},
