@@ -135,7 +135,7 @@ class Real(Checks):
             other = Client()
             self.look("one program at a time", 4, "--timeout", "300")
             other.leave()
-        self.look('"process":null,"reason":"cannot connect', 3, "--json")
+        self.look('"process":null,"reason":"no daemon listens', 3, "--json")
 
     def test_status_of_unknown_outcome(self):
         configure({"defaultUrl": [Site((3600, 200)).url]})
@@ -155,7 +155,7 @@ class Real(Checks):
     def test_monitor(self):
         configure({"defaultUrl": URLS})
         with start("monitor", "--json") as early:
-            self.assertIn("the daemon is not running; waiting", early.stderr.readline())
+            self.assertIn("no daemon listens on", early.stderr.readline())
             with Daemon():
                 poll(lambda: "http nStatus" in log())
                 events = [json.loads(early.stdout.readline()) for _ in range(3)]
@@ -218,7 +218,7 @@ class Alone(Checks):
                                  (status, status, status == 0, int(status != 0)))
 
     def test_no_daemon(self):
-        self.check(["show"], 3, "", "no socket")
+        self.check(["show"], 3, "", "no daemon listens")
         os.makedirs(os.path.dirname(SOCKET))
         with socket.socket(socket.AF_UNIX) as dead:
             dead.bind(SOCKET)
@@ -233,11 +233,11 @@ class Alone(Checks):
             self.assertEqual(follower.wait(DEADLINE), 0)  # sees that the reader has left
 
     def test_wait(self):
-        self.check(["show", "--wait", "--timeout", "300"], 3, "", "no socket")
+        self.check(["show", "--wait", "--timeout", "300"], 3, "", "No such file")
         with start("show", "--wait", *PATIENT) as patient, Daemon():
             self.assertEqual(patient.wait(DEADLINE), 0)
             configure({"defaultUrl": URLS})
-            self.check(["check"], 1, "the running daemon has no configuration; restart it\n")
+            self.check(["check"], 1, "the running daemon has another configuration; restart it\n")
 
     def test_check(self):
         rows = (

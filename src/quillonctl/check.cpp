@@ -221,8 +221,8 @@ ExitStatus Commands::check(const Options &options)
     if (path != QLatin1String("-") && QFileInfo(path) == QFileInfo(Paths::configuration)) {
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
         report.notCompared = reply.verdict.message;
-        if (reply.configuration && !(*reply.configuration == Configuration(report.map)))
-            report.fault("not-loaded", {}, reply.configuration->otherThanFileText());
+        if (reply.configuration && reply.configuration->differsFromFile().value_or(false))
+            report.fault("not-loaded", {}, reply.configuration->differenceText());
     }
     if (!report.faults.isEmpty())
         verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};

@@ -149,8 +149,8 @@ const Option CommandLine::kOptions[] = {
      "Continue with new lines, even after the log is deleted and created again.", &Options::follow},
     {'n', "n,lines", "N", "Begin with the last N lines.", nullptr, readLines},
     {'s', "since", "WHEN",
-     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", a JSON time, or "
-     "an age such as 90s, 15m, 2h or 7d.",
+     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", an RFC 3339 "
+     "time, or an age such as 90s, 15m, 2h or 7d.",
      nullptr, readSince},
     {'l', "level", "LEVEL",
      "Print only messages of at least LEVEL: debug, info, warning or warn, critical or error, "

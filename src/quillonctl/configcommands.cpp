@@ -21,11 +21,12 @@ Verdict refusal(const Reply &reply, bool isInUse)
 {
     const int code = Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
     const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
+    const bool isUnsaved = isInUse && reply.configuration->differsFromFile().value_or(!isMissing);
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
     if (code == Protocol::FileUnusable)
         reason = QByteArray("the choice ")
-                 + (isInUse && !isMissing ? "is in use but was not saved" : "was not made")
-                 + ", because " + Paths::configuration.data()
+                 + (isUnsaved ? "is in use but was not saved" : "was not made") + ", because "
+                 + Paths::configuration.data()
                  + (isMissing ? " is missing" : " cannot be opened or written");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
@@ -48,13 +49,16 @@ Verdict verdictOfChoice(const Reply &reply, int index)
                 + reply.configuration->serverText()};
 }
 
-/// Follows the log to the outcome of the probe that the choice has started. Choices of other
-/// clients may come first, so judge at the end: the daemon logs a choice before it answers.
+/// Follows the log to the outcome of the probe that the choice has started. The daemon has logged
+/// the choice by now, perhaps after those of other clients, so judge only at the end of the log.
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;
     bool isOurs = false;
-    for (QByteArray bytes; !deadline.hasExpired() && log.follow(bytes);) {
+    for (QByteArray bytes; !deadline.hasExpired();) {
+        if (!log.follow(bytes))
+            return {ExitStatus::ProbeUnknown, "probe-unknown",
+                    Output::unreadable(Paths::logFile, errno).message};
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
             probe.add(event);
@@ -110,10 +114,10 @@ ExitStatus Commands::use(const Options &options)
     Verdict verdict = verdictOfChoice(reply, options.serverIndex);
     QByteArray text = verdict.isDone() ? reply.configuration->toText() : QByteArray();
     LastProbe probe;
-    if (options.probe && verdict.isDone()) {
+    if (options.probe && verdict.isDone())
         verdict = awaitProbe(log, options.serverIndex, deadline, probe);
+    if (probe.isOver())
         text += "Probe: " + probe.toText() + '\n';
-    }
     QJsonObject document = jsonOf(verdict, reply);
     if (options.probe)
         document.insert(QStringLiteral("probe"), probe.toJson());

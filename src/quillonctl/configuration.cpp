@@ -1,7 +1,9 @@
 #include "configuration.h"
 
+#include "conffile.h"
 #include "confkeys.h"
 #include "output.h"
+#include "paths.h"
 #include "serverconf.h"
 
 #include <QJsonDocument>
@@ -29,6 +31,21 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
             return Configuration(map);
     }
     return {};
+}
+
+std::optional<bool> Configuration::differsFromFile() const
+{
+    const auto content = ConfFile(Paths::configuration).read();
+    if (!content)
+        return {};
+    return !(*this == Configuration(ServerConf::parse(*content).map));
+}
+
+QByteArray Configuration::differenceText() const
+{
+    const QByteArray text = "the running daemon has another configuration; restart it";
+    const bool canChoose = !m_map.value(defaultUrlName).toStringList().isEmpty();
+    return canChoose ? text + ", or the next choice overwrites this file" : text;
 }
 
 QString Configuration::serverInUse() const
@@ -77,11 +94,4 @@ QByteArray Configuration::toText() const
         text += QByteArray::number(index) + "  " + server + '\n';
     }
     return text;
-}
-
-QByteArray Configuration::otherThanFileText() const
-{
-    return m_map.isEmpty() ? "the running daemon has no configuration; restart it"
-                           : "the running daemon has another configuration; restart it, or the "
-                             "next choice overwrites this file";
 }

@@ -21,6 +21,12 @@ public:
 
     bool operator==(const Configuration &other) const { return toJson() == other.toJson(); }
 
+    /// Whether the daemon's file has another configuration; nothing when it cannot be read.
+    std::optional<bool> differsFromFile() const;
+
+    /// What is wrong, and what to do, when the daemon has this configuration and the file differs.
+    QByteArray differenceText() const;
+
     /// The base URL that the daemon uses; empty when it has none.
     QString serverInUse() const;
 
@@ -35,9 +41,6 @@ public:
 
     /// Several lines for people; safe for a terminal.
     QByteArray toText() const;
-
-    /// What to do when the daemon has this configuration and the file has another one.
-    QByteArray otherThanFileText() const;
 
 private:
     QVariantMap m_map;

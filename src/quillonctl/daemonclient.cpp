@@ -56,11 +56,6 @@ QByteArray requestOf(Protocol::MessageType type, QJsonObject members = {})
     return Frame::pack(Frame::Client, QJsonDocument(members).toJson(QJsonDocument::Compact));
 }
 
-Verdict noDaemon(const QByteArray &reason)
-{
-    return {ExitStatus::NoDaemon, "no-daemon", reason};
-}
-
 Verdict noAnswer(const QByteArray &reason)
 {
     return {ExitStatus::NoAnswer, "no-answer", reason};
@@ -136,7 +131,7 @@ Reply attempt(const QByteArray &request, const QDeadlineTimer &deadline)
     reply.verdict =
         socket.state() == QLocalSocket::ConnectingState
             ? noAnswer("the daemon serves one program at a time, and too many programs wait")
-            : noDaemon("the daemon refused the connection");
+            : Verdict{ExitStatus::NoDaemon, "no-daemon", "the daemon refused the connection"};
     socket.abort();
     return reply;
 }
@@ -183,9 +178,8 @@ Verdict DaemonClient::absence()
     if (error == EACCES)
         return {ExitStatus::NoDaemon, "no-permission",
                 "no permission to connect to the socket " + path};
-    if (error == ENOENT)
-        return noDaemon("no socket " + path + ": the daemon is not running");
-    return noDaemon("cannot connect to socket " + path + ": " + qt_error_string(error).toUtf8());
+    return {ExitStatus::NoDaemon, "no-daemon",
+            "no daemon listens on " + path + ": " + qt_error_string(error).toUtf8()};
 }
 
 bool DaemonClient::take(QByteArray &bytes, Reply &reply)

@@ -1,11 +1,9 @@
 #include "commands.h"
 
-#include "conffile.h"
 #include "daemonclient.h"
 #include "logevents.h"
 #include "logfile.h"
 #include "paths.h"
-#include "serverconf.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -67,10 +65,8 @@ Report look(const Options &options)
     const QDateTime visit = QDateTime::currentDateTime();
     Report report;
     report.reply = DaemonClient::ask(QDeadlineTimer(options.timeout), options.wait);
-    const auto content = ConfFile(Paths::configuration).read();
-    if (report.reply.configuration && content)
-        report.fileDiffers =
-            !(Configuration(ServerConf::parse(*content).map) == *report.reply.configuration);
+    if (report.reply.configuration)
+        report.fileDiffers = report.reply.configuration->differsFromFile();
     readLog(report); // last, so that the log contains our request
     if (report.reply.process == 0)
         return report;
@@ -117,7 +113,7 @@ QByteArray textOf(const Report &report)
     QByteArray text = "Daemon:      " + daemonText(report) + "\nServer:      "
                       + (configuration ? configuration->serverText() : "unknown");
     if (report.fileDiffers.value_or(false))
-        text += "\nFile:        " + path + ": " + configuration->otherThanFileText();
+        text += "\nFile:        " + path + ": " + configuration->differenceText();
     if (configuration && !report.fileDiffers)
         text += "\nFile:        cannot read " + path;
     text += "\nLast probe:  "
