@@ -65,20 +65,20 @@ class Real(Checks):
                 run(mend)
 
     def test_use_with_probe(self):
-        configure({"defaultUrl": [Site((0, 200), (0, 200), (0, 503), (0, 200), (0, 503)).url, URLS[0]]})
+        configure({"defaultUrl": [Site((0, 200), (0, 200), (0, 503), (0, 200), (2, 503)).url, URLS[0]]})
         with Daemon():
             poll(lambda: "Attribute  200" in log())
             probe = ["--probe", *PATIENT]
             self.check(["use", "0", *probe], 0, "Probe: HTTP status 200, 2")
             self.check(["use", "0", *probe], 6, "* 0", "the probe failed: HTTP status 503")
             self.check(["use", "1", "--json", *probe], 6, '"httpStatus":0', "(Connection refused)")
-            # While the client waits, another program chooses a server.
             other = Client()
-            with start("use", "0", *probe) as ours:
+            with start("use", "0", *probe) as ours:  # while others choose, the last one in vain
                 poll(lambda: os.system(f"ls -l /proc/{ours.pid}/fd 2>/dev/null | grep -q socket:") == 0)
                 other.socket.sendall(choose(0))
                 poll(lambda: log().count("Attribute  200") == 3)
                 other.leave()
+                poll(lambda: Client(choose(9)) and "not server url" in log())
                 self.assertEqual(ours.wait(DEADLINE), 6, ours.communicate())
             if HAS_USERS:
                 os.chmod(LOG, 0o600)

@@ -45,8 +45,7 @@ Verdict verdictOfChoice(const Reply &reply, int index)
     if (!verdict.isDone() || isInUse)
         return verdict;
     return {ExitStatus::Failed, "not-taken",
-            "the daemon did not refuse, but the server in use is "
-                + reply.configuration->serverText()};
+            "the daemon did not refuse, but uses " + reply.configuration->serverText()};
 }
 
 /// Follows the log to the outcome of the probe that the choice has started. The daemon has logged
@@ -54,7 +53,8 @@ Verdict verdictOfChoice(const Reply &reply, int index)
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;
-    bool isOurs = false;
+    bool isChosen = false; // our server, by the last choice, which may be refused
+    bool isOurs = false; // the server in use
     for (QByteArray bytes; !deadline.hasExpired();) {
         if (!log.follow(bytes))
             return {ExitStatus::ProbeUnknown, "probe-unknown",
@@ -63,7 +63,9 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
         for (const LogEvent &event : found) {
             probe.add(event);
             if (event.kind == LogEvent::Choice)
-                isOurs = event.text == QByteArray::number(index);
+                isChosen = event.text == QByteArray::number(index);
+            if (event.kind == LogEvent::Server)
+                isOurs = isChosen;
         }
         if (bytes.isEmpty() && (!isOurs || probe.isOver()))
             break;

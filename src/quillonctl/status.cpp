@@ -95,13 +95,12 @@ Verdict verdictOf(const Report &report)
 
 QByteArray daemonText(const Report &report)
 {
-    const qint64 process = report.reply.process;
-    QByteArray text =
-        report.reply.verdict.isDone() ? "answers" : Output::escaped(report.reply.verdict.message);
+    const Reply &reply = report.reply;
+    QByteArray text = reply.verdict.isDone() ? "answers" : Output::escaped(reply.verdict.message);
     if (report.startTime.isEmpty())
         return text;
-    text += process == 0 ? "\nLast start:  "
-                         : "\nProcess:     " + QByteArray::number(process) + ", since ";
+    text += reply.process == 0 ? "\nLast start:  "
+                               : "\nProcess:     " + QByteArray::number(reply.process) + ", since ";
     return text + report.startTime + ", version "
            + (report.version.isEmpty() ? "unknown" : report.version);
 }
@@ -132,11 +131,10 @@ QByteArray textOf(const Report &report)
 
 QJsonObject daemonJson(const Report &report)
 {
-    const Verdict &verdict = report.reply.verdict;
-    const qint64 process = report.reply.process;
-    return {{QStringLiteral("answers"), verdict.isDone()},
-            {QStringLiteral("reason"), Output::orNull(verdict.message)},
-            {QStringLiteral("process"), process == 0 ? QJsonValue() : process},
+    const Reply &reply = report.reply;
+    return {{QStringLiteral("answers"), reply.verdict.isDone()},
+            {QStringLiteral("reason"), Output::orNull(reply.verdict.message)},
+            {QStringLiteral("process"), reply.process == 0 ? QJsonValue() : reply.process},
             {QStringLiteral("since"), LogText::jsonTime(report.startTime)},
             {QStringLiteral("version"), Output::orNull(report.version)}};
 }
