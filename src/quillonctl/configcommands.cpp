@@ -45,7 +45,7 @@ Verdict verdictOfChoice(const Reply &reply, int index)
     if (!verdict.isDone() || isInUse)
         return verdict;
     return {ExitStatus::Failed, "not-taken",
-            "the daemon did not refuse, but uses " + reply.configuration->serverText()};
+            "the daemon reported no failure, but uses " + reply.configuration->serverText()};
 }
 
 /// Follows the log to the outcome of the probe that the choice has started. The daemon has logged
@@ -53,12 +53,10 @@ Verdict verdictOfChoice(const Reply &reply, int index)
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;
-    bool isChosen = false; // our server, by the last choice, which may be refused
-    bool isOurs = false; // the server in use
-    for (QByteArray bytes; !deadline.hasExpired();) {
-        if (!log.follow(bytes))
-            return {ExitStatus::ProbeUnknown, "probe-unknown",
-                    Output::unreadable(Paths::logFile, errno).message};
+    bool isChosen = false; // the last choice, perhaps refused, names our server
+    bool isOurs = false; // our server is in use
+    bool isReadable = true;
+    for (QByteArray bytes; !deadline.hasExpired() && (isReadable = log.follow(bytes));) {
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
             probe.add(event);
@@ -72,12 +70,14 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
         if (bytes.isEmpty())
             QThread::msleep(kPollMilliseconds);
     }
-    if (isOurs)
+    if (isOurs && isReadable)
         return probe.verdict(ExitStatus::ProbeFailed);
+    const QByteArray unseen = " does not show it, or another program has chosen a server since";
+    const QByteArray reason = isReadable ? Paths::logFile.data() + unseen
+                                         : Output::unreadable(Paths::logFile, errno).message;
     probe = {};
     return {ExitStatus::ProbeUnknown, "probe-unknown",
-            QByteArray("the outcome of the probe is unknown: ") + Paths::logFile.data()
-                + " does not show it, or another program has chosen a server since"};
+            "the outcome of the probe is unknown: " + reason};
 }
 
 QJsonObject jsonOf(const Verdict &verdict, const Reply &reply)

@@ -52,18 +52,17 @@ bool LogFile::read(QByteArray &bytes)
 bool LogFile::follow(QByteArray &bytes)
 {
     bytes.clear();
-    if (m_descriptor < 0 && !open())
-        return errno == ENOENT;
-    // The daemon opens the log for each line, so it adds nothing to a file that was replaced.
-    const bool isComplete = isReplaced();
-    if (!read(bytes))
-        return false;
-    if (bytes.isEmpty() && isComplete) {
+    if (m_descriptor >= 0) {
+        // The daemon opens the log for each line, so it adds nothing to a file that was replaced.
+        const bool isComplete = isReplaced();
+        const bool isRead = read(bytes);
+        if (!isRead || !bytes.isEmpty() || !isComplete)
+            return isRead;
         close();
         if (std::exchange(m_lastByte, '\n') != '\n')
             bytes = "\n";
     }
-    return true;
+    return !bytes.isEmpty() || (open() ? read(bytes) : errno == ENOENT);
 }
 
 bool LogFile::isReplaced() const

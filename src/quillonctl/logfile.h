@@ -27,7 +27,8 @@ public:
     bool read(QByteArray &bytes);
 
     /// Like read(), but continues with a new log that replaces this one, after a line
-    /// feed if this one ends within a line. A missing log has no bytes yet.
+    /// feed if this one ends within a line. A missing log has no bytes yet. No bytes
+    /// mean that the log ends here, not only the file that was replaced.
     bool follow(QByteArray &bytes);
 
 private:
