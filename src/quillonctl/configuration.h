@@ -24,7 +24,7 @@ public:
     /// Whether the daemon's file has another configuration; nothing when it cannot be read.
     std::optional<bool> differsFromFile() const;
 
-    /// What is wrong, and what to do, when the daemon has this configuration and the file differs.
+    /// Says that the file differs from this configuration of the daemon, and what to do.
     QByteArray differenceText() const;
 
     /// The base URL that the daemon uses; empty when it has none.
