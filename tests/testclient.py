@@ -61,7 +61,7 @@ class Real(Checks):
                     (f"mount --bind {CONF} {CONF}", "is in use but was not saved", f"umount {CONF}"),
                     (f"rm {CONF}", f"was not made, because {CONF} is missing", "true")):
                 run(spoil)
-                self.check(["use", "0" if "cannot" in err else "1", *PATIENT], 1, "", err)
+                self.check(["use", "0" if "missing" in err else "1", *PATIENT], 1, "", err)
                 run(mend)
 
     def test_use_with_probe(self):

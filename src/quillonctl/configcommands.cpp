@@ -21,11 +21,11 @@ Verdict refusal(const Reply &reply, bool isInUse)
 {
     const int code = Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
     const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
-    const bool isUnsaved = isInUse && reply.configuration->differsFromFile().value_or(!isMissing);
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
+    // The server is in use if only the write failed, or if it was in use before.
     if (code == Protocol::FileUnusable)
         reason = QByteArray("the choice ")
-                 + (isUnsaved ? "is in use but was not saved" : "was not made") + ", because "
+                 + (isInUse ? "is in use but was not saved" : "was not made") + ", because "
                  + Paths::configuration.data()
                  + (isMissing ? " is missing" : " cannot be opened or written");
     if (code == Protocol::IndexOutOfRange)

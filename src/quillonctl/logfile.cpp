@@ -70,7 +70,7 @@ bool LogFile::isReplaced() const
     struct stat mine = {};
     struct stat current = {};
     if (::fstat(m_descriptor, &mine) != 0 || ::stat(m_path.constData(), &current) != 0)
-        return false;
+        return errno == EACCES; // open() fails for the same reason
     if (mine.st_dev != current.st_dev || mine.st_ino != current.st_ino)
         return true;
     return S_ISREG(mine.st_mode) && mine.st_size < ::lseek(m_descriptor, 0, SEEK_CUR);
