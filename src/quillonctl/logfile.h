@@ -28,7 +28,7 @@ public:
 
     /// Like read(), but continues with a new log that replaces this one, after a line
     /// feed if this one ends within a line. A missing log has no bytes yet. No bytes
-    /// mean that the log ends here, not only the file that was replaced.
+    /// mean the end of the log, not of a file that was replaced.
     bool follow(QByteArray &bytes);
 
 private:
