@@ -54,6 +54,7 @@ class Configuration(Case):
     def test_choice_rewrites_the_file(self):
         configure({"confDefault": False, "confCustomUrl": "é/", "defaultUrl": URLS, "extra": 1})
         os.rename(CONF, "/etc/real.json")
+        self.addCleanup(os.remove, "/etc/real.json")
         os.symlink("../real.json", CONF)
         os.chmod(CONF, 0o640)
         group = 4 if HAS_USERS else 0
