@@ -160,18 +160,19 @@ class Machine(Attack):
         folder = os.path.dirname(LOG)
         stderr = self.enterContext(self.start(stderr=subprocess.PIPE).process.stderr)
         os.set_blocking(stderr.fileno(), False)
+        limit = f"prlimit --pid {self.pid} --fsize"
         for spoil, mend in (
                 (f"mkdir {LOG}", f"rmdir {LOG}"),
                 (f"mkfifo {LOG}", f"rm {LOG}"),
                 (f"ln -s /dev/null {LOG}", f"rm {LOG}"),
                 (f"rmdir {folder}", f"mkdir {folder}"),
-                (f"mount -t tmpfs -o size=8k tmpfs {folder}", f"umount {folder}")):
+                (f"{limit}=8192:", f"{limit}=unlimited:")):
             with self.stopped():
                 stderr.read()  # the rest of the previous row
                 os.remove(LOG)
                 run(spoil)
             self.assertIn(b"logFile closed failed\n", poll(lambda: served() and stderr.read()))
-            if "size=8k" in spoil:  # full; the partial line is removed
+            if "fsize" in spoil:  # full; the partial line is removed
                 poll(lambda: Path(LOG).read_bytes().endswith(b"\n"))
                 self.assertGreater(os.path.getsize(LOG), 8192 - 800)
             run(mend)

@@ -5,13 +5,13 @@ import shutil
 import socket
 import subprocess
 
-from daemon import (BIN, CONF, DEADLINE, HAS_USERS, LOG, SOCKET, VERSION, Case, Client, Daemon, Site, ask,
-                    choose, configure, frame, log, poll, quillonctl, run)
+from daemon import (BIN, CONF, DEADLINE, LOG, SOCKET, VERSION, Case, Client, Daemon, Site, ask,
+                    broken, choose, configure, frame, log, poll, quillonctl, run)
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
 CONFIGURATION = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUrl": "",
                  "confCustomHeadindex": 0, "defaultUrl": URLS}
-FOLDER = os.path.dirname(LOG)
+DRAFT = f"{CONF}.quillon-draft"
 PATIENT = ("--timeout", "1m")  # longer than an answer takes on a slow machine
 OTHER = "the running daemon has another configuration; restart it, or the next choice overwrites this file"
 
@@ -57,16 +57,16 @@ class Real(Checks):
                     (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', "")):
                 self.check([*arguments, *PATIENT], status, out, err)
             for spoil, err, mend in (
-                    (f"mount -r --bind {CONF} {CONF}", f"not made, because {CONF} cannot", f"umount {CONF}"),
-                    (f"mount --bind {CONF} {CONF}", "is in use but was not saved", f"umount {CONF}"),
+                    (f"mv {CONF} {CONF}.x && mkdir {CONF}", f"not made, because {CONF} cannot",
+                     f"rmdir {CONF} && mv {CONF}.x {CONF}"),
+                    (f"mkdir {DRAFT}", "is in use but was not saved", f"rmdir {DRAFT}"),
                     (f"rm {CONF}", f"was not made, because {CONF} is missing", "true")):
-                run(spoil)
-                self.check(["use", "0" if "missing" in err else "1", *PATIENT], 1, "", err)
-                run(mend)
+                with broken(spoil, mend):
+                    self.check(["use", "0" if "missing" in err else "1", *PATIENT], 1, "", err)
 
     def test_use_with_probe(self):
         configure({"defaultUrl": [Site((0, 200), (0, 200), (0, 503), (0, 200), (2, 503)).url, URLS[0]]})
-        with Daemon():
+        with Daemon(stderr=subprocess.DEVNULL) as daemon:
             poll(lambda: "Attribute  200" in log())
             probe = ["--probe", *PATIENT]
             self.check(["use", "0", *probe], 0, "Probe: HTTP status 200, 2")
@@ -80,13 +80,14 @@ class Real(Checks):
                 other.leave()
                 poll(lambda: Client(choose(9)) and "not server url" in log())
                 self.assertEqual(ours.wait(DEADLINE), 6, ours.communicate())
-            if HAS_USERS:
+            with self.subTest("another user"):
                 os.chmod(LOG, 0o600)
                 self.check(["use", "1", *probe], 1, "", "run this as root", user=65534)
                 self.assertEqual(ask()[-1]["confDefaultIndex"], 0)
-            run(f"mount -r --bind {FOLDER} {FOLDER}")
-            self.assertNotIn("Probe", self.check(["use", "1", *probe], 5, "", "does not show it").stdout)
-            run(f"umount {FOLDER}")
+            limit = f"prlimit --pid {daemon.process.pid} --fsize="
+            with broken(f"{limit}$(stat -c %s {LOG}):", f"{limit}unlimited:"):
+                shown = self.check(["use", "1", *probe], 5, "", "does not show it")
+                self.assertNotIn("Probe", shown.stdout)
 
     def test_log(self):
         configure({"defaultUrl": URLS})
@@ -129,7 +130,7 @@ class Real(Checks):
             configure({"defaultUrl": URLS})
             self.look(OTHER, 1, *PATIENT)
             self.assertIn(OTHER, quillonctl("check", f"/{CONF}").stdout)
-            if HAS_USERS:
+            with self.subTest("another user"):
                 os.chmod(LOG, 0o600)
                 self.look("run this as root", 5, user=65534, *PATIENT)
             other = Client()
@@ -139,16 +140,16 @@ class Real(Checks):
 
     def test_status_of_unknown_outcome(self):
         configure({"defaultUrl": [Site((3600, 200)).url]})
-        with Daemon(stderr=subprocess.DEVNULL):
+        with Daemon(stderr=subprocess.DEVNULL) as daemon:
+            limit = f"prlimit --pid {daemon.process.pid} --fsize="
             for spoil, text, mend in (
-                    (f"mount --bind {CONF} {CONF} && ! {BIN}/quillonctl use 0 --timeout 1m 2>/dev/null",
-                     "none since this server was chosen", f"umount {CONF}"),
-                    (f"mount -r --bind {FOLDER} {FOLDER}", "does not write", f"umount {FOLDER}"),
+                    (f"mkdir {DRAFT} && ! {BIN}/quillonctl use 0 --timeout 1m 2>/dev/null",
+                     "none since this server was chosen", f"rmdir {DRAFT}"),
+                    (f"{limit}$(stat -c %s {LOG}):", "does not write", f"{limit}unlimited:"),
                     (f"rm {LOG}", "none in the log", "true"),
                     (f"rm {LOG} && mkfifo {LOG}", "not a regular file", f"rm {LOG}")):
-                run(spoil)
-                self.look(text, 5, *PATIENT)
-                run(mend)
+                with broken(spoil, mend):
+                    self.look(text, 5, *PATIENT)
             ask(choose(0))
             self.look("timed out", 1, *PATIENT)
 
@@ -223,7 +224,7 @@ class Alone(Checks):
         with socket.socket(socket.AF_UNIX) as dead:
             dead.bind(SOCKET)
         self.check(["show", "--json"], 3, '"error":"no-daemon"', "refused")
-        if HAS_USERS:
+        with self.subTest("another user"):
             self.listen()
             os.chmod(SOCKET, 0o600)
             self.check(["show", "--json"], 3, '"error":"no-permission"', "no permission", user=65534)

@@ -4,7 +4,7 @@ import stat
 import subprocess
 from pathlib import Path
 
-from daemon import CONF, HAS_USERS, LOG, Case, Client, Daemon, ask, choose, configure, log, run
+from daemon import CONF, HAS_USERS, LOG, Case, Client, Daemon, ask, broken, choose, configure, log
 
 RECORD = "/etc/os-version"
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
@@ -82,8 +82,7 @@ class Configuration(Case):
         """Rows: name, break, repair, the server in use meanwhile."""
         folder, draft = os.path.dirname(CONF), f"{CONF}.quillon-draft"
         rows = (
-            ("full disk", f"! head -c 8192 /dev/zero 2>/dev/null >{folder}/fill", f"rm {folder}/fill", 1),
-            ("read-only", f"mount -o remount,ro {folder}", f"mount -o remount,rw {folder}", 0),
+            ("read-only", f"mount -r --bind {folder} {folder}", f"umount {folder}", 0),
             ("link as draft", f"ln -s {LOG} {draft}", f"rm {draft}", 1),
             ("file size", "prlimit --fsize=10: --pid $PID", "prlimit --fsize=unlimited: --pid $PID", 1),
         )
@@ -91,19 +90,17 @@ class Configuration(Case):
             with self.subTest(name):
                 self.setUp()
                 os.makedirs(folder)
-                run(f"mount -t tmpfs -o size=8k tmpfs {folder}")
-                self.addCleanup(run, f"umount {folder}")
                 configure({"defaultUrl": URLS})
                 with Daemon(stderr=subprocess.DEVNULL) as daemon:
                     os.environ["PID"] = str(daemon.process.pid)
                     client = Client()
                     before, probes = content(), log().count("sendHealthInfo")
-                    run(spoil)
-                    refused, answer = client.ask(choose(1))
-                    self.assertEqual((refused["activeMessageType"], answer["confDefaultIndex"]), ("4", used))
-                    self.assertEqual((content(), log().count("sendHealthInfo")), (before, probes))
-                    run(mend)
+                    with broken(spoil, mend):
+                        refused, answer = client.ask(choose(1))
+                        self.assertEqual((refused["activeMessageType"], answer["confDefaultIndex"]),
+                                         ("4", used))
+                        self.assertEqual(content(), before)
+                        self.assertEqual(log().count("sendHealthInfo"), probes)
                     self.assertEqual(os.listdir(folder), [".agent.json"])
                     self.assertEqual(len(client.ask(choose(1))), 1)
                     self.assertEqual(json.loads(content())["confDefaultIndex"], 1)
-                self.doCleanups()
