@@ -92,6 +92,7 @@ class Real(Checks):
     def test_log(self):
         configure({"defaultUrl": URLS})
         with Daemon():
+            poll(lambda: "http nStatus" in log())
             Client(b"\x1b]0;x\0\x07\xff").leave()
             shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"').stdout
             self.assertIn(r"\x1B]0;x\x00\x07\xFF", shown)
