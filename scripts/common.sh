@@ -39,6 +39,10 @@ progress() { # LABEL: on a terminal, shows the last line of standard input
     fi
 }
 
+retry() { # COMMAND...: up to three times, for a download
+    "$@" || { sleep 5 && "$@"; } || { sleep 5 && "$@"; }
+}
+
 is_installed() { # PACKAGE
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>&1) == installed ]]
 }
@@ -51,8 +55,8 @@ install_packages() ( # PACKAGE...: a subshell, so that the trap is local
         install -m 755 /dev/stdin "$policy" <<<$'#!/bin/sh\nexit 101'
     fi
     export DEBIAN_FRONTEND=noninteractive
-    command=(apt-get install -y --no-install-recommends "$@")
-    "${command[@]}" || { apt-get update && "${command[@]}"; } || exit
+    command=(apt-get -o Acquire::Retries=3 install -y --no-install-recommends "$@")
+    "${command[@]}" || { apt-get -o Acquire::Retries=3 update && "${command[@]}"; } || exit
     if [[ " $* " == *" nginx "* && -d /run/systemd/system ]]; then
         systemctl disable nginx
     fi
@@ -74,6 +78,8 @@ need() { # PACKAGE...: prints the packages that are missing, then installs them
 # For the build, the sandbox and the HTTPS test site.
 # shellcheck disable=SC2034 # the scripts use it
 readonly sandbox_packages=(cmake g++ iproute2 ninja-build nginx openssl python3 qtbase5-dev util-linux)
+# shellcheck disable=SC2034
+readonly test_packages=("${sandbox_packages[@]}" fish mandoc)
 
 build() { # PRESET FOLDER: the build folder of the preset
     mkdir -p "$2"
