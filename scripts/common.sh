@@ -6,8 +6,8 @@ fail() { # MESSAGE: prints it to standard error after the name of the script
     exit 1
 }
 
-show_help() { # prints the comment at the top of the script
-    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
+show_help() { # [FILE]: prints the comment at the top of the script
+    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "${1:-scripts/${0##*/}}"
 }
 
 # Polls, because the things that we wait for give no notice.
