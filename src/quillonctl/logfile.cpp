@@ -40,10 +40,9 @@ void LogFile::skipToEnd() const
 
 bool LogFile::read(QByteArray &bytes)
 {
-    constexpr int kReadBytes = 65536;
-    bytes.resize(kReadBytes);
-    const ssize_t size = ::read(m_descriptor, bytes.data(), kReadBytes);
-    bytes.resize(size < 0 ? 0 : static_cast<int>(size));
+    char block[65536];
+    const ssize_t size = ::read(m_descriptor, block, sizeof block);
+    bytes = QByteArray(block, size < 0 ? 0 : static_cast<int>(size));
     if (!bytes.isEmpty())
         m_lastByte = bytes.back();
     return size >= 0;
