@@ -6,8 +6,8 @@ fail() { # MESSAGE: prints it to standard error after the name of the script
     exit 1
 }
 
-show_help() { # [FILE]: prints the comment at the top of the script
-    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "${1:-scripts/${0##*/}}"
+show_help() { # prints the comment at the top of the script
+    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$(dirname "${BASH_SOURCE[0]}")/${0##*/}"
 }
 
 # Polls, because the things that we wait for give no notice.
@@ -73,6 +73,21 @@ need() { # PACKAGE...: prints the packages that are missing, then installs them
     printf 'installing with apt-get: %s\n' "${missing[*]}"
     mkdir -p build
     quietly build/packages.log install_packages "${missing[@]}"
+}
+
+readonly roots=$PWD/build/roots # the folders of other Debian releases
+
+fetch_root() { # RELEASE NAME [OPTION]...
+    rm -rf "${roots:?}/$2"
+    debootstrap --variant=minbase --cache-dir="$roots/archives" "${@:3}" "$1" "$roots/$2"
+}
+
+make_root() { # RELEASE NAME [OPTION]...: kept for the next run
+    [[ $(cat "$roots/$2.done" 2>/dev/null) != "done $*" ]] || return 0
+    echo "fetching Debian $1"
+    mkdir -p "$roots/archives"
+    quietly "$roots/$2.log" retry fetch_root "$@"
+    echo "done $*" >"$roots/$2.done"
 }
 
 # For the build, the sandbox and the HTTPS test site.
