@@ -10,6 +10,10 @@ show_help() { # prints the comment at the top of the script
     sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$(dirname "${BASH_SOURCE[0]}")/${0##*/}"
 }
 
+list_files() { # PATTERN...: the tracked files, each followed by a zero byte
+    git -c safe.directory="$PWD" ls-files -z "$@"
+}
+
 # Polls, because the things that we wait for give no notice.
 wait_until() { # SECONDS COMMAND...
     local deadline=$((${EPOCHREALTIME//[!0-9]/} + $1 * 1000000))
