@@ -20,7 +20,8 @@ from pathlib import Path
 
 TMP = os.environ["TMPDIR"]
 BIN = os.environ["QUILLON_BIN"]
-VERSION = "1.0.3.2"
+CHANGELOG = Path(__file__).parents[1] / "debian/changelog"
+VERSION = re.search(r"\((.*)\)", CHANGELOG.read_text("utf-8"))[1]
 SOCKET = "/var/run/quillon/quillon"
 LOG = "/var/log/zeno/quillon/quillon.log"
 CONF = "/etc/.zeno/.agent.json"
