@@ -43,18 +43,23 @@ class Docs(Case):
         with Daemon():
             ask(choose(0))  # which writes every member
         members = set(json.loads(text(CONF)))
-        rows = (
-            (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
-            (members, set(re.findall(r"^(\w+)  ", text("doc/examples/README"), re.M))),
-            (members, {"healthPath"} | set(re.findall(r"^\| `(\w+)` \|", text("doc/protocol.md"), re.M))),
-            (re.findall(r"^  (\d) ", HELP, re.M), re.findall(r"^\.It (\d)", client, re.M)),
-        )
-        for there, described in rows:
+        protocol = re.findall(r"^\| `(\w+)` \|", text("doc/protocol.md"), re.M)
+        for there, described in (
+                (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
+                (members, set(re.findall(r"^(\w+)  ", text("doc/examples/README"), re.M))),
+                (members, {"healthPath", *protocol}),
+                (re.findall(r"^  (\d) ", HELP, re.M), re.findall(r"^\.It (\d)", client, re.M))):
             self.assertEqual(there, described)
         self.assertLessEqual(set(re.findall(r"`((?:test_|keeps)\w+)`", text("doc/robustness.md"))),
                              set(re.findall(r"\w+(?=\()", text("tests/*"))))
-        for word in re.findall(r"--\w+", HELP) + [f".It Cm {command}" for command in COMMANDS]:
-            self.assertIn(word.replace("--", r"\-"), client)
+        listed = {f"-{name}" for name in re.findall(r"^\.It Fl \\?(\S+)", client, re.M)}
+        for command in COMMANDS:
+            options = set(re.findall(r"^  (-+\w+)", quillonctl("help", command).stdout, re.M))
+            self.assertLessEqual(options, listed)
+            synopsis = re.search(rf"^\.Cm {command}\n((?:\.(?!Nm).*\n)*)", client, re.M)[1]
+            own = {f"-{name}" for name in re.findall(r"^\.Op Fl \\?(\S+)", synopsis, re.M)}
+            self.assertEqual(options - {"-h", "-v", "--version"}, own)
+            self.assertIn(f".It Cm {command}", client)
         # mandoc looks for references in the current folder.
         self.assertEqual(run("mandoc", "-T", "lint", *os.listdir("doc/man"), cwd="doc/man"), "")
 
@@ -64,15 +69,16 @@ class Docs(Case):
         configure({"defaultUrl": URLS})
         with Daemon():
             for shell in (bash, fish):
-                self.assertLessEqual(set(COMMANDS), set(re.findall(r"^\w+", shell("quillonctl "), re.M)))
+                words = re.findall(r"^\w+", shell("quillonctl "), re.M)
+                self.assertLessEqual(set(COMMANDS), set(words))
                 for command in COMMANDS:
                     options = set(re.findall(r"--\w+", quillonctl(command, "--help").stdout))
-                    self.assertEqual(set(re.findall(r"--\w+", shell(f"quillonctl {command} -"))), options)
+                    offered = re.findall(r"--\w+", shell(f"quillonctl {command} -"))
+                    self.assertEqual(set(offered), options)
                     for word in (f"'{command}:", *options):
                         self.assertIn(word, zsh)
-                for line, words in (
-                        ("log --level w", ["warning"]), ("help ch", ["check"]), ("use ", ["0", "1"]),
-                        ("use --timeout 9 ", ["0", "1"]), ("use --probe 1", ["1"]), ("use 1 ", [])):
+                for line, words in (("log --level w", ["warning"]), ("help ch", ["check"]),
+                                    ("use --timeout 9 ", ["0", "1"]), ("use 1 ", [])):
                     self.assertEqual(re.findall(r"^\w+", shell(f"quillonctl {line}"), re.M), words)
                 self.assertIn(URLS[1], shell("quillonctl use "))
 
