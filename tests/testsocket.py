@@ -1,5 +1,4 @@
 import re
-import struct
 
 from daemon import ASK, Case, Client, Daemon, Site, choose, configure, frame, log, poll
 
@@ -8,26 +7,28 @@ ERROR = "QJsonParseError"
 FOREIGN = "data not sent by a quillon client"
 
 
-def outcomes(answers):
-    """Returns the code of each refusal and the index of each configuration."""
-    return [answer.get("activeMessageType", answer.get("confDefaultIndex")) for answer in answers]
-
-
 class Socket(Case):
     def setUp(self):
         super().setUp()
         self.site = Site((3600, 503))
-        configure({"defaultUrl": [self.site.url, "http://127.0.0.1:2", "http://127.0.0.1:3/é"]})
+        servers = [self.site.url, "http://127.0.0.1:2", "http://127.0.0.1:3/é"]
+        configuration = {"type": "5", "confDefault": True, "confCustomHeadindex": 0,
+                         "confCustomUrl": "", "defaultUrl": servers}
+        self.answers = {index: configuration | {"confDefaultIndex": index} for index in range(3)}
+        self.answers["refused"] = {"type": "2", "activeMessageType": "5", "message": ""}
+        configure(configuration)
         self.enterContext(Daemon())
 
+    def named(self, *names):
+        return [self.answers[name] for name in names]
+
     def test_frames(self):
-        """Rows: frames of one write, outcomes of the answers, warnings."""
-        head = struct.pack("=ii", 2, 8)
+        """Rows: frames of one write, names of the answers, warnings."""
         cut = frame({"type": "4", "serverIndex": "2", "x": "é"})[8:]
         rows = (
             ("configuration", [ASK], [0], []),
             ("no types", [*map(frame, ({"type": 5}, {"type": "99"}, [5], {"x": 1})), ASK], [0], []),
-            ("in order", [choose(1), ASK, choose(2), ASK, choose(9), ASK], [1, 2, "5", 2], []),
+            ("in order", [choose(1), ASK, choose(9), choose(2), ASK], [1, "refused", 2], []),
             ("choice without index", [frame({"type": "4"}), ASK], [0], []),
             ("cut inside a character", [frame(cut[:-3]), frame(cut[-3:]), ASK], [2], [ERROR]),
             ("900 frames", [*(frame(bytes([byte])) for byte in b'{"type":"5"' + b" " * 888 + b"}")],
@@ -37,11 +38,9 @@ class Socket(Case):
             *(("twins", [ASK, frame(b'{"%s":[1],"%s":1}' % names), ASK], [1], [FOREIGN])
               for names in ((b"a", b"\\u0061"), (b"\\ud800", "\ufffd".encode()), (b"\0a", b"\0b"),
                             (b"\\ufeff", "\ufeff".encode()))),
-            ("twins with a quote", [ASK, frame(b'{"\\"":1,"\\"":[]}'), ASK], [1], [FOREIGN]),
             ("no twins", [frame(b'{"a":{"a":":","b":[{"a":1},{"a":1}]},"b":1}'), ASK], [1], []),
-            ("no twins but a quote", [frame(b'{"a":"\\",\\"a\\":","b":"\\",\\"a\\":"}'), ASK], [1], []),
             ("foreign sender", [ASK, frame({"type": "5"}, sender=1), ASK], [1], [FOREIGN]),
-            ("short header", [ASK, head[:7]], [1], [FOREIGN]),
+            ("short header", [ASK, ASK[:7]], [1], [FOREIGN]),
             ("negative length", [ASK, frame(b"", length=-8), ASK], [1], [FOREIGN]),
             ("too long", [ASK, frame(b"{}", length=2**31 - 1)], [1], [FOREIGN]),
         )
@@ -50,25 +49,27 @@ class Socket(Case):
             with self.subTest(name):
                 before = len(log())
                 client.socket.sendall(b"".join(messages))
-                self.assertEqual(outcomes(client.answer() for _ in expected), expected)
+                self.assertEqual([client.answer() for _ in expected], self.named(*expected))
                 poll(lambda start=before: "recv client data" in log()[start:])
                 client.ask()
                 self.assertEqual(re.findall(f"{ERROR}|{FOREIGN}", log()[before:]), warnings)
 
     def test_indices(self):
         client = Client()
-        for outcome, texts in (
-                ([2], ("2", "+2", "02", " 2", "2\n")), ([0], ("", "x", "1.5", "0x1", "1e0", "- 1", "1 1")),
-                (["5", 1], ("-1", "3", str(2**31), str(2**32), "9" * 20, "-" + "9" * 20, "+" + "9" * 20,
-                            " 99999999999 ", "\t-99999999999\n", " +99999999999", "\u221299999999999"))):
+        beyond = "9" * 20
+        for names, texts in (
+                ([2], ("2", "+2", "02", " 2", "2\n")),
+                ([0], ("", "x", "1.5", "0x1", "1e0", "- 1", "1 1")),
+                (["refused", 1], ("-1", "3", str(2**31), str(2**32), beyond, f" {beyond} ",
+                                  f"\t-{beyond}\n", f" +{beyond}", f"\u2212{beyond}"))):
             for text in texts:
                 choice = frame({"type": "4", "serverIndex": text})
-                self.assertEqual(outcomes(client.ask(choose(1), choice)), outcome, text)
+                self.assertEqual(client.ask(choose(1), choice), self.named(*names), text)
 
     def test_waiting(self):
         first, second, gone = Client(), Client(choose(1), ASK), Client(choose(2))
         gone.socket.close()
-        for _ in range(4):  # each takes one turn of the event loop: then the others wait in Qt's queue
+        for _ in range(4):  # a turn of the event loop each; then the others wait in Qt's queue
             first.ask()
         first.leave()
         self.site.release.set()
