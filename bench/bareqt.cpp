@@ -1,8 +1,7 @@
-// The least that a Qt process needs for the same work.
-//   server SOCKET    listens
-//   network URL      posts by HTTPS once, prints a line when that is done, and stays
+// bareqt SOCKET [URL]: the least that a Qt process needs for the same work. It listens. With a URL,
+// it also posts there once, and prints the status of the reply.
 
-#include "measure.h"
+#include "calls.h"
 
 #include <QCoreApplication>
 #include <QLocalServer>
@@ -11,16 +10,23 @@
 #include <QNetworkRequest>
 #include <QUrl>
 
-namespace {
-
-void postTo(QNetworkAccessManager &manager, const char *url)
+int main(int argc, char *argv[])
 {
+    const QCoreApplication application(argc, argv);
+    const QString path = QString::fromLocal8Bit(argv[1]);
+    QLocalServer server;
+    QLocalServer::removeServer(path);
+    require(server.listen(path), argv[1]);
+    if (argc < 3)
+        return QCoreApplication::exec();
+
+    QNetworkAccessManager manager;
     // Without this Qt does not try when only the loopback is up.
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
     manager.setNetworkAccessible(QNetworkAccessManager::Accessible);
     QT_WARNING_POP
-    QNetworkRequest request(QUrl(QString::fromLocal8Bit(url)));
+    QNetworkRequest request(QUrl(QString::fromLocal8Bit(argv[2])));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     QNetworkReply *reply = manager.post(request, QByteArray());
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply] {
@@ -28,25 +34,5 @@ void postTo(QNetworkAccessManager &manager, const char *url)
         require(std::fflush(stdout) == 0, "fflush");
         reply->deleteLater();
     });
-}
-
-} // namespace
-
-int main(int argc, char *argv[])
-{
-    const QCoreApplication application(argc, argv);
-    const std::string what = argc < 3 ? "" : argv[1];
-    if (what == "server") {
-        const QString path = QString::fromLocal8Bit(argv[2]);
-        QLocalServer server;
-        QLocalServer::removeServer(path);
-        require(server.listen(path), argv[2]);
-        return QCoreApplication::exec();
-    }
-    if (what == "network") {
-        QNetworkAccessManager manager;
-        postTo(manager, argv[2]);
-        return QCoreApplication::exec();
-    }
-    return 2;
+    return QCoreApplication::exec();
 }

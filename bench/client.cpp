@@ -1,32 +1,20 @@
-// The client of everything that listens on a local socket.
-//   request SOCKET COUNT        prints the microseconds of one request
-//   start SOCKET PROGRAM...     prints the microseconds from exec to an accepted connection
+// client SOCKET COUNT: sends that many requests and prints the median time of one in microseconds.
 
-#include "measure.h"
+#include "calls.h"
 
-#include <csignal>
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <string>
 #include <string_view>
-#include <thread>
+#include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr std::string_view kAsk("\2\0\0\0\14\0\0\0{\"type\":\"5\"}", 20);
 constexpr std::size_t kHeaderBytes = 8;
-constexpr std::chrono::microseconds kPollInterval{50};
-
-/// Returns a socket, or -1 when nobody listens.
-int connectTo(const char *path)
-{
-    const int peer = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (callWith(connect, peer, path) == 0)
-        return peer;
-    close(peer);
-    return -1;
-}
 
 void ask(int peer)
 {
@@ -43,44 +31,33 @@ void ask(int peer)
     }
 }
 
-void measureRequest(const char *path, int count)
+double medianOf(int count, int peer)
 {
-    const int peer = connectTo(path);
-    std::printf("%.3f\n", medianOf(count, [peer] { ask(peer); }));
-
-    // Until the daemon has let this client go, it would not take the next one.
-    char byte = 0;
-    shutdown(peer, SHUT_WR);
-    require(read(peer, &byte, 1) == 0, "read at the end");
-}
-
-void measureStart(const char *path, char *program[])
-{
-    const auto begin = Clock::now();
-    const pid_t pid = fork();
-    if (pid == 0) {
-        execv(program[0], program);
-        die(program[0]);
+    using Clock = std::chrono::steady_clock;
+    std::vector<double> times(static_cast<std::size_t>(count));
+    for (double &time : times) {
+        const auto start = Clock::now();
+        ask(peer);
+        time = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
     }
-    while (connectTo(path) < 0) {
-        require(waitpid(pid, nullptr, WNOHANG) == 0, "ended");
-        std::this_thread::sleep_for(kPollInterval);
-    }
-    std::printf("%.3f\n", microsecondsSince(begin));
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
+    const auto middle = times.begin() + count / 2;
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    const std::string what = argc < 4 ? "" : argv[1];
-    if (what == "request")
-        measureRequest(argv[2], std::stoi(argv[3]));
-    else if (what == "start")
-        measureStart(argv[2], argv + 3);
-    else
+    if (argc != 3)
         return 2;
+    const int peer = socket(AF_UNIX, SOCK_STREAM, 0);
+    require(callWith(connect, peer, argv[1]) == 0, argv[1]);
+    std::printf("%.3f\n", medianOf(std::stoi(argv[2]), peer));
+
+    // Until the daemon has let this client go, it would not take the next one.
+    char byte = 0;
+    shutdown(peer, SHUT_WR);
+    require(read(peer, &byte, 1) == 0, "read at the end");
     return 0;
 }
