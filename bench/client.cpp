@@ -31,16 +31,16 @@ void ask(int peer)
     }
 }
 
-double medianOf(int count, int peer)
+/// Fills the times and returns their median.
+double medianOf(std::vector<double> times, int peer)
 {
     using Clock = std::chrono::steady_clock;
-    std::vector<double> times(static_cast<std::size_t>(count));
     for (double &time : times) {
         const auto start = Clock::now();
         ask(peer);
         time = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
     }
-    const auto middle = times.begin() + count / 2;
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
     std::nth_element(times.begin(), middle, times.end());
     return *middle;
 }
@@ -53,7 +53,7 @@ int main(int argc, char *argv[])
         return 2;
     const int peer = socket(AF_UNIX, SOCK_STREAM, 0);
     require(callWith(connect, peer, argv[1]) == 0, argv[1]);
-    std::printf("%.3f\n", medianOf(std::stoi(argv[2]), peer));
+    std::printf("%.3f\n", medianOf(std::vector<double>(std::stoul(argv[2])), peer));
 
     // Until the daemon has let this client go, it would not take the next one.
     char byte = 0;
