@@ -21,7 +21,7 @@ REQUEST_ROUNDS, REQUESTS = 31, 500
 START_ROUNDS = 41
 WARM_UP, GROWTH_REQUESTS = 2000, 100000
 # The heap moves by a few pages. A leak of the smallest block in one of 40 requests exceeds it.
-MAX_GROWTH_KIB = 64
+MAX_GROWTH_KIB = 32
 SETTLE_SECONDS = 3
 
 Row = collections.namedtuple("Row", "figure seen bound details")
