@@ -4,6 +4,7 @@ import os
 import shutil
 import socket
 import subprocess
+import time
 
 from daemon import (BIN, CONF, DEADLINE, HAS_USERS, LOG, SOCKET, VERSION, Case, Client, Daemon, Site, ask,
                     choose, configure, frame, log, poll, quillonctl, run)
@@ -133,7 +134,7 @@ class Real(Checks):
                 os.chmod(LOG, 0o600)
                 self.look("run this as root", 5, user=65534, *PATIENT)
             other = Client()
-            self.look("one program at a time", 4, "--timeout", "300")
+            self.look("one program at a time", 4, "--timeout", "300ms")
             other.leave()
         self.look('"process":null,"reason":"no daemon listens', 3, "--json")
 
@@ -204,7 +205,7 @@ class Alone(Checks):
             ("mistyped", frame(CONFIGURATION | {"defaultUrl": [5]}, 1), 1),
         )
         for name, answer, status in rows:
-            timeout = ("--timeout", "400") if status == 4 else PATIENT
+            timeout = ("--timeout", "400ms") if status == 4 else PATIENT
             with (self.subTest(name), self.listen() as server, start("show", "--json", *timeout) as client,
                   server.accept()[0] as peer):
                 peer.recv(4096)
@@ -233,7 +234,10 @@ class Alone(Checks):
             self.assertEqual(follower.wait(DEADLINE), 0)  # sees that the reader has left
 
     def test_wait(self):
-        self.check(["show", "--wait", "--timeout", "300"], 3, "", "No such file")
+        self.check(["show", "--wait", "--timeout", "300ms"], 3, "", "No such file")
+        begun = time.monotonic()
+        self.check(["show", "--wait", "--timeout", "1"], 3, "", "No such file")
+        self.assertGreater(time.monotonic(), begun + 0.9)
         with start("show", "--wait", *PATIENT) as patient, Daemon():
             self.assertEqual(patient.wait(DEADLINE), 0)
             configure({"defaultUrl": URLS})
@@ -268,7 +272,7 @@ class Alone(Checks):
 
     def test_usage(self):
         for line in ("", "x", "show x", "use", "use x", "use -- -1", "use 1 2", "use 99999999999", "help x",
-                     "--x", "show --level info", "show --timeout 0", "show --timeout 9w", "log --since x",
+                     "--x", "show --level info", "show --timeout 0", "show --timeout 9w", "show --timeout 4294968s", "log --since x",
                      "log --level x", "log -n -1", "monitor x", "check a b", "log - --follow"):
             self.check(line.split(), 2, "", "see 'quillonctl help")
         self.check(["show", "--json", "x"], 2, '"error":"usage"', "show")

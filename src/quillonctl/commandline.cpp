@@ -38,8 +38,10 @@ std::optional<qint64> secondsIn(const QString &text)
 
 bool readTimeout(const QString &value, Options &options)
 {
-    const auto seconds = secondsIn(value);
-    const qint64 time = seconds ? 1000 * *seconds : decimal(value).value_or(0);
+    const bool isShort = value.endsWith(QLatin1String("ms"));
+    const auto number = decimal(isShort ? value.chopped(2) : value);
+    const qint64 seconds = number ? *number : secondsIn(value).value_or(0);
+    const qint64 time = isShort ? number.value_or(0) : 1000 * seconds;
     options.timeout = std::chrono::milliseconds(time);
     return time > 0 && time <= std::numeric_limits<int>::max();
 }
@@ -139,7 +141,7 @@ const Option CommandLine::kOptions[] = {
     {'j', "json", "", "Print JSON, also for an error: one document, or one object per event.",
      &Options::json},
     {'t', "timeout", "TIME",
-     "Give up after TIME: a number of milliseconds, or a number with s, m, h or d. The default is "
+     "Give up after TIME: a number of seconds, or a number with ms, s, m, h or d. The default is "
      "3s, or 15s to wait for a probe.",
      nullptr, readTimeout},
     {'w', "wait", "", "Keep trying until a daemon answers or the time is up.", &Options::wait},
