@@ -1,3 +1,4 @@
+import base64
 import contextlib
 import json
 import os
@@ -5,8 +6,9 @@ import shutil
 import socket
 import subprocess
 import time
+from pathlib import Path
 
-from daemon import (BIN, CONF, DEADLINE, HAS_USERS, LOG, SOCKET, VERSION, Case, Client, Daemon, Site, ask,
+from daemon import (BIN, CONF, DEADLINE, HAS_USERS, KEY, LOG, SOCKET, TMP, VERSION, Case, Client, Daemon, Site, ask,
                     choose, configure, frame, log, poll, quillonctl, run)
 
 URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/\x1b[31m"]
@@ -14,7 +16,24 @@ CONFIGURATION = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confC
                  "confCustomHeadindex": 0, "defaultUrl": URLS}
 FOLDER = os.path.dirname(LOG)
 PATIENT = ("--timeout", "1m")  # longer than an answer takes on a slow machine
+BROKEN = "column 15: unexpected end; the daemon goes on with what it has loaded; repair the file before a restart"
+STATUS = " --------Http Status Code Attribute"
 OTHER = "the running daemon has another configuration; restart it, or the next choice overwrites this file"
+
+
+def line(text, level="qWarning", age=0):
+    """Returns a line of the log that is so many hours old."""
+    date = time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(time.time() - 3600 * age))
+    return f"[{level}:{date}:x.cpp line:1] {text}\n"
+
+
+def long(text):
+    """Returns a line of more than 1 MiB, in which something like another line follows the first MiB."""
+    return line("x" * (2**20 - len(line("")) + 1) + line(text)[:-1] + " " * 2**18)
+
+
+def scrambled(text):
+    return "LogEncryption" + base64.b64encode(bytes(byte ^ KEY for byte in text)).decode()
 
 
 def start(*arguments, **options):
@@ -42,6 +61,13 @@ class Checks(Case):
         self.assertEqual(done.stderr.count("\n"), 1 if err else 0, done)
         self.assertNotIn("\x1b", done.stdout + done.stderr)
         return done
+
+
+    def look(self, text, status, *arguments, **options):
+        """Runs status until it prints the text; then checks the exit status."""
+        seen = []
+        poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options)) or seen[-1].stdout))
+        self.assertEqual((seen[-1].returncode, seen[-1].stderr), (status, ""))
 
 
 class Real(Checks):
@@ -108,12 +134,6 @@ class Real(Checks):
                 self.assertRegex(follower.stdout.readline(), "cut short\n")
                 self.assertRegex(follower.stdout.readline(), "PeerClosedError|not sent by")
                 follower.kill()
-
-    def look(self, text, status, *arguments, **options):
-        """Runs status until it prints the text; then checks the exit status."""
-        seen = []
-        poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options)) or seen[-1].stdout))
-        self.assertEqual((seen[-1].returncode, seen[-1].stderr), (status, ""))
 
     def test_status(self):
         configure({"defaultUrl": [Site((0, 200), (0, 503), (60, 200)).url, URLS[0]]})
@@ -242,6 +262,56 @@ class Alone(Checks):
             self.assertEqual(patient.wait(DEADLINE), 0)
             configure({"defaultUrl": URLS})
             self.check(["check"], 1, "the running daemon has another configuration; restart it\n")
+
+    def test_log_of_input(self):
+        """Rows: the arguments, the log, and what is printed of it."""
+        tricky = bytes(byte ^ KEY for byte in base64.b64decode("LogEncryptionAAA")) + b"\\"
+        far, near = line("far", age=47), line("near", age=3)
+        east, west = (time.strftime(f"%Y-%m-%dT%H:%M:%S{zone}:00", time.gmtime(time.time() + 3600 * (hours - 20)))
+                      for zone, hours in (("+14", 14), ("-12", -12)))
+        cut = long("forged")
+        rows = (
+            ([], "\u202e\n", "\\u{202E}\n"), ([], "a\nb", "a\nb"),
+            (["-n1"], "a\n\nb", "b"), (["-n2"], "a\n\n\n", "\n\n"),
+            ([], scrambled(b"\\") + scrambled(tricky), r"\\\x07\xA1-\xB4\xE3\xDB\x8F\xF1\x81\xB5))\\"),
+            ([], "LogEncryptionabcde\n", "LogEncryptionabcde\n"),
+            ([], cut, cut[:2**20] + "\n(continued) " + cut[2**20:]),
+            (["--level", "warning"], line("x", "Qinfo") + near, near),
+            (["--since", "2h"], far + near, ""), (["--since", "4h"], far + near, near),
+            (["--since", "1d"], far + near, near), (["--since", "2d"], far + near, far + near),
+            (["--since", east], far + near, near), (["--since", west], far + near, near),
+        )
+        for arguments, content, shown in rows:
+            done = quillonctl("log", "-", *arguments, input=content, env=os.environ | {"TZ": "Asia/Tokyo"})
+            self.assertEqual(done.stdout, shown, arguments)
+
+    def test_tail_of_long_log(self):
+        """It takes not much longer than the whole log, and begins with a whole line."""
+        Path(f"{TMP}/log").write_text(line("x" * 80) * 160000, "utf-8")
+        seconds = []
+        for arguments in ([], ["-n", "100000"], ["-n", "1000000"]):
+            before = os.times().children_user
+            seen = quillonctl("log", f"{TMP}/log", *arguments).stdout
+            seconds.append(os.times().children_user - before)
+            self.assertTrue(seen.startswith("[qWarning"))
+        self.assertLess(max(seconds), 3 * seconds[0] + 1)
+
+    def test_written_log(self):
+        """Rows: the log, and what status shows of it."""
+        probe, none = line('sendHealthInfo url : "LogEncryptionAAAA"', "Debug"), line(f"{STATUS}  0 --------")
+        tls, failed = line('TLS:  "Expired"'), line('Failed:  0 x "No"')
+        rows = (
+            (probe + tls + failed + none, "no HTTP response (No: Expired), 2"),
+            (probe + tls + failed + none + probe + failed + none, "no HTTP response (No), 2"),
+            (probe + long(f"{STATUS}  200 --------"), "pending"),
+            (probe + line('server-url=  "x"') + none, "none since this server was chosen\n"),
+            (probe + line("local socket error :  QLocalSocket::PeerClosedError"), "24 hours: none\n"),
+            (line("early", age=25) + line("late 1", age=23) + line('late 2 "x"'), "24 hours:\n     2  late\n"),
+        )
+        os.makedirs(FOLDER)
+        for content, shown in rows:
+            Path(LOG).write_text(content, "utf-8")
+            self.check(["status"], 3, shown)
 
     def test_check(self):
         rows = (

@@ -21,7 +21,7 @@ struct Options
 
     bool follow = false;
     std::optional<int> lines; ///< how many of the last lines; nothing means all
-    std::optional<LogText::Level> level; ///< nothing means all
+    std::optional<LogLine::Level> level; ///< nothing means all
     QByteArray since; ///< in the log's time format; empty means no limit
 };
 

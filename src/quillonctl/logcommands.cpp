@@ -26,21 +26,35 @@ constexpr char kBold[] = "\x1b[1m";
 constexpr char kPlain[] = "\x1b[0m";
 
 /// Returns what to print for the next bytes of a log; they are empty at the end of the log.
-using Show = std::function<QByteArray(const QByteArray &bytes)>;
+using Renderer = std::function<QByteArray(const QByteArray &bytes)>;
 
-/// Shows the last lines of the log up to its present end, then everything that follows.
-Show tailOf(const Show &show, int count)
+/// The last lines of the text, at most 16 MiB; never a part of a line.
+QByteArray lastLines(const QByteArray &text, int count)
+{
+    int start = text.size();
+    for (int line = 0; line < count && start > 0; ++line) {
+        const int before = start == 1 ? 0 : text.lastIndexOf('\n', start - 2) + 1;
+        if (text.size() - before > kMaxHeldBytes)
+            break;
+        start = before;
+    }
+    return text.mid(start);
+}
+
+/// Renders the last lines of the log up to its present end, then everything that follows.
+Renderer tailOf(const Renderer &render, int count)
 {
     return [=, held = QByteArray(), isOver = false](const QByteArray &bytes) mutable {
         if (isOver)
-            return show(bytes);
-        held = (held + show(bytes)).right(kMaxHeldBytes);
-        int start = held.size();
-        for (int line = 0; line < count && start > 0; ++line)
-            start = start == 1 ? 0 : held.lastIndexOf('\n', start - 2) + 1;
-        held.remove(0, start);
+            return render(bytes);
+        held += render(bytes);
         isOver = bytes.isEmpty();
-        return isOver ? std::exchange(held, {}) : QByteArray();
+        if (isOver)
+            return lastLines(std::exchange(held, {}), count);
+        // Not for each piece: that would take quadratic time.
+        if (held.size() > 2 * kMaxHeldBytes)
+            held = lastLines(held, count);
+        return QByteArray();
     };
 }
 
@@ -55,7 +69,7 @@ void reportAbsence(const QString &path)
         Output::complain(missing + "; waiting");
 }
 
-ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, const Show &show)
+ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, const Renderer &render)
 {
     if (follows)
         reportAbsence(path);
@@ -63,7 +77,7 @@ ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, con
     for (QByteArray bytes;;) {
         if (!isOpen || !(follows ? log.follow(bytes) : log.read(bytes)))
             return Output::conclude(Output::unreadable(path, errno), json);
-        if (!Output::print(show(bytes)))
+        if (!Output::print(render(bytes)))
             return ExitStatus::Done;
         pollfd output = {STDOUT_FILENO, 0, 0}; // reports when the reader has left
         if (bytes.isEmpty() && (!follows || ::poll(&output, 1, kPollMilliseconds) > 0))
@@ -119,12 +133,12 @@ ExitStatus Commands::log(const Options &options)
 {
     const QString path = options.argument.value_or(Paths::logFile);
     LogFile log(path);
-    LogRenderer renderer(options.level.value_or(LogText::Level::Debug), options.since);
-    const Show show = [&](const QByteArray &bytes) {
+    LogRenderer renderer(options.level.value_or(LogLine::Level::Debug), options.since);
+    const Renderer render = [&](const QByteArray &bytes) {
         return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
     };
     return print(log, path, options.follow, false,
-                 options.lines ? tailOf(show, *options.lines) : show);
+                 options.lines ? tailOf(render, *options.lines) : render);
 }
 
 ExitStatus Commands::monitor(const Options &options)

@@ -1,6 +1,5 @@
 #include "logevents.h"
 
-#include "logencryption.h"
 #include "logmessages.h"
 #include "protocol.h"
 
@@ -9,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -60,7 +60,7 @@ QByteArray labelOf(const QByteArray &text)
 QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 {
     QVector<LogEvent> events;
-    const QVector<QByteArray> lines = LogText::takeLines(m_pending += bytes);
+    const QVector<QByteArray> lines = m_lines.add(bytes);
     for (const QByteArray &line : lines)
         take(line, events);
     return events;
@@ -68,7 +68,7 @@ QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 
 void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
 {
-    const auto head = LogText::headOf(line);
+    const auto head = LogLine::headOf(line);
     if (head)
         m_head = head;
     const QByteArray text = head ? line.mid(head->textStart) : line;
@@ -79,8 +79,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
         return;
 
     noteChoice(text);
-    if (text.startsWith(LogMessages::requestFailed))
-        m_failure = Output::escaped(quoted(text).replace("\\\"", "\""));
+    noteFailure(text);
     for (const Pattern &pattern : kPatterns) {
         // A message may begin with line feeds, which are separate lines in the log.
         const QByteArray start = pattern.message + std::strspn(pattern.message, "\n");
@@ -91,8 +90,20 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
             fill(event, text, text.mid(start.size()));
         events.append(event);
     }
-    if (head && head->level >= LogText::Level::Warning)
+    if (head && head->level >= LogLine::Level::Warning)
         events.append({LogEvent::Warning, head->time, labelOf(text), -1, {}});
+}
+
+/// The errors of the TLS handshake precede the failure of the request.
+void LogEvents::noteFailure(const QByteArray &text)
+{
+    const QByteArray reason = Output::escaped(quoted(text).replace("\\\"", "\""));
+    if (text.startsWith(LogMessages::tlsFault))
+        m_tlsErrors = reason;
+    if (!text.startsWith(LogMessages::requestFailed))
+        return;
+    const QByteArray errors = std::exchange(m_tlsErrors, {});
+    m_failure = errors.isEmpty() ? reason : reason + ": " + errors;
 }
 
 /// Queues the index: the daemon logs all messages of a write before it acts on the first.
@@ -102,10 +113,8 @@ void LogEvents::noteChoice(const QByteArray &text)
         m_choices.clear();
     if (!text.startsWith(LogMessages::frame))
         return;
-    const QByteArray base64 = quoted(text).mid(encryptedIdentity.size());
     const QJsonObject message =
-        QJsonDocument::fromJson(LogEncryption::decryptionMessage(QByteArray::fromBase64(base64)))
-            .object();
+        QJsonDocument::fromJson(LogText::unscrambled(quoted(text))).object();
     if (Protocol::numberIn(message.value(Protocol::typeName)) == Protocol::ChooseServer)
         m_choices.append(Protocol::numberIn(message.value(Protocol::serverIndexName)));
 }
@@ -117,6 +126,7 @@ void LogEvents::fill(LogEvent &event, const QByteArray &text, const QByteArray &
     case LogEvent::Start:
     case LogEvent::Probe:
         m_failure.clear();
+        m_tlsErrors.clear();
         event.text = quoted(LogText::inClear(value));
         break;
     case LogEvent::Outcome:

@@ -35,12 +35,14 @@ public:
 
 private:
     void take(const QByteArray &line, QVector<LogEvent> &events);
+    void noteFailure(const QByteArray &text);
     void noteChoice(const QByteArray &text);
     void fill(LogEvent &event, const QByteArray &text, const QByteArray &value);
 
-    QByteArray m_pending;
-    std::optional<LogText::Head> m_head; // of the message that the line belongs to
+    LogLines m_lines;
+    std::optional<LogLine::Head> m_head; // of the message that the line belongs to
     QVector<int> m_choices; // in the client's last write; the daemon has not acted on them yet
+    QByteArray m_tlsErrors; // of the request that fails next
     QByteArray m_failure; // of the last request
 };
 

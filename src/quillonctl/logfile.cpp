@@ -35,7 +35,11 @@ bool LogFile::open()
 
 void LogFile::skipToEnd() const
 {
-    ::lseek(m_descriptor, 0, SEEK_END);
+    off_t end = ::lseek(m_descriptor, 0, SEEK_END);
+    char last = '\n';
+    while (end > 0 && ::pread(m_descriptor, &last, 1, end - 1) == 1 && last != '\n')
+        --end;
+    ::lseek(m_descriptor, end, SEEK_SET);
 }
 
 bool LogFile::read(QByteArray &bytes)

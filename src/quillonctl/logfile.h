@@ -19,7 +19,8 @@ public:
     /// errno; ENOTSUP when something other than a file is where the daemon writes its log.
     bool open();
 
-    /// Does nothing while no log is open.
+    /// Continues after the last complete line: the daemon may be writing another, and the rest of
+    /// that could look like a message. Does nothing while no log is open.
     void skipToEnd() const;
 
     /// Reads the next bytes, at most 64 KiB; none at the end. Blocks on a pipe.

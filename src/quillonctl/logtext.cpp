@@ -1,7 +1,6 @@
 #include "logtext.h"
 
 #include "logencryption.h"
-#include "logmessages.h"
 #include "output.h"
 
 #include <QDateTime>
@@ -12,33 +11,22 @@
 namespace {
 
 constexpr int kMaxLineBytes = 1024 * 1024;
-constexpr char kTimeFormat[] = "yyyy-MM-dd hh:mm:ss";
-constexpr char kTimeShape[] = "0000-00-00 00:00:00";
-constexpr int kTimeSize = sizeof kTimeShape - 1;
+constexpr char kContinued[] = "(continued) ";
 
 struct LevelName
 {
-    LogText::Level level = LogText::Level::Debug;
-    const char *tag = "";
+    LogLine::Level level = LogLine::Level::Debug;
     const char *name = "";
     const char *alias = name;
 };
 
 const LevelName kLevels[] = {
-    {LogText::Level::Debug, LogMessages::tags[QtDebugMsg], "debug"},
-    {LogText::Level::Info, LogMessages::tags[QtInfoMsg], "info"},
-    {LogText::Level::Warning, LogMessages::tags[QtWarningMsg], "warning", "warn"},
-    {LogText::Level::Critical, LogMessages::tags[QtCriticalMsg], "critical", "error"},
-    {LogText::Level::Fatal, LogMessages::tags[QtFatalMsg], "fatal"},
+    {LogLine::Level::Debug, "debug"},
+    {LogLine::Level::Info, "info"},
+    {LogLine::Level::Warning, "warning", "warn"},
+    {LogLine::Level::Critical, "critical", "error"},
+    {LogLine::Level::Fatal, "fatal"},
 };
-
-bool isTime(const QByteArray &text)
-{
-    const auto fits = [](char byte, char shape) {
-        return shape == '0' ? byte >= '0' && byte <= '9' : byte == shape;
-    };
-    return std::equal(text.cbegin(), text.cend(), kTimeShape, kTimeShape + kTimeSize, fits);
-}
 
 bool isBase64(char byte)
 {
@@ -46,25 +34,21 @@ bool isBase64(char byte)
            || (byte >= '0' && byte <= '9') || byte == '+' || byte == '/';
 }
 
-/// The base64 text that begins there; empty unless it is complete.
-QByteArray base64At(const QByteArray &line, int start)
+/// Where the scrambled text that begins at the position would end. The base64 can contain the
+/// letters of the marker by chance, so another marker does not end it.
+int endOfScrambled(const QByteArray &line, int start)
 {
-    // The marker consists of base64 letters too. Ending at the next one also keeps the time
-    // linear in a line of markers, which a server can place in an error text.
-    const int next = line.indexOf(encryptedIdentity.data(), start);
-    const int limit = next < 0 ? line.size() : next;
     int end = start;
-    while (end < limit && isBase64(line.at(end)))
+    while (end < line.size() && isBase64(line.at(end)))
         ++end;
-    for (int padding = 0; padding < 2 && end < limit && line.at(end) == '='; ++padding)
+    for (int padding = 0; padding < 2 && end < line.size() && line.at(end) == '='; ++padding)
         ++end;
-    const QByteArray run = line.mid(start, end - start);
-    return QByteArray::fromBase64(run).toBase64() == run ? run : QByteArray();
+    return end;
 }
 
 } // namespace
 
-std::optional<LogText::Level> LogText::levelNamed(const QString &name)
+std::optional<LogLine::Level> LogText::levelNamed(const QString &name)
 {
     for (const LevelName &known : kLevels) {
         if (name == QLatin1String(known.name) || name == QLatin1String(known.alias))
@@ -75,73 +59,72 @@ std::optional<LogText::Level> LogText::levelNamed(const QString &name)
 
 QByteArray LogText::timeText(const QDateTime &time)
 {
-    return time.toString(QLatin1String(kTimeFormat)).toUtf8();
+    return LogLine::timeText(time.toSecsSinceEpoch()).data();
 }
 
 QJsonValue LogText::jsonTime(const QByteArray &time)
 {
-    const auto local = QDateTime::fromString(QString::fromLatin1(time), QLatin1String(kTimeFormat));
+    const auto local =
+        QDateTime::fromString(QString::fromLatin1(time), QLatin1String(LogLine::kTimeFormat));
     // Qt writes the offset only for a time that has an explicit one.
     return Output::orNull(
         local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate).toUtf8());
 }
 
-std::optional<LogText::Head> LogText::headOf(const QByteArray &line)
+QByteArray LogText::unscrambled(const QByteArray &text)
 {
-    for (const LevelName &known : kLevels) {
-        const QByteArray time = line.mid(int(qstrlen(known.tag)), kTimeSize);
-        if (!line.startsWith(known.tag) || !isTime(time))
-            continue;
-        const int bracket = line.indexOf("] ", line.indexOf(" line:"));
-        return Head{known.level, time, bracket < 0 ? line.size() : bracket + 2};
-    }
-    return {};
+    if (!text.startsWith(encryptedIdentity.data()))
+        return {};
+    const QByteArray base64 = text.mid(encryptedIdentity.size());
+    const QByteArray bytes = QByteArray::fromBase64(base64);
+    return bytes.toBase64() == base64 ? LogEncryption::decryptionMessage(bytes) : QByteArray();
 }
 
 QByteArray LogText::inClear(const QByteArray &line)
 {
     QByteArray shown;
     int done = 0;
-    for (int at = line.indexOf(encryptedIdentity.data()); at >= 0;
-         at = line.indexOf(encryptedIdentity.data(), at)) {
-        const QByteArray base64 = base64At(line, at + encryptedIdentity.size());
-        const int before = at;
-        at += encryptedIdentity.size() + base64.size();
-        if (base64.isEmpty())
-            continue;
-        QByteArray text = LogEncryption::decryptionMessage(QByteArray::fromBase64(base64));
-        shown += Output::escaped(line.mid(done, before - done))
-                 + Output::escaped(text.replace('\\', "\\\\"));
-        done = at;
+    for (int start = 0; (start = line.indexOf(encryptedIdentity.data(), start)) >= 0;) {
+        const int end = endOfScrambled(line, start);
+        const QByteArray text = unscrambled(line.mid(start, end - start));
+        if (!text.isEmpty()) {
+            shown += Output::escaped(line.mid(done, start - done))
+                     + Output::escaped(QByteArray(text).replace('\\', "\\\\"));
+            done = end;
+        }
+        start = end;
     }
     return shown + Output::escaped(line.mid(done));
 }
 
-QVector<QByteArray> LogText::takeLines(QByteArray &bytes)
+QVector<QByteArray> LogLines::add(const QByteArray &bytes)
 {
     QVector<QByteArray> lines;
     int start = 0;
-    for (int end = bytes.indexOf('\n'); end >= 0; end = bytes.indexOf('\n', start)) {
-        lines.append(bytes.mid(start, end - start));
+    m_pending += bytes;
+    for (int end = m_pending.indexOf('\n'); end >= 0; end = m_pending.indexOf('\n', start)) {
+        lines.append(m_pending.mid(start, end - start));
         start = end + 1;
     }
-    for (; bytes.size() - start > kMaxLineBytes; start += kMaxLineBytes)
-        lines.append(bytes.mid(start, kMaxLineBytes));
-    bytes.remove(0, start);
+    m_pending.remove(0, start);
+    while (m_pending.size() > kMaxLineBytes) {
+        lines.append(m_pending.left(kMaxLineBytes));
+        m_pending.replace(0, kMaxLineBytes, kContinued);
+    }
     return lines;
 }
 
-LogRenderer::LogRenderer(LogText::Level level, QByteArray since)
+LogRenderer::LogRenderer(LogLine::Level level, QByteArray since)
     : m_level(level)
     , m_since(std::move(since))
-    , m_isShown(level == LogText::Level::Debug && m_since.isEmpty())
+    , m_isShown(level == LogLine::Level::Debug && m_since.isEmpty())
 {
 }
 
 QByteArray LogRenderer::add(const QByteArray &bytes)
 {
     QByteArray text;
-    const QVector<QByteArray> lines = LogText::takeLines(m_pending += bytes);
+    const QVector<QByteArray> lines = m_lines.add(bytes);
     for (const QByteArray &line : lines) {
         if (shows(line))
             text += LogText::inClear(line) + '\n';
@@ -151,12 +134,12 @@ QByteArray LogRenderer::add(const QByteArray &bytes)
 
 QByteArray LogRenderer::rest()
 {
-    return shows(m_pending) ? LogText::inClear(m_pending) : QByteArray();
+    return shows(m_lines.rest()) ? LogText::inClear(m_lines.rest()) : QByteArray();
 }
 
 bool LogRenderer::shows(const QByteArray &line)
 {
-    if (const auto head = LogText::headOf(line))
+    if (const auto head = LogLine::headOf(line))
         m_isShown = head->level >= m_level && head->time >= m_since;
     return m_isShown;
 }

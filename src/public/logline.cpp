@@ -1,0 +1,78 @@
+#include "logline.h"
+
+#include "logmessages.h"
+
+#include <QString>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// By QtMsgType.
+constexpr std::array<LogLine::Level, LogMessages::tags.size()> kLevels{
+    LogLine::Level::Debug, LogLine::Level::Warning, LogLine::Level::Critical, LogLine::Level::Fatal,
+    LogLine::Level::Info};
+
+const char *baseName(const char *file)
+{
+    if (file == nullptr)
+        return "";
+    const char *slash = std::strrchr(file, '/');
+    return slash == nullptr ? file : slash + 1;
+}
+
+bool isDigit(char byte)
+{
+    return byte >= '0' && byte <= '9';
+}
+
+bool isTime(const QByteArray &text)
+{
+    const auto fits = [](char byte, char format) {
+        return format >= 'A' ? isDigit(byte) : byte == format;
+    };
+    const char *const end = LogLine::kTimeFormat + LogLine::kTimeSize;
+    return std::equal(text.cbegin(), text.cend(), LogLine::kTimeFormat, end, fits);
+}
+
+} // namespace
+
+LogLine::Time LogLine::timeText(std::time_t second)
+{
+    Time text{};
+    std::tm local = {};
+    ::localtime_r(&second, &local);
+    if (std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) == 0)
+        text.front() = '\0';
+    return text;
+}
+
+std::string LogLine::compose(QtMsgType type, const char *time, const QMessageLogContext &context,
+                             const QString &message)
+{
+    constexpr size_t headBytes = 96; // roughly
+    const QByteArray text = message.toUtf8();
+    const auto textBytes = static_cast<size_t>(text.size());
+    std::string line;
+    line.reserve(headBytes + textBytes);
+    line.append(LogMessages::tags.at(type)).append(time);
+    line.append(":").append(baseName(context.file));
+    line.append(" line:").append(std::to_string(context.line)).append("] ");
+    line.append(text.constData(), textBytes).push_back('\n');
+    return line;
+}
+
+std::optional<LogLine::Head> LogLine::headOf(const QByteArray &line)
+{
+    for (size_t type = 0; type < LogMessages::tags.size(); ++type) {
+        const char *const tag = LogMessages::tags.at(type);
+        if (!line.startsWith(tag))
+            continue;
+        const QByteArray time = line.mid(static_cast<int>(qstrlen(tag)), kTimeSize);
+        const int bracket = line.indexOf("] ", line.indexOf(" line:"));
+        if (isTime(time))
+            return Head{kLevels.at(type), time, bracket < 0 ? line.size() : bracket + 2};
+    }
+    return {};
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <array>
+#include <ctime>
+#include <optional>
+#include <string>
+
+class QMessageLogContext;
+class QString;
+
+/// The grammar of the daemon's log: "[Debug:2026-11-25 10:00:00:main.cpp line:7] text". A text with
+/// line feeds continues on lines without a head. Pure; takes any bytes.
+namespace LogLine {
+
+enum class Level { Debug, Info, Warning, Critical, Fatal };
+
+inline constexpr char kTimeFormat[] = "yyyy-MM-dd hh:mm:ss"; ///< of QDateTime
+inline constexpr int kTimeSize = sizeof kTimeFormat - 1;
+
+/// A text that ends with a NUL. Comparing two of these texts compares the times.
+using Time = std::array<char, kTimeSize + 1>;
+
+/// The local time; empty for a year of more than four digits.
+Time timeText(std::time_t second);
+
+/// The line for a message, with its line feed.
+/// @param time see timeText()
+std::string compose(QtMsgType type, const char *time, const QMessageLogContext &context,
+                    const QString &message);
+
+struct Head
+{
+    Level level;
+    QByteArray time; ///< see timeText()
+    int textStart; ///< where in the line the text begins
+};
+
+/// The head of a message; nothing when the line continues the one before.
+std::optional<Head> headOf(const QByteArray &line);
+
+} // namespace LogLine
