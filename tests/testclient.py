@@ -146,7 +146,10 @@ class Real(Checks):
             self.look('"serverIndex":1', 1, "--json", *PATIENT)
             self.look("2  warning: http nStatus\n", 1, *PATIENT)
             os.remove(CONF)
-            self.look("File:        cannot read", 1, *PATIENT)
+            self.look(f"File:        {CONF}: missing\n", 1, *PATIENT)
+            configure('{"defaultUrl":')
+            self.look(BROKEN, 1, *PATIENT)
+            self.check(["check"], 1, BROKEN)
             configure({"defaultUrl": URLS})
             self.look(OTHER, 1, *PATIENT)
             self.assertIn(OTHER, quillonctl("check", f"/{CONF}").stdout)
@@ -260,6 +263,8 @@ class Alone(Checks):
         self.assertGreater(time.monotonic(), begun + 0.9)
         with start("show", "--wait", *PATIENT) as patient, Daemon():
             self.assertEqual(patient.wait(DEADLINE), 0)
+            self.look("missing; see the example in 'man quillon-agent.json'", 1, *PATIENT)
+            self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
             configure({"defaultUrl": URLS})
             self.check(["check"], 1, "the running daemon has another configuration; restart it\n")
 
@@ -315,7 +320,8 @@ class Alone(Checks):
 
     def test_check(self):
         rows = (
-            ("", "not valid JSON"), ("{}", "no member"), ("[1]", "not an object"),
+            ("", "line 1, column 1: unexpected end"), ('{\n "é": [1, ]}', "line 2, column 11: unexpected ']'"),
+            ('{"a": "x}', "column 10: unexpected end"), ("{}", "no member"), ("[1]", "not an object"),
             ({"confDefault": 1}, "confDefault: not true or false: false is used"),
             ({"confDefaultIndex": 1.5}, "confDefaultIndex: not a whole number"),
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),
@@ -325,6 +331,10 @@ class Alone(Checks):
             ({"defaultUrl": ["https://h:99999"]}, "not a valid"), ({"defaultUrl": [""]}, "not a valid"),
             ({"defaultUrl": ["https://http://h"]}, "two schemes"),
             ({"confDefault": False, "confCustomUrl": "http://h"}, "two schemes"),
+            ('{"defaultUrl": ["https://h", "http://u@%s:1/"]}' % ("\u0301" * 400000), "entry 1: the host has more"),
+            ({"defaultUrl": ["http://h/"]}, "Wrong:\n  defaultUrl: entry 0: a slash at the end"),
+            ({"defaultUrl": ["http://h?x"]}, "entry 0: a query"),
+            ({"healthPath": "v1/health", "defaultUrl": ["http://h:1"]}, "Wrong:\n  healthPath: no slash at the start"),
             ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
             ({"healthPath": "/health/"}, "times out"), ('{"healthPath":"","healthPath":""}', "appears twice"),
             ({"confDefault": False}, "confCustomUrl: empty, but in use\n"), ({"defaultUrl": URLS}, None),

@@ -24,6 +24,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds kDaemonTimeout{1000};
+constexpr int kMaxHostSize = 253; // the limit of DNS
 
 struct Report
 {
@@ -71,18 +72,54 @@ void compareMembers(const QJsonObject &written, Report &report)
     }
 }
 
-/// Checks whether a probe of this base URL can succeed.
-void checkUrl(const QString &base, QLatin1String member, const QByteArray &label, Report &report)
+/// The host in the text. QUrl would need minutes for a long one.
+QString hostIn(const QString &base)
+{
+    static const QRegularExpression authority(QStringLiteral("^[^/?#]*//(?:[^/?#]*@)?([^/?#]*)"));
+    static const QRegularExpression port(QStringLiteral(":\\d*$"));
+    return authority.match(base).captured(1).remove(port);
+}
+
+/// What is wrong with a server's address; empty if nothing.
+QByteArray flawOf(const QString &base)
 {
     static const QRegularExpression twoSchemes(QStringLiteral("^[^/]*://[A-Za-z][\\w+.-]*://"));
-    const QUrl url(report.probeUrl(base), QUrl::TolerantMode);
+    if (hostIn(base).size() > kMaxHostSize)
+        return "the host has more than 253 characters: its probes fail";
+    const QUrl url(base, QUrl::TolerantMode);
     const bool isHttp =
         url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
     if (!url.isValid() || !isHttp || url.host().isEmpty())
-        report.fault("bad-url", member,
-                     label + "not a valid http:// or https:// URL: its probes fail");
-    else if (twoSchemes.match(base).hasMatch())
-        report.fault("bad-url", member, label + "two schemes: its probes fail");
+        return "not a valid http:// or https:// URL: its probes fail";
+    if (twoSchemes.match(base).hasMatch())
+        return "two schemes: its probes fail";
+    if (url.hasQuery() || url.hasFragment())
+        return "a query or a fragment, and healthPath becomes part of it";
+    return base.endsWith(QLatin1Char('/')) ? "a slash at the end, and healthPath adds another" : "";
+}
+
+void checkAddress(const QString &base, QLatin1String member, const QByteArray &label,
+                  Report &report)
+{
+    const QByteArray flaw = flawOf(base);
+    if (!flaw.isEmpty())
+        report.fault("bad-url", member, label + flaw);
+}
+
+void checkHealthPath(Report &report)
+{
+    const QString path = report.map.value(healthPathName).toString();
+    if (!path.isEmpty() && !path.startsWith(QLatin1Char('/'))) {
+        report.fault("bad-path", healthPathName,
+                     "no slash at the start: the probe goes to another host");
+        return;
+    }
+    // Without a path, the address can have it.
+    const QString base =
+        path.isEmpty() ? ServerConf::serverUrl(report.map) : QStringLiteral("http://h");
+    if (hostIn(base).size() <= kMaxHostSize && !HealthProbe::isReply(QUrl(report.probeUrl(base))))
+        report.fault("no-probe", healthPathName,
+                     "the path of the probe URL does not end in /health: every probe times out");
 }
 
 /// Checks all default servers, because any local program may choose any of them.
@@ -95,14 +132,14 @@ void checkAddresses(Report &report)
         if (servers.at(index).type() != QVariant::String)
             report.fault("mistyped", defaultUrlName, entry + "not a string", server);
         else
-            checkUrl(server, defaultUrlName, entry, report);
+            checkAddress(server, defaultUrlName, entry, report);
     }
     if (report.map.value(confDefaultName).toBool())
         return;
     if (report.map.value(confCustomUrlName).toString().isEmpty())
         report.fault("no-address", confCustomUrlName, "empty, but in use");
     else
-        checkUrl(ServerConf::serverUrl(report.map), confCustomUrlName, {}, report);
+        checkAddress(ServerConf::serverUrl(report.map), confCustomUrlName, {}, report);
 }
 
 void checkIndices(const QJsonObject &written, Report &report)
@@ -121,13 +158,10 @@ void checkIndices(const QJsonObject &written, Report &report)
 
 Report reportOn(const QByteArray &content)
 {
-    const ServerConf::Parsed parsed = ServerConf::parse(content);
     const QJsonDocument document = QJsonDocument::fromJson(content);
-    Report report{parsed.map, {}, {}, {}};
+    Report report{ServerConf::parse(content).map, {}, {}, {}};
     if (report.map.isEmpty()) {
-        report.fault("no-configuration", {},
-                     document.isNull() ? "not valid JSON: " + parsed.error.toUtf8()
-                                       : "empty: it has no member");
+        report.fault("no-configuration", {}, Configuration::faultIn(content));
         return report;
     }
     if (!document.isObject())
@@ -137,10 +171,7 @@ Report reportOn(const QByteArray &content)
     compareMembers(document.object(), report);
     checkIndices(document.object(), report);
     checkAddresses(report);
-    const QString probeUrl = report.probeUrl(ServerConf::serverUrl(report.map));
-    if (!HealthProbe::isReply(QUrl(probeUrl, QUrl::TolerantMode)))
-        report.fault("no-probe", healthPathName,
-                     "the path of the probe URL does not end in /health: every probe times out");
+    checkHealthPath(report);
     return report;
 }
 
@@ -221,8 +252,10 @@ ExitStatus Commands::check(const Options &options)
     if (path != QLatin1String("-") && QFileInfo(path) == QFileInfo(Paths::configuration)) {
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
         report.notCompared = reply.verdict.message;
-        if (reply.configuration && reply.configuration->differsFromFile().value_or(false))
-            report.fault("not-loaded", {}, reply.configuration->differenceText());
+        const FileComparison file =
+            reply.configuration ? reply.configuration->compareWithFile() : FileComparison();
+        if (file.differs.value_or(false))
+            report.fault("not-loaded", {}, file.advice);
     }
     if (!report.faults.isEmpty())
         verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};

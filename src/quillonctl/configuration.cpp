@@ -2,6 +2,7 @@
 
 #include "conffile.h"
 #include "confkeys.h"
+#include "jsontext.h"
 #include "output.h"
 #include "paths.h"
 #include "serverconf.h"
@@ -21,6 +22,35 @@ bool isReply(const QJsonObject &message, const QVariantMap &map)
     return true;
 }
 
+/// Qt's other texts name what it looked for, which is often not what is missing.
+bool hasFittingText(QJsonParseError::ParseError error)
+{
+    return error == QJsonParseError::IllegalEscapeSequence
+           || error == QJsonParseError::IllegalUTF8String || error == QJsonParseError::DeepNesting;
+}
+
+/// What is wrong with a text that is not JSON, and where.
+QByteArray jsonFaultIn(const QByteArray &text)
+{
+    constexpr int longestCharacter = 4;
+    QJsonParseError error = {};
+    // One more byte, so that Qt finds something unexpected if the text ends too early.
+    QJsonDocument::fromJson(text + '\x1', &error);
+    // Qt is behind the unexpected character, unless it looked for a number.
+    const bool isBefore = error.error == QJsonParseError::IllegalNumber
+                          || error.error == QJsonParseError::TerminationByNumber;
+    const QByteArray before = text.left(isBefore ? error.offset : error.offset - 1);
+    const QByteArray line = before.mid(before.lastIndexOf('\n') + 1);
+    const QByteArray rest = text.mid(before.size(), longestCharacter);
+    QByteArray reason = "unexpected '" + QString::fromUtf8(rest).left(1).toUtf8() + '\'';
+    if (rest.isEmpty())
+        reason = "unexpected end";
+    else if (hasFittingText(error.error))
+        reason = error.errorString().toUtf8();
+    return "not valid JSON at line " + QByteArray::number(before.count('\n') + 1) + ", column "
+           + QByteArray::number(QString::fromUtf8(line).size() + 1) + ": " + reason;
+}
+
 } // namespace
 
 std::optional<Configuration> Configuration::fromMessage(const QJsonObject &message)
@@ -33,12 +63,35 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
     return {};
 }
 
-std::optional<bool> Configuration::differsFromFile() const
+QByteArray Configuration::faultIn(const QByteArray &content)
 {
-    const auto content = ConfFile(Paths::configuration).read();
+    QJsonParseError error = {};
+    const QJsonDocument document = QJsonDocument::fromJson(content, &error);
+    if (error.error != QJsonParseError::NoError)
+        return jsonFaultIn(content);
+    return JsonText::isEmpty(document) ? "empty: it has no member" : "";
+}
+
+FileComparison Configuration::compareWithFile() const
+{
+    const ConfFile file(Paths::configuration);
+    const auto content = file.read();
+    const QByteArray fault =
+        content ? faultIn(*content) : QByteArray(file.exists() ? "cannot be read" : "missing");
+    if (!fault.isEmpty() && !isLoaded())
+        return {content ? false : std::optional<bool>(),
+                fault
+                    + "; see the example in 'man quillon-agent.json', run 'quillonctl check', "
+                      "then restart the daemon"};
     if (!content)
-        return {};
-    return !(*this == Configuration(ServerConf::parse(*content).map));
+        return {{}, fault};
+    if (!fault.isEmpty())
+        return {true, fault
+                          + "; the daemon goes on with what it has loaded; repair the file before "
+                            "a restart"};
+    if (*this == Configuration(ServerConf::parse(*content).map))
+        return {false, {}};
+    return {true, differenceText()};
 }
 
 QByteArray Configuration::differenceText() const

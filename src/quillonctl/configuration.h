@@ -6,6 +6,13 @@
 #include <optional>
 #include <utility>
 
+/// How the daemon's file compares with what the daemon has loaded.
+struct FileComparison
+{
+    std::optional<bool> differs; ///< nothing when the file cannot be read
+    QByteArray advice; ///< what is wrong and what to do; empty if nothing
+};
+
 /// The server configuration as the daemon reports it, with its text and JSON forms.
 class Configuration
 {
@@ -21,11 +28,13 @@ public:
 
     bool operator==(const Configuration &other) const { return toJson() == other.toJson(); }
 
-    /// Whether the daemon's file has another configuration; nothing when it cannot be read.
-    std::optional<bool> differsFromFile() const;
+    /// Why the daemon loads nothing from this content of a file; empty when it loads it.
+    static QByteArray faultIn(const QByteArray &content);
 
-    /// Says that the file differs from this configuration of the daemon, and what to do.
-    QByteArray differenceText() const;
+    /// False when the daemon runs without a configuration.
+    bool isLoaded() const { return !m_map.isEmpty(); }
+
+    FileComparison compareWithFile() const;
 
     /// The base URL that the daemon uses; empty when it has none.
     QString serverInUse() const;
@@ -43,5 +52,7 @@ public:
     QByteArray toText() const;
 
 private:
+    QByteArray differenceText() const;
+
     QVariantMap m_map;
 };

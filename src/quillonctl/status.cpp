@@ -19,7 +19,7 @@ constexpr int kCountWidth = 6;
 struct Report
 {
     Reply reply;
-    std::optional<bool> fileDiffers; ///< from what the daemon reports; nothing when unknown
+    FileComparison file; ///< with what the daemon reports
 
     QByteArray version; ///< of the last start in the log; empty if there is none
     QByteArray startTime; ///< of the daemon; empty when it is unknown
@@ -27,6 +27,11 @@ struct Report
     LastProbe probe;
     QJsonObject warnings; ///< of the last 24 hours: how many of each kind
     QByteArray logFault; ///< why the log says nothing about the daemon; else empty
+
+    bool hasNoConfiguration() const
+    {
+        return reply.configuration && !reply.configuration->isLoaded();
+    }
 };
 
 void add(const LogEvent &event, const QByteArray &yesterday, Report &report)
@@ -66,7 +71,7 @@ Report look(const Options &options)
     Report report;
     report.reply = DaemonClient::ask(QDeadlineTimer(options.timeout), options.wait);
     if (report.reply.configuration)
-        report.fileDiffers = report.reply.configuration->differsFromFile();
+        report.file = report.reply.configuration->compareWithFile();
     readLog(report); // last, so that the log contains our request
     if (report.reply.process == 0)
         return report;
@@ -76,10 +81,10 @@ Report look(const Options &options)
     if (report.logFault.isEmpty() && report.lastTime < LogText::timeText(logged.addSecs(-1)))
         report.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
     report.startTime = LogText::timeText(listening);
-    if (!report.logFault.isEmpty()) {
+    if (!report.logFault.isEmpty())
         report.version.clear();
+    if (!report.logFault.isEmpty() || report.hasNoConfiguration())
         report.probe = {};
-    }
     return report;
 }
 
@@ -87,6 +92,8 @@ Verdict verdictOf(const Report &report)
 {
     if (!report.reply.verdict.isDone())
         return report.reply.verdict;
+    if (report.hasNoConfiguration())
+        return {ExitStatus::Failed, "no-configuration", "the daemon has no configuration"};
     Verdict verdict = report.probe.verdict(ExitStatus::Failed);
     if (!report.logFault.isEmpty())
         verdict.message = report.logFault;
@@ -111,10 +118,10 @@ QByteArray textOf(const Report &report)
     const QByteArray path = Paths::configuration.data();
     QByteArray text = "Daemon:      " + daemonText(report) + "\nServer:      "
                       + (configuration ? configuration->serverText() : "unknown");
-    if (report.fileDiffers.value_or(false))
-        text += "\nFile:        " + path + ": " + configuration->differenceText();
-    if (configuration && !report.fileDiffers)
-        text += "\nFile:        cannot read " + path;
+    if (!report.file.advice.isEmpty())
+        text += "\nFile:        " + path + ": " + Output::escaped(report.file.advice);
+    if (report.hasNoConfiguration())
+        return text + "\nLast probe:  none, because the daemon has no configuration\n";
     text += "\nLast probe:  "
             + (report.logFault.isEmpty() ? report.probe.toText()
                                          : "unknown: " + Output::escaped(report.logFault));
@@ -148,7 +155,8 @@ QJsonObject jsonOf(const Report &report)
         {{QStringLiteral("daemon"), daemonJson(report)},
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
          {QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index},
-         {QStringLiteral("fileDiffers"), report.fileDiffers ? *report.fileDiffers : QJsonValue()},
+         {QStringLiteral("fileDiffers"), report.file.differs ? *report.file.differs : QJsonValue()},
+         {QStringLiteral("fileFault"), Output::orNull(report.file.advice)},
          {QStringLiteral("lastProbe"), report.probe.toJson()},
          {QStringLiteral("logFault"), Output::orNull(report.logFault)},
          {QStringLiteral("warnings"), report.lastTime.isEmpty() ? QJsonValue() : report.warnings}});
