@@ -47,7 +47,6 @@ class Docs(Case):
             (members, set(re.findall(r"^\.It Ic (\w+)", file, re.M))),
             (members, set(re.findall(r"^(\w+)  ", text("doc/examples/README"), re.M))),
             (members, {"healthPath"} | set(re.findall(r"^\| `(\w+)` \|", text("doc/protocol.md"), re.M))),
-            (re.findall(r"^  (\d) ", HELP, re.M), re.findall(r"^\.It (\d)", client, re.M)),
         )
         for there, described in rows:
             self.assertEqual(there, described)

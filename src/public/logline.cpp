@@ -1,5 +1,6 @@
 #include "logline.h"
 
+#include "logencryption.h"
 #include "logmessages.h"
 
 #include <QString>
@@ -25,6 +26,12 @@ const char *baseName(const char *file)
 bool isDigit(char byte)
 {
     return byte >= '0' && byte <= '9';
+}
+
+bool isBase64(char byte)
+{
+    return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') || isDigit(byte)
+           || byte == '+' || byte == '/';
 }
 
 bool isTime(const QByteArray &text)
@@ -75,4 +82,23 @@ std::optional<LogLine::Head> LogLine::headOf(const QByteArray &line)
             return Head{kLevels.at(type), time, bracket < 0 ? line.size() : bracket + 2};
     }
     return {};
+}
+
+int LogLine::endOfScrambled(const QByteArray &line, int start)
+{
+    int end = start;
+    while (end < line.size() && isBase64(line.at(end)))
+        ++end;
+    for (int padding = 0; padding < 2 && end < line.size() && line.at(end) == '='; ++padding)
+        ++end;
+    return end;
+}
+
+QByteArray LogLine::unscrambled(const QByteArray &text)
+{
+    if (!text.startsWith(encryptedIdentity.data()))
+        return {};
+    const QByteArray base64 = text.mid(encryptedIdentity.size());
+    const QByteArray bytes = QByteArray::fromBase64(base64);
+    return bytes.toBase64() == base64 ? LogEncryption::decryptionMessage(bytes) : QByteArray();
 }

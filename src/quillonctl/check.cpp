@@ -26,7 +26,7 @@ namespace {
 constexpr std::chrono::milliseconds kDaemonTimeout{1000};
 constexpr int kMaxHostSize = 253; // the limit of DNS
 
-struct Report
+struct FileFindings
 {
     QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
     QJsonArray absent; ///< members that take their default, which is normal
@@ -52,23 +52,23 @@ struct Report
     }
 };
 
-void compareMembers(const QJsonObject &written, Report &report)
+void compareMembers(const QJsonObject &written, FileFindings &findings)
 {
     const QByteArrayList byType{"", "not true or false", "not a whole number of 32 bits",
                                 "not a string", "not a list"}; // as QJsonValue::Type
-    for (auto entry = report.map.cbegin(); entry != report.map.cend(); ++entry) {
+    for (auto entry = findings.map.cbegin(); entry != findings.map.cend(); ++entry) {
         const QJsonValue used = QJsonValue::fromVariant(entry.value());
         if (!written.contains(entry.key()))
-            report.absent.append(QJsonObject{{QStringLiteral("kind"), QStringLiteral("absent")},
-                                             {QStringLiteral("member"), entry.key()},
-                                             {QStringLiteral("used"), used}});
+            findings.absent.append(QJsonObject{{QStringLiteral("kind"), QStringLiteral("absent")},
+                                               {QStringLiteral("member"), entry.key()},
+                                               {QStringLiteral("used"), used}});
         else if (written.value(entry.key()) != used)
-            report.fault("mistyped", entry.key(), byType.value(used.type()), used);
+            findings.fault("mistyped", entry.key(), byType.value(used.type()), used);
     }
     const QStringList names = written.keys();
     for (const QString &name : names) {
-        if (!report.map.contains(name))
-            report.fault("unknown", name, "not known: ignored, and removed by the next choice");
+        if (!findings.map.contains(name))
+            findings.fault("unknown", name, "not known: ignored, and removed by the next choice");
     }
 }
 
@@ -99,80 +99,81 @@ QByteArray flawOf(const QString &base)
 }
 
 void checkAddress(const QString &base, QLatin1String member, const QByteArray &label,
-                  Report &report)
+                  FileFindings &findings)
 {
     const QByteArray flaw = flawOf(base);
     if (!flaw.isEmpty())
-        report.fault("bad-url", member, label + flaw);
+        findings.fault("bad-url", member, label + flaw);
 }
 
-void checkHealthPath(Report &report)
+void checkHealthPath(FileFindings &findings)
 {
-    const QString path = report.map.value(healthPathName).toString();
+    const QString path = findings.map.value(healthPathName).toString();
     if (!path.isEmpty() && !path.startsWith(QLatin1Char('/'))) {
-        report.fault("bad-path", healthPathName,
-                     "no slash at the start: the probe goes to another host");
+        findings.fault("bad-path", healthPathName,
+                       "no slash at the start: the probe goes to another host");
         return;
     }
     // Without a path, the address can have it.
     const QString base =
-        path.isEmpty() ? ServerConf::serverUrl(report.map) : QStringLiteral("http://h");
-    if (hostIn(base).size() <= kMaxHostSize && !HealthProbe::isReply(QUrl(report.probeUrl(base))))
-        report.fault("no-probe", healthPathName,
-                     "the path of the probe URL does not end in /health: every probe times out");
+        path.isEmpty() ? ServerConf::serverUrl(findings.map) : QStringLiteral("http://h");
+    if (hostIn(base).size() <= kMaxHostSize && !HealthProbe::isReply(QUrl(findings.probeUrl(base))))
+        findings.fault("no-probe", healthPathName,
+                       "the path of the probe URL does not end in /health: every probe times out");
 }
 
 /// Checks all default servers, because any local program may choose any of them.
-void checkAddresses(Report &report)
+void checkAddresses(FileFindings &findings)
 {
-    const QVariantList servers = report.map.value(defaultUrlName).toList();
+    const QVariantList servers = findings.map.value(defaultUrlName).toList();
     for (int index = 0; index < servers.size(); ++index) {
         const QByteArray entry = "entry " + QByteArray::number(index) + ": ";
         const QString server = servers.at(index).toString();
         if (servers.at(index).type() != QVariant::String)
-            report.fault("mistyped", defaultUrlName, entry + "not a string", server);
+            findings.fault("mistyped", defaultUrlName, entry + "not a string", server);
         else
-            checkAddress(server, defaultUrlName, entry, report);
+            checkAddress(server, defaultUrlName, entry, findings);
     }
-    if (report.map.value(confDefaultName).toBool())
+    if (findings.map.value(confDefaultName).toBool())
         return;
-    if (report.map.value(confCustomUrlName).toString().isEmpty())
-        report.fault("no-address", confCustomUrlName, "empty, but in use");
+    if (findings.map.value(confCustomUrlName).toString().isEmpty())
+        findings.fault("no-address", confCustomUrlName, "empty, but in use");
     else
-        checkAddress(ServerConf::serverUrl(report.map), confCustomUrlName, {}, report);
+        checkAddress(ServerConf::serverUrl(findings.map), confCustomUrlName, {}, findings);
 }
 
-void checkIndices(const QJsonObject &written, Report &report)
+void checkIndices(const QJsonObject &written, FileFindings &findings)
 {
-    const bool usesDefault = report.map.value(confDefaultName).toBool();
-    const int index = report.map.value(confDefaultIndexName).toInt();
-    const int count = report.map.value(defaultUrlName).toList().size();
+    const bool usesDefault = findings.map.value(confDefaultName).toBool();
+    const int index = findings.map.value(confDefaultIndexName).toInt();
+    const int count = findings.map.value(defaultUrlName).toList().size();
     // With a custom address in use, a missing index is not a fault.
     if ((index < 0 || index >= count) && (usesDefault || written.contains(confDefaultIndexName)))
-        report.fault("out-of-range", confDefaultIndexName,
-                     "no address in defaultUrl has this index: no server");
-    const int scheme = report.map.value(confCustomHeadindexName).toInt();
+        findings.fault("out-of-range", confDefaultIndexName,
+                       "no address in defaultUrl has this index: no server");
+    const int scheme = findings.map.value(confCustomHeadindexName).toInt();
     if (scheme != 0 && scheme != 1)
-        report.fault("out-of-range", confCustomHeadindexName, "neither 0 nor 1: taken as https://");
+        findings.fault("out-of-range", confCustomHeadindexName,
+                       "neither 0 nor 1: taken as https://");
 }
 
-Report reportOn(const QByteArray &content)
+FileFindings reportOn(const QByteArray &content)
 {
     const QJsonDocument document = QJsonDocument::fromJson(content);
-    Report report{ServerConf::parse(content).map, {}, {}, {}};
-    if (report.map.isEmpty()) {
-        report.fault("no-configuration", {}, Configuration::faultIn(content));
-        return report;
+    FileFindings findings{ServerConf::parse(content).map, {}, {}, {}};
+    if (findings.map.isEmpty()) {
+        findings.fault("no-configuration", {}, Configuration::faultIn(content));
+        return findings;
     }
     if (!document.isObject())
-        report.fault("mistyped", {}, "the document is not an object");
+        findings.fault("mistyped", {}, "the document is not an object");
     if (JsonText::DuplicateNames().add(content))
-        report.fault("repeated", {}, "a member name appears twice; the last one counts");
-    compareMembers(document.object(), report);
-    checkIndices(document.object(), report);
-    checkAddresses(report);
-    checkHealthPath(report);
-    return report;
+        findings.fault("repeated", {}, "a member name appears twice; the last one counts");
+    compareMembers(document.object(), findings);
+    checkIndices(document.object(), findings);
+    checkAddresses(findings);
+    checkHealthPath(findings);
+    return findings;
 }
 
 /// Returns nothing when the file is unreadable or too large, and sets the verdict.
@@ -210,32 +211,32 @@ QByteArray linesOf(const QJsonArray &findings)
     return text;
 }
 
-QByteArray textOf(const Report &report)
+QByteArray textOf(const FileFindings &findings)
 {
-    const Configuration configuration(report.map);
+    const Configuration configuration(findings.map);
     const QString server = configuration.serverInUse();
     QByteArray text = "Server in use: " + configuration.serverText() + '\n';
     if (!server.isEmpty())
-        text += "Probe URL:     " + Output::escaped(report.probeUrl(server).toUtf8()) + '\n';
-    if (!report.absent.isEmpty())
-        text += "Absent (not a fault):\n" + linesOf(report.absent);
-    if (!report.notCompared.isEmpty())
-        text += "Not compared with the daemon: " + Output::escaped(report.notCompared) + '\n';
-    text += report.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
-    return text + linesOf(report.faults);
+        text += "Probe URL:     " + Output::escaped(findings.probeUrl(server).toUtf8()) + '\n';
+    if (!findings.absent.isEmpty())
+        text += "Absent (not a fault):\n" + linesOf(findings.absent);
+    if (!findings.notCompared.isEmpty())
+        text += "Not compared with the daemon: " + Output::escaped(findings.notCompared) + '\n';
+    text += findings.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
+    return text + linesOf(findings.faults);
 }
 
-QJsonObject jsonOf(const Report &report, const Verdict &verdict)
+QJsonObject jsonOf(const FileFindings &findings, const Verdict &verdict)
 {
-    const QString server = Configuration(report.map).serverInUse();
-    const QString probe = server.isEmpty() ? QString() : report.probeUrl(server);
+    const QString server = Configuration(findings.map).serverInUse();
+    const QString probe = server.isEmpty() ? QString() : findings.probeUrl(server);
     return verdict.toJson(
-        {{QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map)},
+        {{QStringLiteral("configuration"), QJsonObject::fromVariantMap(findings.map)},
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
          {QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8())},
-         {QStringLiteral("absent"), report.absent},
-         {QStringLiteral("faults"), report.faults},
-         {QStringLiteral("notCompared"), Output::orNull(report.notCompared)}});
+         {QStringLiteral("absent"), findings.absent},
+         {QStringLiteral("faults"), findings.faults},
+         {QStringLiteral("notCompared"), Output::orNull(findings.notCompared)}});
 }
 
 } // namespace
@@ -248,17 +249,17 @@ ExitStatus Commands::check(const Options &options)
     if (!content)
         return Output::conclude(verdict, options.json);
 
-    Report report = reportOn(*content);
+    FileFindings findings = reportOn(*content);
     if (path != QLatin1String("-") && QFileInfo(path) == QFileInfo(Paths::configuration)) {
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
-        report.notCompared = reply.verdict.message;
+        findings.notCompared = reply.verdict.message;
         const FileComparison file =
             reply.configuration ? reply.configuration->compareWithFile() : FileComparison();
         if (file.differs.value_or(false))
-            report.fault("not-loaded", {}, file.advice);
+            findings.fault("not-loaded", {}, file.advice);
     }
-    if (!report.faults.isEmpty())
+    if (!findings.faults.isEmpty())
         verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};
-    Output::print(options.json ? Output::jsonLine(jsonOf(report, verdict)) : textOf(report));
+    Output::print(options.json ? Output::jsonLine(jsonOf(findings, verdict)) : textOf(findings));
     return verdict.status;
 }

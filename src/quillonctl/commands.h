@@ -11,8 +11,7 @@
 /// The checked values of the command line. Each command reads its own members.
 struct Options
 {
-    std::optional<QString> argument; ///< the FILE or COMMAND; "-" is standard input
-    int serverIndex = 0;
+    std::optional<QString> argument; ///< a FILE ("-" is standard input), server or command
     bool json = false;
 
     std::chrono::milliseconds timeout{3000};
@@ -21,7 +20,7 @@ struct Options
 
     bool follow = false;
     std::optional<int> lines; ///< how many of the last lines; nothing means all
-    std::optional<LogLine::Level> level; ///< nothing means all
+    LogLine::Level level = LogLine::Level::Debug;
     QByteArray since; ///< in the log's time format; empty means no limit
 };
 
@@ -30,8 +29,9 @@ namespace Commands {
 
 ExitStatus show(const Options &options);
 
-/// Chooses a default server, then shows the configuration. Succeeds only when the
-/// daemon reports that this server is in use and, with --probe, the probe gave 200.
+/// Chooses the default server with this index or address, or the one in use again. Then shows the
+/// configuration. Succeeds only when the daemon reports that this server is in use and, with
+/// --probe, the probe gave 200.
 ExitStatus use(const Options &options);
 
 /// Shows the daemon's state. Succeeds only when it answers and its last probe gave 200.
@@ -46,10 +46,5 @@ ExitStatus monitor(const Options &options);
 
 /// Prints a log with its scrambled texts in clear. With --follow, ends like monitor().
 ExitStatus log(const Options &options);
-
-/// Shows the help of the command in the argument, or of the program.
-ExitStatus help(const Options &options);
-
-ExitStatus version(const Options &options);
 
 } // namespace Commands

@@ -80,6 +80,35 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
             "the outcome of the probe is unknown: " + reason};
 }
 
+/// Returns the index that the user means by an address, or by nothing for the server in use; -1
+/// with the verdict in the reply if there is none.
+int findServer(const std::optional<QString> &address, const QDeadlineTimer &deadline,
+               bool isPatient, Reply &reply)
+{
+    reply = DaemonClient::ask(deadline, isPatient);
+    if (!reply.verdict.isDone())
+        return -1;
+    const Configuration &configuration = *reply.configuration;
+    const int index = address ? configuration.indexOf(*address) : configuration.chosenIndex();
+    if (index >= 0)
+        return index;
+    reply.verdict = {ExitStatus::Failed, "no-such-server",
+                     address ? "no default server has this address; see 'quillonctl show'"
+                             : "no default server is in use; restart the daemon for a probe"};
+    return -1;
+}
+
+/// Chooses the server that the options mean, and sets its index.
+Reply choose(const Options &options, const QDeadlineTimer &deadline, int &index)
+{
+    Reply reply;
+    bool isIndex = false;
+    index = options.argument.value_or(QString()).toInt(&isIndex);
+    if (!isIndex)
+        index = findServer(options.argument, deadline, options.wait, reply);
+    return index < 0 ? reply : DaemonClient::choose(index, deadline, options.wait);
+}
+
 QJsonObject jsonOf(const Verdict &verdict, const Reply &reply)
 {
     QJsonObject document = verdict.toJson();
@@ -112,12 +141,13 @@ ExitStatus Commands::use(const Options &options)
         return Output::conclude(Output::unreadable(Paths::logFile, errno), options.json);
     log.skipToEnd();
 
-    const Reply reply = DaemonClient::choose(options.serverIndex, deadline, options.wait);
-    Verdict verdict = verdictOfChoice(reply, options.serverIndex);
+    int index = -1;
+    const Reply reply = choose(options, deadline, index);
+    Verdict verdict = index < 0 ? reply.verdict : verdictOfChoice(reply, index);
     QByteArray text = verdict.isDone() ? reply.configuration->toText() : QByteArray();
     LastProbe probe;
     if (options.probe && verdict.isDone())
-        verdict = awaitProbe(log, options.serverIndex, deadline, probe);
+        verdict = awaitProbe(log, index, deadline, probe);
     if (probe.isOver())
         text += "Probe: " + probe.toText() + '\n';
     QJsonObject document = jsonOf(verdict, reply);

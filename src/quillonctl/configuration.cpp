@@ -9,6 +9,8 @@
 
 #include <QJsonDocument>
 
+#include <algorithm>
+
 namespace {
 
 /// Whether the daemon sends this message when it has loaded this map.
@@ -20,35 +22,6 @@ bool isReply(const QJsonObject &message, const QVariantMap &map)
             return false;
     }
     return true;
-}
-
-/// Qt's other texts name what it looked for, which is often not what is missing.
-bool hasFittingText(QJsonParseError::ParseError error)
-{
-    return error == QJsonParseError::IllegalEscapeSequence
-           || error == QJsonParseError::IllegalUTF8String || error == QJsonParseError::DeepNesting;
-}
-
-/// What is wrong with a text that is not JSON, and where.
-QByteArray jsonFaultIn(const QByteArray &text)
-{
-    constexpr int longestCharacter = 4;
-    QJsonParseError error = {};
-    // One more byte, so that Qt finds something unexpected if the text ends too early.
-    QJsonDocument::fromJson(text + '\x1', &error);
-    // Qt is behind the unexpected character, unless it looked for a number.
-    const bool isBefore = error.error == QJsonParseError::IllegalNumber
-                          || error.error == QJsonParseError::TerminationByNumber;
-    const QByteArray before = text.left(isBefore ? error.offset : error.offset - 1);
-    const QByteArray line = before.mid(before.lastIndexOf('\n') + 1);
-    const QByteArray rest = text.mid(before.size(), longestCharacter);
-    QByteArray reason = "unexpected '" + QString::fromUtf8(rest).left(1).toUtf8() + '\'';
-    if (rest.isEmpty())
-        reason = "unexpected end";
-    else if (hasFittingText(error.error))
-        reason = error.errorString().toUtf8();
-    return "not valid JSON at line " + QByteArray::number(before.count('\n') + 1) + ", column "
-           + QByteArray::number(QString::fromUtf8(line).size() + 1) + ": " + reason;
 }
 
 } // namespace
@@ -65,11 +38,10 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
 
 QByteArray Configuration::faultIn(const QByteArray &content)
 {
-    QJsonParseError error = {};
-    const QJsonDocument document = QJsonDocument::fromJson(content, &error);
-    if (error.error != QJsonParseError::NoError)
-        return jsonFaultIn(content);
-    return JsonText::isEmpty(document) ? "empty: it has no member" : "";
+    const QByteArray fault = JsonText::faultIn(content);
+    if (!fault.isEmpty())
+        return "not valid JSON at " + fault;
+    return ServerConf::parse(content).map.isEmpty() ? "empty: it has no member" : "";
 }
 
 FileComparison Configuration::compareWithFile() const
@@ -78,27 +50,22 @@ FileComparison Configuration::compareWithFile() const
     const auto content = file.read();
     const QByteArray fault =
         content ? faultIn(*content) : QByteArray(file.exists() ? "cannot be read" : "missing");
+    FileComparison result;
+    if (content)
+        result.differs = !(*this == Configuration(ServerConf::parse(*content).map));
     if (!fault.isEmpty() && !isLoaded())
-        return {content ? false : std::optional<bool>(),
-                fault
-                    + "; see the example in 'man quillon-agent.json', run 'quillonctl check', "
-                      "then restart the daemon"};
-    if (!content)
-        return {{}, fault};
-    if (!fault.isEmpty())
-        return {true, fault
-                          + "; the daemon goes on with what it has loaded; repair the file before "
-                            "a restart"};
-    if (*this == Configuration(ServerConf::parse(*content).map))
-        return {false, {}};
-    return {true, differenceText()};
-}
-
-QByteArray Configuration::differenceText() const
-{
-    const QByteArray text = "the running daemon has another configuration; restart it";
-    const bool canChoose = !m_map.value(defaultUrlName).toStringList().isEmpty();
-    return canChoose ? text + ", or the next choice overwrites this file" : text;
+        result.advice = fault
+                        + "; see the example in 'man quillon-agent.json', run 'quillonctl "
+                          "check', then restart the daemon";
+    else if (!fault.isEmpty())
+        result.advice = fault
+                        + "; the daemon goes on with what it has loaded; repair the file before "
+                          "a restart";
+    else if (*result.differs)
+        result.advice = "the running daemon has another configuration; restart it";
+    if (fault.isEmpty() && *result.differs && !m_map.value(defaultUrlName).toStringList().isEmpty())
+        result.advice += ", or the next choice overwrites this file";
+    return result;
 }
 
 QString Configuration::serverInUse() const
@@ -112,6 +79,16 @@ int Configuration::chosenIndex() const
 {
     const bool isDefault = m_map.value(confDefaultName).toBool();
     return isDefault ? m_map.value(confDefaultIndexName).toInt() : -1;
+}
+
+int Configuration::indexOf(const QString &shown) const
+{
+    const QStringList servers = m_map.value(defaultUrlName).toStringList();
+    const auto isShown = [&](const QString &server) {
+        return Output::escaped(server.toUtf8()) == shown.toUtf8();
+    };
+    const auto found = std::find_if(servers.begin(), servers.end(), isShown);
+    return found == servers.end() ? -1 : static_cast<int>(found - servers.begin());
 }
 
 QByteArray Configuration::serverText() const

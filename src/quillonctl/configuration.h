@@ -42,6 +42,9 @@ public:
     /// The index of the chosen default server; -1 when none is chosen.
     int chosenIndex() const;
 
+    /// The index of the default server whose address is shown like this; -1 without one.
+    int indexOf(const QString &shown) const;
+
     /// The server in use in words, on one line; safe for a terminal.
     QByteArray serverText() const;
 
@@ -52,7 +55,5 @@ public:
     QByteArray toText() const;
 
 private:
-    QByteArray differenceText() const;
-
     QVariantMap m_map;
 };

@@ -5,7 +5,6 @@
 #include "logfile.h"
 #include "paths.h"
 
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <utility>
@@ -85,40 +84,33 @@ ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, con
     }
 }
 
-struct Look
+bool isShown(const LogEvent &event)
 {
-    const char *word; ///< empty for an event that is not shown
-    const char *prefix;
-    const char *colour;
-};
+    return event.kind != LogEvent::Server && event.kind != LogEvent::Warning;
+}
 
-const std::array<Look, 8> kLooks{{
-    {"start", "version ", kBold},
-    {"", "", ""},
-    {"probe", "", ""},
-    {"outcome", "", kRed},
-    {"choice", "default server ", kBold},
-    {"fault", "", kRed},
-    {"client", "", ""},
-    {"", "", ""},
-}}; // by LogEvent::Kind
+const char *colourOf(const LogEvent &event)
+{
+    if (event.kind == LogEvent::Outcome)
+        return event.isSuccess() ? kGreen : kRed;
+    if (event.kind == LogEvent::Fault)
+        return kRed;
+    return event.kind == LogEvent::Start || event.kind == LogEvent::Choice ? kBold : "";
+}
 
 QByteArray lineOf(const LogEvent &event, bool isColoured)
 {
-    const Look &look = kLooks.at(event.kind);
-    const QByteArray shown =
-        QByteArray(look.word).leftJustified(kWordWidth) + look.prefix + event.text;
-    const char *colour = event.isSuccess() ? kGreen : look.colour;
-    const bool isPlain = !isColoured || *colour == '\0';
-    return event.time + "  " + (isPlain ? shown : colour + shown + kPlain) + '\n';
+    const QByteArray kind(event.kind.data(), event.kind.size());
+    const QByteArray shown = kind.leftJustified(kWordWidth) + event.label + event.text;
+    const char *colour = isColoured ? colourOf(event) : "";
+    return event.time + "  " + colour + shown + (*colour == '\0' ? "" : kPlain) + '\n';
 }
 
 QByteArray jsonOf(const LogEvent &event)
 {
-    const Look &look = kLooks.at(event.kind);
     QJsonObject document{{QStringLiteral("time"), LogText::jsonTime(event.time)},
-                         {QStringLiteral("event"), QLatin1String(look.word)},
-                         {QStringLiteral("text"), QString::fromUtf8(look.prefix + event.text)}};
+                         {QStringLiteral("event"), event.kind},
+                         {QStringLiteral("text"), QString::fromUtf8(event.label + event.text)}};
     if (event.kind == LogEvent::Outcome)
         document.insert(QStringLiteral("httpStatus"),
                         event.httpStatus < 0 ? QJsonValue() : event.httpStatus);
@@ -133,7 +125,7 @@ ExitStatus Commands::log(const Options &options)
 {
     const QString path = options.argument.value_or(Paths::logFile);
     LogFile log(path);
-    LogRenderer renderer(options.level.value_or(LogLine::Level::Debug), options.since);
+    LogRenderer renderer(options.level, options.since);
     const Renderer render = [&](const QByteArray &bytes) {
         return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
     };
@@ -153,7 +145,7 @@ ExitStatus Commands::monitor(const Options &options)
         QByteArray lines;
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
-            if (*kLooks.at(event.kind).word != '\0' && event.time >= options.since)
+            if (isShown(event) && event.time >= options.since)
                 lines += options.json ? jsonOf(event) : lineOf(event, isColoured);
         }
         return lines;

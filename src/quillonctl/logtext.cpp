@@ -4,6 +4,7 @@
 #include "output.h"
 
 #include <QDateTime>
+#include <QStringList>
 
 #include <algorithm>
 #include <utility>
@@ -15,43 +16,25 @@ constexpr char kContinued[] = "(continued) ";
 
 struct LevelName
 {
-    LogLine::Level level = LogLine::Level::Debug;
-    const char *name = "";
-    const char *alias = name;
+    LogLine::Level level;
+    const char *names; ///< separated by blanks
 };
 
 const LevelName kLevels[] = {
     {LogLine::Level::Debug, "debug"},
     {LogLine::Level::Info, "info"},
-    {LogLine::Level::Warning, "warning", "warn"},
-    {LogLine::Level::Critical, "critical", "error"},
+    {LogLine::Level::Warning, "warning warn"},
+    {LogLine::Level::Critical, "critical crit error err"},
     {LogLine::Level::Fatal, "fatal"},
 };
-
-bool isBase64(char byte)
-{
-    return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z')
-           || (byte >= '0' && byte <= '9') || byte == '+' || byte == '/';
-}
-
-/// Where the scrambled text that begins at the position would end. The base64 can contain the
-/// letters of the marker by chance, so another marker does not end it.
-int endOfScrambled(const QByteArray &line, int start)
-{
-    int end = start;
-    while (end < line.size() && isBase64(line.at(end)))
-        ++end;
-    for (int padding = 0; padding < 2 && end < line.size() && line.at(end) == '='; ++padding)
-        ++end;
-    return end;
-}
 
 } // namespace
 
 std::optional<LogLine::Level> LogText::levelNamed(const QString &name)
 {
     for (const LevelName &known : kLevels) {
-        if (name == QLatin1String(known.name) || name == QLatin1String(known.alias))
+        const QStringList names = QString::fromLatin1(known.names).split(QLatin1Char(' '));
+        if (names.contains(name, Qt::CaseInsensitive))
             return known.level;
     }
     return {};
@@ -62,22 +45,17 @@ QByteArray LogText::timeText(const QDateTime &time)
     return LogLine::timeText(time.toSecsSinceEpoch()).data();
 }
 
+QDateTime LogText::dateTimeIn(const QByteArray &time)
+{
+    return QDateTime::fromString(QString::fromLatin1(time), QLatin1String(LogLine::kTimeFormat));
+}
+
 QJsonValue LogText::jsonTime(const QByteArray &time)
 {
-    const auto local =
-        QDateTime::fromString(QString::fromLatin1(time), QLatin1String(LogLine::kTimeFormat));
+    const QDateTime local = dateTimeIn(time);
     // Qt writes the offset only for a time that has an explicit one.
     return Output::orNull(
         local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate).toUtf8());
-}
-
-QByteArray LogText::unscrambled(const QByteArray &text)
-{
-    if (!text.startsWith(encryptedIdentity.data()))
-        return {};
-    const QByteArray base64 = text.mid(encryptedIdentity.size());
-    const QByteArray bytes = QByteArray::fromBase64(base64);
-    return bytes.toBase64() == base64 ? LogEncryption::decryptionMessage(bytes) : QByteArray();
 }
 
 QByteArray LogText::inClear(const QByteArray &line)
@@ -85,8 +63,8 @@ QByteArray LogText::inClear(const QByteArray &line)
     QByteArray shown;
     int done = 0;
     for (int start = 0; (start = line.indexOf(encryptedIdentity.data(), start)) >= 0;) {
-        const int end = endOfScrambled(line, start);
-        const QByteArray text = unscrambled(line.mid(start, end - start));
+        const int end = LogLine::endOfScrambled(line, start);
+        const QByteArray text = LogLine::unscrambled(line.mid(start, end - start));
         if (!text.isEmpty()) {
             shown += Output::escaped(line.mid(done, start - done))
                      + Output::escaped(QByteArray(text).replace('\\', "\\\\"));

@@ -16,11 +16,11 @@ std::optional<LogLine::Level> levelNamed(const QString &name);
 /// The local time in the format of the log.
 QByteArray timeText(const QDateTime &time);
 
+/// A time of the log; invalid if it is not a time.
+QDateTime dateTimeIn(const QByteArray &time);
+
 /// A time of the log in the format of RFC 3339; null if it is not a time.
 QJsonValue jsonTime(const QByteArray &time);
-
-/// Undoes the scrambling of a marker and its base64. Nothing for any other text.
-QByteArray unscrambled(const QByteArray &text);
 
 /// Returns the line, which has no line feed, with each scrambled text in clear and
 /// the whole line escaped. Backslashes in scrambled texts are doubled, to distinguish
