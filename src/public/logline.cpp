@@ -3,12 +3,15 @@
 #include "logencryption.h"
 #include "logmessages.h"
 
-#include <QString>
+#include <QDateTime>
 
 #include <algorithm>
 #include <cstring>
 
 namespace {
+
+constexpr int kMaxLineBytes = 1024 * 1024;
+constexpr char kContinued[] = "(continued) ";
 
 // By QtMsgType.
 constexpr std::array<LogLine::Level, LogMessages::tags.size()> kLevels{
@@ -53,6 +56,11 @@ LogLine::Time LogLine::timeText(std::time_t second)
     if (std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) == 0)
         text.front() = '\0';
     return text;
+}
+
+QDateTime LogLine::dateTimeIn(const QByteArray &text)
+{
+    return QDateTime::fromString(QString::fromLatin1(text), QLatin1String(kTimeFormat));
 }
 
 std::string LogLine::compose(QtMsgType type, const char *time, const QMessageLogContext &context,
@@ -101,4 +109,21 @@ QByteArray LogLine::unscrambled(const QByteArray &text)
     const QByteArray base64 = text.mid(encryptedIdentity.size());
     const QByteArray bytes = QByteArray::fromBase64(base64);
     return bytes.toBase64() == base64 ? LogEncryption::decryptionMessage(bytes) : QByteArray();
+}
+
+QVector<QByteArray> LogLines::add(const QByteArray &bytes)
+{
+    QVector<QByteArray> lines;
+    int start = 0;
+    m_pending += bytes;
+    for (int end = m_pending.indexOf('\n'); end >= 0; end = m_pending.indexOf('\n', start)) {
+        lines.append(m_pending.mid(start, end - start));
+        start = end + 1;
+    }
+    m_pending.remove(0, start);
+    while (m_pending.size() > kMaxLineBytes) {
+        lines.append(m_pending.left(kMaxLineBytes));
+        m_pending.replace(0, kMaxLineBytes, kContinued);
+    }
+    return lines;
 }

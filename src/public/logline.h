@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QByteArray>
+#include <QVector>
 
 #include <array>
 #include <ctime>
 #include <optional>
 #include <string>
 
+class QDateTime;
 class QMessageLogContext;
 class QString;
 
@@ -24,6 +26,9 @@ using Time = std::array<char, kTimeSize + 1>;
 
 /// The local time; empty for a year of more than four digits.
 Time timeText(std::time_t second);
+
+/// The time in such a text; invalid if it is not one.
+QDateTime dateTimeIn(const QByteArray &text);
 
 /// The line for a message, with its line feed.
 /// @param time see timeText()
@@ -48,3 +53,18 @@ int endOfScrambled(const QByteArray &line, int start);
 QByteArray unscrambled(const QByteArray &text);
 
 } // namespace LogLine
+
+/// Splits a log into lines. Takes it in pieces of any size.
+class LogLines
+{
+public:
+    /// Returns the next complete lines, without their line feeds. A line above 1 MiB is cut into
+    /// several. All but the first begin with a mark, so that none is taken for a message.
+    QVector<QByteArray> add(const QByteArray &bytes);
+
+    /// The incomplete line at the end.
+    QByteArray rest() const { return m_pending; }
+
+private:
+    QByteArray m_pending;
+};

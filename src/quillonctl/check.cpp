@@ -24,7 +24,6 @@
 namespace {
 
 constexpr std::chrono::milliseconds kDaemonTimeout{1000};
-constexpr int kMaxHostSize = 253; // the limit of DNS
 
 struct FileFindings
 {
@@ -72,19 +71,13 @@ void compareMembers(const QJsonObject &written, FileFindings &findings)
     }
 }
 
-/// The host in the text. QUrl would need minutes for a long one.
-QString hostIn(const QString &base)
-{
-    static const QRegularExpression authority(QStringLiteral("^[^/?#]*//(?:[^/?#]*@)?([^/?#]*)"));
-    static const QRegularExpression port(QStringLiteral(":\\d*$"));
-    return authority.match(base).captured(1).remove(port);
-}
-
 /// What is wrong with a server's address; empty if nothing.
 QByteArray flawOf(const QString &base)
 {
     static const QRegularExpression twoSchemes(QStringLiteral("^[^/]*://[A-Za-z][\\w+.-]*://"));
-    if (hostIn(base).size() > kMaxHostSize)
+    // QUrl would need minutes for a long host, which DNS does not allow.
+    static const QRegularExpression longHost(QStringLiteral("^[^/?#]*//(?:[^/?#]*@)?[^/?#:]{254}"));
+    if (longHost.match(base).hasMatch())
         return "the host has more than 253 characters: its probes fail";
     const QUrl url(base, QUrl::TolerantMode);
     const bool isHttp =
@@ -117,7 +110,7 @@ void checkHealthPath(FileFindings &findings)
     // Without a path, the address can have it.
     const QString base =
         path.isEmpty() ? ServerConf::serverUrl(findings.map) : QStringLiteral("http://h");
-    if (hostIn(base).size() <= kMaxHostSize && !HealthProbe::isReply(QUrl(findings.probeUrl(base))))
+    if (flawOf(base).isEmpty() && !HealthProbe::isReply(QUrl(findings.probeUrl(base))))
         findings.fault("no-probe", healthPathName,
                        "the path of the probe URL does not end in /health: every probe times out");
 }
@@ -157,7 +150,7 @@ void checkIndices(const QJsonObject &written, FileFindings &findings)
                        "neither 0 nor 1: taken as https://");
 }
 
-FileFindings reportOn(const QByteArray &content)
+FileFindings findingsIn(const QByteArray &content)
 {
     const QJsonDocument document = QJsonDocument::fromJson(content);
     FileFindings findings{ServerConf::parse(content).map, {}, {}, {}};
@@ -249,7 +242,7 @@ ExitStatus Commands::check(const Options &options)
     if (!content)
         return Output::conclude(verdict, options.json);
 
-    FileFindings findings = reportOn(*content);
+    FileFindings findings = findingsIn(*content);
     if (path != QLatin1String("-") && QFileInfo(path) == QFileInfo(Paths::configuration)) {
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
         findings.notCompared = reply.verdict.message;

@@ -1,5 +1,3 @@
-#include "commandline.h"
-
 #include "commands.h"
 
 #include <QCommandLineParser>
@@ -70,10 +68,8 @@ bool readSince(const QString &value, Options &options)
     QDateTime time = QDateTime::fromString(value, Qt::ISODate).toLocalTime();
     if (age)
         time = now.addMSecs(-*age);
-    else if (value == QLatin1String("today"))
-        time = QDateTime(now.date(), QTime(0, 0));
-    else if (value == QLatin1String("yesterday"))
-        time = QDateTime(now.date().addDays(-1), QTime(0, 0));
+    else if (value == QLatin1String("today") || value == QLatin1String("yesterday"))
+        time = QDateTime(now.date().addDays(value == QLatin1String("today") ? 0 : -1), QTime(0, 0));
     options.since = LogText::timeText(time);
     return time.isValid();
 }
@@ -92,15 +88,12 @@ bool readLevel(const QString &value, Options &options)
 }
 
 const Option kOptions[] = {
-    {"json", "", "Print JSON, also for an error: one document, or one object for each event.",
-     &Options::json},
+    {"json", "", "Print JSON, also for an error.", &Options::json},
     {"timeout", "TIME",
-     "Give up after TIME: a number of seconds, or a number with ms, s, m, h or d. The default is "
-     "3s, or 15s to wait for a probe.",
+     "Give up after TIME: 5, 500ms or 2m, for example. The default is 3s, or 15s to wait for a "
+     "probe.",
      nullptr, readTimeout},
-    {"wait", "",
-     "Keep trying until a daemon answers or the time is up. With status, also wait for the end of "
-     "a pending probe.",
+    {"wait", "", "Keep trying until a daemon answers; with status, until no probe is pending.",
      &Options::wait},
     {"probe", "", "Wait for the probe of the server; succeed only with status 200.",
      &Options::probe},
@@ -108,11 +101,10 @@ const Option kOptions[] = {
      &Options::follow},
     {"n,lines", "N", "Begin with the last N lines.", nullptr, readLines},
     {"since", "WHEN",
-     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm[:ss]\", an RFC 3339 "
-     "time, today, yesterday, or an age such as 90s, 15m, 2h or 7d.",
+     "Print only what happened since WHEN: yyyy-MM-dd, \"yyyy-MM-dd hh:mm\", an RFC 3339 time, "
+     "today, yesterday, or an age such as 90s, 15m, 2h or 7d.",
      nullptr, readSince},
-    {"level", "LEVEL",
-     "Print only messages of at least LEVEL: debug, info, warning, critical (or err) or fatal.",
+    {"level", "LEVEL", "Print only messages of this level or above: debug, info, warn, err, fatal.",
      nullptr, readLevel},
 };
 
@@ -243,7 +235,7 @@ QByteArray read(const Command &command, const QCommandLineParser &parser, Option
 
 } // namespace
 
-ExitStatus CommandLine::run(QStringList arguments)
+ExitStatus Commands::run(QStringList arguments)
 {
     const bool isJson = arguments.contains(QStringLiteral("--json"));
     const auto isCommand = [](const QString &name) { return commandNamed(name) != nullptr; };

@@ -3,7 +3,7 @@
 #include "logtext.h"
 #include "output.h"
 
-#include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <optional>
@@ -24,27 +24,20 @@ struct Options
     QByteArray since; ///< in the log's time format; empty means no limit
 };
 
-/// Each command prints what it finds, or reports why it cannot.
+/// Each command prints what it finds, or reports why it cannot. quillonctl(1) says when it
+/// succeeds.
 namespace Commands {
 
+/// Runs the command in the arguments, which begin with the program's name; status without one.
+ExitStatus run(QStringList arguments);
+
 ExitStatus show(const Options &options);
-
-/// Chooses the default server with this index or address, or the one in use again. Then shows the
-/// configuration. Succeeds only when the daemon reports that this server is in use and, with
-/// --probe, the probe gave 200.
 ExitStatus use(const Options &options);
-
-/// Shows the daemon's state. Succeeds only when it answers and its last probe gave 200.
 ExitStatus status(const Options &options);
-
-/// Checks a configuration file. Succeeds when it has no faults. The daemon's own file
-/// must also match what the running daemon, if any, has loaded.
 ExitStatus check(const Options &options);
 
-/// Prints what the daemon does until the reader closes the pipe, which is success.
+// These end with success when the reader closes the pipe.
 ExitStatus monitor(const Options &options);
-
-/// Prints a log with its scrambled texts in clear. With --follow, ends like monitor().
 ExitStatus log(const Options &options);
 
 } // namespace Commands

@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include "conffile.h"
 #include "daemonclient.h"
 #include "logevents.h"
 #include "logfile.h"
@@ -11,8 +12,6 @@
 
 #include <cerrno>
 
-#include <unistd.h>
-
 namespace {
 
 constexpr unsigned long kPollMilliseconds = 50;
@@ -20,14 +19,14 @@ constexpr unsigned long kPollMilliseconds = 50;
 Verdict refusal(const Reply &reply, bool isInUse)
 {
     const int code = Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
-    const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
     // The server is in use if only the write failed, or if it was in use before.
     if (code == Protocol::FileUnusable)
         reason = QByteArray("the choice ")
                  + (isInUse ? "is in use but was not saved" : "was not made") + ", because "
                  + Paths::configuration.data()
-                 + (isMissing ? " is missing" : " cannot be opened or written");
+                 + (ConfFile(Paths::configuration).exists() ? " cannot be opened or written"
+                                                            : " is missing");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
     return {ExitStatus::Failed, "refused",
@@ -55,8 +54,7 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
     LogEvents events;
     bool isChosen = false; // the last choice, perhaps refused, names our server
     bool isOurs = false; // our server is in use
-    bool isReadable = true;
-    for (QByteArray bytes; !deadline.hasExpired() && (isReadable = log.follow(bytes));) {
+    for (QByteArray bytes; !deadline.hasExpired() && log.follow(bytes);) {
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
             probe.add(event);
@@ -70,43 +68,34 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
         if (bytes.isEmpty())
             QThread::msleep(kPollMilliseconds);
     }
-    if (isOurs && isReadable)
+    if (isOurs)
         return probe.verdict(ExitStatus::ProbeFailed);
-    const QByteArray unseen = " does not show it, or another program has chosen a server since";
-    const QByteArray reason = isReadable ? Paths::logFile.data() + unseen
-                                         : Output::unreadable(Paths::logFile, errno).message;
     probe = {};
     return {ExitStatus::ProbeUnknown, "probe-unknown",
-            "the outcome of the probe is unknown: " + reason};
+            QByteArray("the outcome of the probe is unknown: ") + Paths::logFile.data()
+                + " does not show it, or another program has chosen a server since"};
 }
 
-/// Returns the index that the user means by an address, or by nothing for the server in use; -1
-/// with the verdict in the reply if there is none.
-int findServer(const std::optional<QString> &address, const QDeadlineTimer &deadline,
-               bool isPatient, Reply &reply)
-{
-    reply = DaemonClient::ask(deadline, isPatient);
-    if (!reply.verdict.isDone())
-        return -1;
-    const Configuration &configuration = *reply.configuration;
-    const int index = address ? configuration.indexOf(*address) : configuration.chosenIndex();
-    if (index >= 0)
-        return index;
-    reply.verdict = {ExitStatus::Failed, "no-such-server",
-                     address ? "no default server has this address; see 'quillonctl show'"
-                             : "no default server is in use; restart the daemon for a probe"};
-    return -1;
-}
-
-/// Chooses the server that the options mean, and sets its index.
+/// Chooses the server with the index or address in the argument, or else the one in use.
+/// @param index set to the server's index; -1 if nothing was chosen
 Reply choose(const Options &options, const QDeadlineTimer &deadline, int &index)
 {
-    Reply reply;
     bool isIndex = false;
     index = options.argument.value_or(QString()).toInt(&isIndex);
-    if (!isIndex)
-        index = findServer(options.argument, deadline, options.wait, reply);
-    return index < 0 ? reply : DaemonClient::choose(index, deadline, options.wait);
+    if (!isIndex) {
+        index = -1;
+        Reply reply = DaemonClient::ask(deadline, options.wait);
+        if (reply.configuration)
+            index = options.argument ? reply.configuration->indexOf(*options.argument)
+                                     : reply.configuration->chosenIndex();
+        if (reply.configuration && index < 0)
+            reply.verdict = {ExitStatus::Failed, "no-such-server",
+                             options.argument ? "no default server has this address"
+                                              : "no default server is in use"};
+        if (index < 0)
+            return reply;
+    }
+    return DaemonClient::choose(index, deadline, options.wait);
 }
 
 QJsonObject jsonOf(const Verdict &verdict, const Reply &reply)

@@ -9,8 +9,6 @@
 
 #include <QJsonDocument>
 
-#include <algorithm>
-
 namespace {
 
 /// Whether the daemon sends this message when it has loaded this map.
@@ -84,11 +82,11 @@ int Configuration::chosenIndex() const
 int Configuration::indexOf(const QString &shown) const
 {
     const QStringList servers = m_map.value(defaultUrlName).toStringList();
-    const auto isShown = [&](const QString &server) {
-        return Output::escaped(server.toUtf8()) == shown.toUtf8();
-    };
-    const auto found = std::find_if(servers.begin(), servers.end(), isShown);
-    return found == servers.end() ? -1 : static_cast<int>(found - servers.begin());
+    for (int index = 0; index < servers.size(); ++index) {
+        if (Output::escaped(servers.at(index).toUtf8()) == shown.toUtf8())
+            return index;
+    }
+    return -1;
 }
 
 QByteArray Configuration::serverText() const

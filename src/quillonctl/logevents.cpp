@@ -183,7 +183,7 @@ QByteArray LastProbe::toText() const
 
 std::optional<qint64> LastProbe::age() const
 {
-    const QDateTime end = LogText::dateTimeIn(m_outcome.time);
+    const QDateTime end = LogLine::dateTimeIn(m_outcome.time);
     if (!end.isValid())
         return {};
     return std::max<qint64>(0, end.secsTo(QDateTime::currentDateTime()));

@@ -7,18 +7,14 @@
 struct LogEvent
 {
     // Kinds, as JSON documents name them.
-    static inline const QLatin1String Start{"start"}; ///< of the daemon; the text is its version
-    /// Is taken into use; a probe follows, unless the choice could not be saved.
-    static inline const QLatin1String Server{"server"};
+    static inline const QLatin1String Start{"start"}; ///< the text is the version
+    static inline const QLatin1String Server{"server"}; ///< is taken into use
     static inline const QLatin1String Probe{"probe"}; ///< is sent; the text is its URL
     static inline const QLatin1String Outcome{"outcome"}; ///< of a probe, in words
-    /// By a client; the text is the index that it asked for, or empty.
-    static inline const QLatin1String Choice{"choice"};
-    /// Of the configuration, a choice or the socket; the text is the message.
-    static inline const QLatin1String Fault{"fault"};
+    static inline const QLatin1String Choice{"choice"}; ///< the text is the index, or empty
+    static inline const QLatin1String Fault{"fault"}; ///< the text is the message
     static inline const QLatin1String Client{"client"}; ///< came or left, as the text says
-    /// Any message of this level or above; the text has no values.
-    static inline const QLatin1String Warning{"warning"};
+    static inline const QLatin1String Warning{"warning"}; ///< or above; the text has no values
 
     QLatin1String kind;
     QByteArray time; ///< see LogText::timeText()

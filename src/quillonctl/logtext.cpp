@@ -11,31 +11,19 @@
 
 namespace {
 
-constexpr int kMaxLineBytes = 1024 * 1024;
-constexpr char kContinued[] = "(continued) ";
-
-struct LevelName
-{
-    LogLine::Level level;
-    const char *names; ///< separated by blanks
-};
-
-const LevelName kLevels[] = {
-    {LogLine::Level::Debug, "debug"},
-    {LogLine::Level::Info, "info"},
-    {LogLine::Level::Warning, "warning warn"},
-    {LogLine::Level::Critical, "critical crit error err"},
-    {LogLine::Level::Fatal, "fatal"},
-};
+// By level, separated by blanks.
+const char *const kLevelNames[] = {"debug", "info", "warning warn", "critical crit error err",
+                                   "fatal"};
 
 } // namespace
 
 std::optional<LogLine::Level> LogText::levelNamed(const QString &name)
 {
-    for (const LevelName &known : kLevels) {
-        const QStringList names = QString::fromLatin1(known.names).split(QLatin1Char(' '));
-        if (names.contains(name, Qt::CaseInsensitive))
-            return known.level;
+    int level = 0;
+    for (const char *names : kLevelNames) {
+        if (QString::fromLatin1(names).split(QLatin1Char(' ')).contains(name, Qt::CaseInsensitive))
+            return static_cast<LogLine::Level>(level);
+        ++level;
     }
     return {};
 }
@@ -45,14 +33,9 @@ QByteArray LogText::timeText(const QDateTime &time)
     return LogLine::timeText(time.toSecsSinceEpoch()).data();
 }
 
-QDateTime LogText::dateTimeIn(const QByteArray &time)
-{
-    return QDateTime::fromString(QString::fromLatin1(time), QLatin1String(LogLine::kTimeFormat));
-}
-
 QJsonValue LogText::jsonTime(const QByteArray &time)
 {
-    const QDateTime local = dateTimeIn(time);
+    const QDateTime local = LogLine::dateTimeIn(time);
     // Qt writes the offset only for a time that has an explicit one.
     return Output::orNull(
         local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate).toUtf8());
@@ -73,23 +56,6 @@ QByteArray LogText::inClear(const QByteArray &line)
         start = end;
     }
     return shown + Output::escaped(line.mid(done));
-}
-
-QVector<QByteArray> LogLines::add(const QByteArray &bytes)
-{
-    QVector<QByteArray> lines;
-    int start = 0;
-    m_pending += bytes;
-    for (int end = m_pending.indexOf('\n'); end >= 0; end = m_pending.indexOf('\n', start)) {
-        lines.append(m_pending.mid(start, end - start));
-        start = end + 1;
-    }
-    m_pending.remove(0, start);
-    while (m_pending.size() > kMaxLineBytes) {
-        lines.append(m_pending.left(kMaxLineBytes));
-        m_pending.replace(0, kMaxLineBytes, kContinued);
-    }
-    return lines;
 }
 
 LogRenderer::LogRenderer(LogLine::Level level, QByteArray since)

@@ -2,8 +2,6 @@
 
 #include "logline.h"
 
-#include <QVector>
-
 class QDateTime;
 class QJsonValue;
 
@@ -16,9 +14,6 @@ std::optional<LogLine::Level> levelNamed(const QString &name);
 /// The local time in the format of the log.
 QByteArray timeText(const QDateTime &time);
 
-/// A time of the log; invalid if it is not a time.
-QDateTime dateTimeIn(const QByteArray &time);
-
 /// A time of the log in the format of RFC 3339; null if it is not a time.
 QJsonValue jsonTime(const QByteArray &time);
 
@@ -28,21 +23,6 @@ QJsonValue jsonTime(const QByteArray &time);
 QByteArray inClear(const QByteArray &line);
 
 } // namespace LogText
-
-/// Splits a log into lines. Takes it in pieces of any size.
-class LogLines
-{
-public:
-    /// Returns the next complete lines, without their line feeds. A line above 1 MiB is cut into
-    /// several. All but the first begin with a mark, so that none is taken for a message.
-    QVector<QByteArray> add(const QByteArray &bytes);
-
-    /// The incomplete line at the end.
-    QByteArray rest() const { return m_pending; }
-
-private:
-    QByteArray m_pending;
-};
 
 /// Shows a log with its scrambled texts in clear. Takes it in pieces of any size.
 class LogRenderer

@@ -15,13 +15,13 @@
 
 namespace {
 
-constexpr int kMaxWarningKinds = 100;
 constexpr int kCountWidth = 6;
 constexpr qint64 kPauseMilliseconds = 500;
 
 struct DaemonState
 {
     Reply reply;
+    bool isUnconfigured = false; ///< the daemon has no configuration
     FileComparison file; ///< with what the daemon reports
 
     QByteArray version; ///< of the last start in the log; empty if there is none
@@ -30,11 +30,6 @@ struct DaemonState
     LastProbe probe;
     QJsonObject warnings; ///< of the last 24 hours: how many of each kind
     QByteArray logFault; ///< why the log says nothing about the daemon; else empty
-
-    bool hasNoConfiguration() const
-    {
-        return reply.configuration && !reply.configuration->isLoaded();
-    }
 };
 
 void add(const LogEvent &event, const QByteArray &yesterday, DaemonState &state)
@@ -47,9 +42,7 @@ void add(const LogEvent &event, const QByteArray &yesterday, DaemonState &state)
     }
     if (event.kind != LogEvent::Warning || event.time < yesterday)
         return;
-    QString label = QString::fromUtf8(event.text);
-    if (state.warnings.size() >= kMaxWarningKinds && !state.warnings.contains(label))
-        label = QStringLiteral("others");
+    const QString label = QString::fromUtf8(event.text);
     state.warnings.insert(label, state.warnings.value(label).toInt() + 1);
 }
 
@@ -73,8 +66,10 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     const QDateTime visit = QDateTime::currentDateTime();
     DaemonState state;
     state.reply = DaemonClient::ask(deadline, isPatient);
-    if (state.reply.configuration)
+    if (state.reply.configuration) {
         state.file = state.reply.configuration->compareWithFile();
+        state.isUnconfigured = !state.reply.configuration->isLoaded();
+    }
     readLog(state); // last, so that the log contains our request
     if (state.reply.process == 0)
         return state;
@@ -86,7 +81,7 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     state.startTime = LogText::timeText(listening);
     if (!state.logFault.isEmpty())
         state.version.clear();
-    if (!state.logFault.isEmpty() || state.hasNoConfiguration())
+    if (!state.logFault.isEmpty() || state.isUnconfigured)
         state.probe = {};
     return state;
 }
@@ -95,7 +90,7 @@ Verdict verdictOf(const DaemonState &state)
 {
     if (!state.reply.verdict.isDone())
         return state.reply.verdict;
-    if (state.hasNoConfiguration())
+    if (state.isUnconfigured)
         return {ExitStatus::Failed, "no-configuration", "the daemon has no configuration"};
     Verdict verdict = state.probe.verdict(ExitStatus::Failed);
     if (!state.logFault.isEmpty())
@@ -118,12 +113,12 @@ QByteArray daemonText(const DaemonState &state)
 QByteArray textOf(const DaemonState &state)
 {
     const auto &configuration = state.reply.configuration;
-    const QByteArray path = Paths::configuration.data();
     QByteArray text = "Daemon:      " + daemonText(state) + "\nServer:      "
                       + (configuration ? configuration->serverText() : "unknown");
     if (!state.file.advice.isEmpty())
-        text += "\nFile:        " + path + ": " + Output::escaped(state.file.advice);
-    if (state.hasNoConfiguration())
+        text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
+                + Output::escaped(state.file.advice);
+    if (state.isUnconfigured)
         return text + "\nLast probe:  none, because the daemon has no configuration\n";
     text += "\nLast probe:  "
             + (state.logFault.isEmpty() ? state.probe.toText() + state.probe.ageText()
@@ -139,23 +134,20 @@ QByteArray textOf(const DaemonState &state)
     return text + '\n';
 }
 
-QJsonObject daemonJson(const DaemonState &state)
-{
-    const Reply &reply = state.reply;
-    return {{QStringLiteral("answers"), reply.verdict.isDone()},
-            {QStringLiteral("reason"), Output::orNull(reply.verdict.message)},
-            {QStringLiteral("process"), reply.process == 0 ? QJsonValue() : reply.process},
-            {QStringLiteral("since"), LogText::jsonTime(state.startTime)},
-            {QStringLiteral("version"), Output::orNull(state.version)}};
-}
-
 QJsonObject jsonOf(const DaemonState &state)
 {
     const auto &configuration = state.reply.configuration;
     const QString server = configuration ? configuration->serverInUse() : QString();
     const int index = configuration ? configuration->chosenIndex() : -1;
+    const Reply &reply = state.reply;
+    const QJsonObject daemon{
+        {QStringLiteral("answers"), reply.verdict.isDone()},
+        {QStringLiteral("reason"), Output::orNull(reply.verdict.message)},
+        {QStringLiteral("process"), reply.process == 0 ? QJsonValue() : reply.process},
+        {QStringLiteral("since"), LogText::jsonTime(state.startTime)},
+        {QStringLiteral("version"), Output::orNull(state.version)}};
     return verdictOf(state).toJson(
-        {{QStringLiteral("daemon"), daemonJson(state)},
+        {{QStringLiteral("daemon"), daemon},
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
          {QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index},
          {QStringLiteral("fileDiffers"), state.file.differs ? *state.file.differs : QJsonValue()},
