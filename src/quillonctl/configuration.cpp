@@ -46,23 +46,21 @@ FileComparison Configuration::compareWithFile() const
 {
     const ConfFile file(Paths::configuration);
     const auto content = file.read();
-    const QByteArray fault =
-        content ? faultIn(*content) : QByteArray(file.exists() ? "cannot be read" : "missing");
     FileComparison result;
+    result.fault =
+        content ? faultIn(*content) : QByteArray(file.exists() ? "cannot be read" : "missing");
     if (content)
         result.differs = !(*this == Configuration(ServerConf::parse(*content).map));
-    if (!fault.isEmpty() && !isLoaded())
-        result.advice = fault
-                        + "; see the example in 'man quillon-agent.json', run 'quillonctl "
-                          "check', then restart the daemon";
-    else if (!fault.isEmpty())
-        result.advice = fault
-                        + "; the daemon goes on with what it has loaded; repair the file before "
-                          "a restart";
+    if (!result.fault.isEmpty())
+        result.advice = isLoaded() ? "the daemon goes on with what it has loaded; repair the file "
+                                     "before a restart"
+                                   : "see the example in 'man quillon-agent.json', run "
+                                     "'quillonctl check', then restart the daemon";
     else if (*result.differs)
-        result.advice = "the running daemon has another configuration; restart it";
-    if (fault.isEmpty() && *result.differs && !m_map.value(defaultUrlName).toStringList().isEmpty())
-        result.advice += ", or the next choice overwrites this file";
+        result.advice = m_map.value(defaultUrlName).toStringList().isEmpty()
+                            ? "the running daemon has another configuration; restart it"
+                            : "the running daemon has another configuration; restart it, or the "
+                              "next choice overwrites this file";
     return result;
 }
 

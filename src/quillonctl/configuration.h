@@ -10,7 +10,10 @@
 struct FileComparison
 {
     std::optional<bool> differs; ///< nothing when the file cannot be read
-    QByteArray advice; ///< what is wrong and what to do; empty if nothing
+    QByteArray fault; ///< why the file cannot be loaded; empty if it can
+    QByteArray advice; ///< what to do; empty if nothing
+
+    QByteArray text() const { return fault.isEmpty() ? advice : fault + "; " + advice; }
 };
 
 /// The server configuration as the daemon reports it, with its text and JSON forms.

@@ -117,7 +117,7 @@ QByteArray textOf(const DaemonState &state)
                       + (configuration ? configuration->serverText() : "unknown");
     if (!state.file.advice.isEmpty())
         text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
-                + Output::escaped(state.file.advice);
+                + Output::escaped(state.file.text());
     if (state.isUnconfigured)
         return text + "\nLast probe:  none, because the daemon has no configuration\n";
     text += "\nLast probe:  "
@@ -151,7 +151,7 @@ QJsonObject jsonOf(const DaemonState &state)
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
          {QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index},
          {QStringLiteral("fileDiffers"), state.file.differs ? *state.file.differs : QJsonValue()},
-         {QStringLiteral("fileFault"), Output::orNull(state.file.advice)},
+         {QStringLiteral("fileFault"), Output::orNull(state.file.text())},
          {QStringLiteral("lastProbe"), state.probe.toJson()},
          {QStringLiteral("logFault"), Output::orNull(state.logFault)},
          {QStringLiteral("warnings"), state.lastTime.isEmpty() ? QJsonValue() : state.warnings}});
