@@ -47,8 +47,8 @@ Verdict verdictOfChoice(const Reply &reply, int index)
             "the daemon reported no failure, but uses " + reply.configuration->serverText()};
 }
 
-/// Follows the log to the outcome of the probe that the choice has started. The daemon has logged
-/// the choice by now, perhaps after those of other clients, so judge only at the end of the log.
+/// Follows the log until the probe of our choice has ended. Other programs may choose too, and the
+/// last choice counts, so this judges only at the end of the log.
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;

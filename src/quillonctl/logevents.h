@@ -26,8 +26,8 @@ struct LogEvent
     bool isSuccess() const { return httpStatus == 200; }
 };
 
-/// Turns the bytes of a log into events. Takes the log in pieces of any size, and any bytes. One
-/// line can be a warning and another event at once. Omits the warning for each client that leaves.
+/// Finds the events in a log that comes in pieces of any size. A warning can be another event too.
+/// The warning that the daemon logs for each client that leaves is no event.
 class LogEvents
 {
 public:

@@ -27,9 +27,9 @@ public:
     /// Returns false with the reason in errno.
     bool read(QByteArray &bytes);
 
-    /// Like read(), but continues with a new log that replaces this one, after a line
-    /// feed if this one ends within a line. A missing log has no bytes yet. No bytes
-    /// mean the end of the log, not of a file that was replaced.
+    /// Reads the next bytes like read(). If a new log has replaced this one, continues with the
+    /// new one, after a line feed if this one ends within a line. Returns no bytes at the end of
+    /// the current log, and while there is no log.
     bool follow(QByteArray &bytes);
 
 private:

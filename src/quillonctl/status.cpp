@@ -73,7 +73,7 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     readLog(state); // last, so that the log contains our request
     if (state.reply.process == 0)
         return state;
-    // If the daemon cannot write its log, an outdated log may be there.
+    // The log has our request, or at least the start, unless the daemon cannot write it.
     const QDateTime listening = QFileInfo(Paths::socket).lastModified();
     const QDateTime logged = state.reply.verdict.isDone() ? visit : listening;
     if (state.logFault.isEmpty() && state.lastTime < LogText::timeText(logged.addSecs(-1)))
