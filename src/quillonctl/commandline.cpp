@@ -65,7 +65,7 @@ bool readSince(const QString &value, Options &options)
 {
     const QDateTime now = QDateTime::currentDateTime();
     const auto age = durationIn(value.startsWith(QLatin1Char('-')) ? value.mid(1) : value);
-    QDateTime time = QDateTime::fromString(value, Qt::ISODate).toLocalTime();
+    QDateTime time = QDateTime::fromString(value, Qt::ISODate);
     if (age)
         time = now.addMSecs(-*age);
     else if (value == QLatin1String("today") || value == QLatin1String("yesterday"))
