@@ -126,7 +126,6 @@ void LogEvents::noteChoice(const QByteArray &text)
 void LogEvents::fill(LogEvent &event, const QByteArray &text, const QByteArray &value)
 {
     if (event.kind == LogEvent::Start || event.kind == LogEvent::Probe) {
-        m_tlsErrors.clear();
         m_failure.clear();
         event.text = quoted(LogText::inClear(value));
     } else if (event.kind == LogEvent::Outcome) {
