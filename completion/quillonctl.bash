@@ -17,7 +17,7 @@ _quillonctl_servers() { # PROGRAM CURRENT
     local line
     while IFS= read -r line; do
         [[ $line != [*\ ]\ "$2"* ]] || COMPREPLY+=("${line#??}")
-    done < <("$1" show --timeout 300 2>/dev/null | grep '^[* ] [0-9]')
+    done < <("$1" show --timeout 300ms 2>/dev/null | grep '^[* ] [0-9]')
     ((${#COMPREPLY[@]} != 1)) || COMPREPLY=("${COMPREPLY[0]%% *}")
     compopt -o nosort 2>/dev/null # fails outside of a completion
 }

@@ -1,7 +1,7 @@
 # fish completion for quillonctl
 
 function __quillonctl_servers
-    quillonctl show --timeout 300 2>/dev/null | string replace -rf '^[* ] (\d+)  (.*)' '$1\t$2'
+    quillonctl show --timeout 300ms 2>/dev/null | string replace -rf '^[* ] (\d+)  (.*)' '$1\t$2'
 end
 
 complete -c quillonctl -f

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kLevels = 5;
 
-QByteArray rendered(const QVector<QByteArray> &pieces, LogText::Level level,
+QByteArray rendered(const QVector<QByteArray> &pieces, LogLine::Level level,
                     const QByteArray &since)
 {
     LogRenderer renderer(level, since);
@@ -38,13 +38,13 @@ QVector<QByteArray> eventTexts(const QVector<QByteArray> &pieces)
 
 void checkFilter(const QByteArray &log, const QVector<QByteArray> &pieces, int choice)
 {
-    const auto level = static_cast<LogText::Level>(choice % kLevels);
+    const auto level = static_cast<LogLine::Level>(choice % kLevels);
     const QByteArray since = choice / kLevels % 2 == 0 ? "" : "2024-02-29 12:00:00";
     const QByteArray whole = rendered({log}, level, since);
     require(rendered(pieces, level, since) == whole, "pieces are shown alike");
     require(Fuzz::isPlainText(whole), "what is shown is safe for a terminal");
 
-    const QByteArray all = rendered({log}, LogText::Level::Debug, {});
+    const QByteArray all = rendered({log}, LogLine::Level::Debug, {});
     require(all.count('\n') == log.count('\n'), "without a filter all lines are shown");
     require(whole.size() <= all.size(), "a filter adds nothing");
 }
@@ -60,9 +60,6 @@ void checkEvents(const QByteArray &log, const QVector<QByteArray> &pieces)
 void checkScrambling(const QByteArray &text)
 {
     const QByteArray scrambled = LogEncryption::encryptionMessage(text);
-    // The base64 may contain the marker by chance; then the scrambled text seems to end there.
-    if (scrambled.lastIndexOf(encryptedIdentity.data()) > 0)
-        return;
     const QByteArray plain = Output::escaped(QByteArray(text).replace('\\', "\\\\"));
     require(LogText::inClear(scrambled) == plain, "a scrambled text is shown in clear");
     require(Fuzz::isPlainText(plain) && !plain.contains('\n'), "an escaped text is one line");

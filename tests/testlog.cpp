@@ -1,4 +1,5 @@
 #include "logfilemanager.h"
+#include "logline.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -78,10 +79,13 @@ void TestLog::writesLines()
         log(type, file, 7, QString::fromUtf8(text));
 
         QByteArray line = content();
+        const auto head = LogLine::headOf(line);
+        QVERIFY(head && line.mid(head->textStart) == QByteArray(text) + '\n');
         const int start = line.indexOf(':') + 1;
         const QString format = QStringLiteral("yyyy-MM-dd hh:mm:ss");
         const auto time = QDateTime::fromString(QString::fromLatin1(line.mid(start, 19)), format);
         QVERIFY(qAbs(time.secsTo(QDateTime::currentDateTime())) < 600);
+        QCOMPARE(line.mid(start, 19), head->time);
         QCOMPARE(line.replace(start, 19, "TIME"), written);
     }
 }

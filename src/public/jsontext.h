@@ -15,6 +15,9 @@ namespace JsonText {
 /// true only for the first.
 bool isEmpty(const QJsonDocument &document);
 
+/// Why the text is not JSON, after the line and the column; empty if it is.
+QByteArray faultIn(const QByteArray &text);
+
 /// Finds objects with two members of the same name, in a text that may arrive in
 /// pieces. Qt's parser leaks the first of these members if it is a list or an
 /// object, so the daemon scans text from outside before it parses it. Time is

@@ -1,6 +1,6 @@
 #include "logfilemanager.h"
 
-#include "logmessages.h"
+#include "logline.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -8,7 +8,6 @@
 #include <QString>
 
 #include <chrono>
-#include <cstring>
 #include <ctime>
 #include <string>
 
@@ -63,47 +62,20 @@ int openLog(int creation)
     return ::open(logFilePathIn.constData(), flags, kLogMode);
 }
 
-const char *baseName(const char *file)
-{
-    if (file == nullptr)
-        return "";
-    const char *slash = std::strrchr(file, '/');
-    return slash == nullptr ? file : slash + 1;
-}
-
-/// "yyyy-MM-dd hh:mm:ss". Converting to local time costs more than the rest of a line,
-/// so the text is cached for one second. Each update reads the time zone again.
+/// Converting to local time costs more than the rest of a line, so the text is cached for one
+/// second. Each update reads the time zone again.
 const char *localTimeText()
 {
     thread_local std::time_t second = -1;
-    thread_local char text[sizeof "yyyy-MM-dd hh:mm:ss"] = "";
+    thread_local LogLine::Time text{};
 
     const std::time_t now = currentSeconds();
     if (now != second) {
         second = now;
-        std::tm local = {};
         ::tzset();
-        ::localtime_r(&now, &local);
-        if (std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0)
-            text[0] = '\0';
+        text = LogLine::timeText(now);
     }
-    return text;
-}
-
-std::string lineOf(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    constexpr size_t headBytes = 96; // roughly
-    const QByteArray text = message.toUtf8();
-    const auto textBytes = static_cast<size_t>(text.size());
-    std::string line;
-    line.reserve(headBytes + textBytes);
-    line.append(LogMessages::tags.at(type))
-        .append(localTimeText())
-        .append(":")
-        .append(baseName(context.file));
-    line.append(" line:").append(std::to_string(context.line)).append("] ");
-    line.append(text.constData(), textBytes).push_back('\n');
-    return line;
+    return text.data();
 }
 
 /// Warns unless that would block on a full pipe, socket or terminal. Qt prints a message that is
@@ -163,7 +135,7 @@ void ServiceLog::getLogFilePath(const QString &path)
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
                                         const QString &message)
 {
-    if (!appendLine(lineOf(type, context, message)))
+    if (!appendLine(LogLine::compose(type, localTimeText(), context, message)))
         warnOnStderr("logFile closed failed");
 }
 

@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kDaemonTimeout{1000};
 
-struct Report
+struct FileFindings
 {
     QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
     QJsonArray absent; ///< members that take their default, which is normal
@@ -51,97 +51,122 @@ struct Report
     }
 };
 
-void compareMembers(const QJsonObject &written, Report &report)
+void compareMembers(const QJsonObject &written, FileFindings &findings)
 {
     const QByteArrayList byType{"", "not true or false", "not a whole number of 32 bits",
                                 "not a string", "not a list"}; // as QJsonValue::Type
-    for (auto entry = report.map.cbegin(); entry != report.map.cend(); ++entry) {
+    for (auto entry = findings.map.cbegin(); entry != findings.map.cend(); ++entry) {
         const QJsonValue used = QJsonValue::fromVariant(entry.value());
         if (!written.contains(entry.key()))
-            report.absent.append(QJsonObject{{QStringLiteral("kind"), QStringLiteral("absent")},
-                                             {QStringLiteral("member"), entry.key()},
-                                             {QStringLiteral("used"), used}});
+            findings.absent.append(QJsonObject{{QStringLiteral("kind"), QStringLiteral("absent")},
+                                               {QStringLiteral("member"), entry.key()},
+                                               {QStringLiteral("used"), used}});
         else if (written.value(entry.key()) != used)
-            report.fault("mistyped", entry.key(), byType.value(used.type()), used);
+            findings.fault("mistyped", entry.key(), byType.value(used.type()), used);
     }
     const QStringList names = written.keys();
     for (const QString &name : names) {
-        if (!report.map.contains(name))
-            report.fault("unknown", name, "not known: ignored, and removed by the next choice");
+        if (!findings.map.contains(name))
+            findings.fault("unknown", name, "not known: ignored, and removed by the next choice");
     }
 }
 
-/// Checks whether a probe of this base URL can succeed.
-void checkUrl(const QString &base, QLatin1String member, const QByteArray &label, Report &report)
+/// What is wrong with a server's address; empty if nothing.
+QByteArray flawOf(const QString &base)
 {
     static const QRegularExpression twoSchemes(QStringLiteral("^[^/]*://[A-Za-z][\\w+.-]*://"));
-    const QUrl url(report.probeUrl(base), QUrl::TolerantMode);
+    // QUrl would need minutes for a long host, which DNS does not allow.
+    static const QRegularExpression longHost(QStringLiteral("^[^/?#]*//(?:[^/?#]*@)?[^/?#:]{254}"));
+    if (longHost.match(base).hasMatch())
+        return "the host has more than 253 characters: its probes fail";
+    const QUrl url(base, QUrl::TolerantMode);
     const bool isHttp =
         url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
     if (!url.isValid() || !isHttp || url.host().isEmpty())
-        report.fault("bad-url", member,
-                     label + "not a valid http:// or https:// URL: its probes fail");
-    else if (twoSchemes.match(base).hasMatch())
-        report.fault("bad-url", member, label + "two schemes: its probes fail");
+        return "not a valid http:// or https:// URL: its probes fail";
+    if (twoSchemes.match(base).hasMatch())
+        return "two schemes: its probes fail";
+    if (url.hasQuery() || url.hasFragment())
+        return "a query or a fragment, and healthPath becomes part of it";
+    return base.endsWith(QLatin1Char('/')) ? "a slash at the end, and healthPath adds another" : "";
+}
+
+void checkAddress(const QString &base, QLatin1String member, const QByteArray &label,
+                  FileFindings &findings)
+{
+    const QByteArray flaw = flawOf(base);
+    if (!flaw.isEmpty())
+        findings.fault("bad-url", member, label + flaw);
+}
+
+void checkHealthPath(FileFindings &findings)
+{
+    const QString path = findings.map.value(healthPathName).toString();
+    if (!path.isEmpty() && !path.startsWith(QLatin1Char('/'))) {
+        findings.fault("bad-path", healthPathName,
+                       "no slash at the start: the probe goes to another host");
+        return;
+    }
+    // Without a path, the address can have it.
+    const QString base =
+        path.isEmpty() ? ServerConf::serverUrl(findings.map) : QStringLiteral("http://h");
+    if (flawOf(base).isEmpty() && !HealthProbe::isReply(QUrl(findings.probeUrl(base))))
+        findings.fault("no-probe", healthPathName,
+                       "the path of the probe URL does not end in /health: every probe times out");
 }
 
 /// Checks all default servers, because any local program may choose any of them.
-void checkAddresses(Report &report)
+void checkAddresses(FileFindings &findings)
 {
-    const QVariantList servers = report.map.value(defaultUrlName).toList();
+    const QVariantList servers = findings.map.value(defaultUrlName).toList();
     for (int index = 0; index < servers.size(); ++index) {
         const QByteArray entry = "entry " + QByteArray::number(index) + ": ";
         const QString server = servers.at(index).toString();
         if (servers.at(index).type() != QVariant::String)
-            report.fault("mistyped", defaultUrlName, entry + "not a string", server);
+            findings.fault("mistyped", defaultUrlName, entry + "not a string", server);
         else
-            checkUrl(server, defaultUrlName, entry, report);
+            checkAddress(server, defaultUrlName, entry, findings);
     }
-    if (report.map.value(confDefaultName).toBool())
+    if (findings.map.value(confDefaultName).toBool())
         return;
-    if (report.map.value(confCustomUrlName).toString().isEmpty())
-        report.fault("no-address", confCustomUrlName, "empty, but in use");
+    if (findings.map.value(confCustomUrlName).toString().isEmpty())
+        findings.fault("no-address", confCustomUrlName, "empty, but in use");
     else
-        checkUrl(ServerConf::serverUrl(report.map), confCustomUrlName, {}, report);
+        checkAddress(ServerConf::serverUrl(findings.map), confCustomUrlName, {}, findings);
 }
 
-void checkIndices(const QJsonObject &written, Report &report)
+void checkIndices(const QJsonObject &written, FileFindings &findings)
 {
-    const bool usesDefault = report.map.value(confDefaultName).toBool();
-    const int index = report.map.value(confDefaultIndexName).toInt();
-    const int count = report.map.value(defaultUrlName).toList().size();
+    const bool usesDefault = findings.map.value(confDefaultName).toBool();
+    const int index = findings.map.value(confDefaultIndexName).toInt();
+    const int count = findings.map.value(defaultUrlName).toList().size();
     // With a custom address in use, a missing index is not a fault.
     if ((index < 0 || index >= count) && (usesDefault || written.contains(confDefaultIndexName)))
-        report.fault("out-of-range", confDefaultIndexName,
-                     "no address in defaultUrl has this index: no server");
-    const int scheme = report.map.value(confCustomHeadindexName).toInt();
+        findings.fault("out-of-range", confDefaultIndexName,
+                       "no address in defaultUrl has this index: no server");
+    const int scheme = findings.map.value(confCustomHeadindexName).toInt();
     if (scheme != 0 && scheme != 1)
-        report.fault("out-of-range", confCustomHeadindexName, "neither 0 nor 1: taken as https://");
+        findings.fault("out-of-range", confCustomHeadindexName,
+                       "neither 0 nor 1: taken as https://");
 }
 
-Report reportOn(const QByteArray &content)
+FileFindings findingsIn(const QByteArray &content)
 {
-    const ServerConf::Parsed parsed = ServerConf::parse(content);
     const QJsonDocument document = QJsonDocument::fromJson(content);
-    Report report{parsed.map, {}, {}, {}};
-    if (report.map.isEmpty()) {
-        report.fault("no-configuration", {},
-                     document.isNull() ? "not valid JSON: " + parsed.error.toUtf8()
-                                       : "empty: it has no member");
-        return report;
+    FileFindings findings{ServerConf::parse(content).map, {}, {}, {}};
+    if (findings.map.isEmpty()) {
+        findings.fault("no-configuration", {}, Configuration::faultIn(content));
+        return findings;
     }
     if (!document.isObject())
-        report.fault("mistyped", {}, "the document is not an object");
+        findings.fault("mistyped", {}, "the document is not an object");
     if (JsonText::DuplicateNames().add(content))
-        report.fault("repeated", {}, "a member name appears twice; the last one counts");
-    compareMembers(document.object(), report);
-    checkIndices(document.object(), report);
-    checkAddresses(report);
-    const QString probeUrl = report.probeUrl(ServerConf::serverUrl(report.map));
-    if (!HealthProbe::isReply(QUrl(probeUrl, QUrl::TolerantMode)))
-        report.fault("no-probe", healthPathName,
-                     "the path of the probe URL does not end in /health: every probe times out");
-    return report;
+        findings.fault("repeated", {}, "a member name appears twice; the last one counts");
+    compareMembers(document.object(), findings);
+    checkIndices(document.object(), findings);
+    checkAddresses(findings);
+    checkHealthPath(findings);
+    return findings;
 }
 
 /// Returns nothing when the file is unreadable or too large, and sets the verdict.
@@ -179,32 +204,32 @@ QByteArray linesOf(const QJsonArray &findings)
     return text;
 }
 
-QByteArray textOf(const Report &report)
+QByteArray textOf(const FileFindings &findings)
 {
-    const Configuration configuration(report.map);
+    const Configuration configuration(findings.map);
     const QString server = configuration.serverInUse();
     QByteArray text = "Server in use: " + configuration.serverText() + '\n';
     if (!server.isEmpty())
-        text += "Probe URL:     " + Output::escaped(report.probeUrl(server).toUtf8()) + '\n';
-    if (!report.absent.isEmpty())
-        text += "Absent (not a fault):\n" + linesOf(report.absent);
-    if (!report.notCompared.isEmpty())
-        text += "Not compared with the daemon: " + Output::escaped(report.notCompared) + '\n';
-    text += report.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
-    return text + linesOf(report.faults);
+        text += "Probe URL:     " + Output::escaped(findings.probeUrl(server).toUtf8()) + '\n';
+    if (!findings.absent.isEmpty())
+        text += "Absent (not a fault):\n" + linesOf(findings.absent);
+    if (!findings.notCompared.isEmpty())
+        text += "Not compared with the daemon: " + Output::escaped(findings.notCompared) + '\n';
+    text += findings.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
+    return text + linesOf(findings.faults);
 }
 
-QJsonObject jsonOf(const Report &report, const Verdict &verdict)
+QJsonObject jsonOf(const FileFindings &findings, const Verdict &verdict)
 {
-    const QString server = Configuration(report.map).serverInUse();
-    const QString probe = server.isEmpty() ? QString() : report.probeUrl(server);
+    const QString server = Configuration(findings.map).serverInUse();
+    const QString probe = server.isEmpty() ? QString() : findings.probeUrl(server);
     return verdict.toJson(
-        {{QStringLiteral("configuration"), QJsonObject::fromVariantMap(report.map)},
+        {{QStringLiteral("configuration"), QJsonObject::fromVariantMap(findings.map)},
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
          {QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8())},
-         {QStringLiteral("absent"), report.absent},
-         {QStringLiteral("faults"), report.faults},
-         {QStringLiteral("notCompared"), Output::orNull(report.notCompared)}});
+         {QStringLiteral("absent"), findings.absent},
+         {QStringLiteral("faults"), findings.faults},
+         {QStringLiteral("notCompared"), Output::orNull(findings.notCompared)}});
 }
 
 } // namespace
@@ -217,15 +242,17 @@ ExitStatus Commands::check(const Options &options)
     if (!content)
         return Output::conclude(verdict, options.json);
 
-    Report report = reportOn(*content);
+    FileFindings findings = findingsIn(*content);
     if (path != QLatin1String("-") && QFileInfo(path) == QFileInfo(Paths::configuration)) {
         const Reply reply = DaemonClient::ask(QDeadlineTimer(kDaemonTimeout), false);
-        report.notCompared = reply.verdict.message;
-        if (reply.configuration && reply.configuration->differsFromFile().value_or(false))
-            report.fault("not-loaded", {}, reply.configuration->differenceText());
+        findings.notCompared = reply.verdict.message;
+        const FileComparison file =
+            reply.configuration ? reply.configuration->compareWithFile() : FileComparison();
+        if (file.differs.value_or(false))
+            findings.fault("not-loaded", {}, file.advice);
     }
-    if (!report.faults.isEmpty())
+    if (!findings.faults.isEmpty())
         verdict = {ExitStatus::Failed, "faulty", path.toUtf8() + " has faults"};
-    Output::print(options.json ? Output::jsonLine(jsonOf(report, verdict)) : textOf(report));
+    Output::print(options.json ? Output::jsonLine(jsonOf(findings, verdict)) : textOf(findings));
     return verdict.status;
 }

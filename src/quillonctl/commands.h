@@ -3,7 +3,7 @@
 #include "logtext.h"
 #include "output.h"
 
-#include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <optional>
@@ -11,8 +11,7 @@
 /// The checked values of the command line. Each command reads its own members.
 struct Options
 {
-    std::optional<QString> argument; ///< the FILE or COMMAND; "-" is standard input
-    int serverIndex = 0;
+    std::optional<QString> argument; ///< a FILE ("-" is standard input), server or command
     bool json = false;
 
     std::chrono::milliseconds timeout{3000};
@@ -21,35 +20,24 @@ struct Options
 
     bool follow = false;
     std::optional<int> lines; ///< how many of the last lines; nothing means all
-    std::optional<LogText::Level> level; ///< nothing means all
+    LogLine::Level level = LogLine::Level::Debug;
     QByteArray since; ///< in the log's time format; empty means no limit
 };
 
-/// Each command prints what it finds, or reports why it cannot.
+/// Each command prints what it finds, or reports why it cannot. quillonctl(1) says when it
+/// succeeds.
 namespace Commands {
 
+/// Runs the command in the arguments, which begin with the program's name; status without one.
+ExitStatus run(QStringList arguments);
+
 ExitStatus show(const Options &options);
-
-/// Chooses a default server, then shows the configuration. Succeeds only when the
-/// daemon reports that this server is in use and, with --probe, the probe gave 200.
 ExitStatus use(const Options &options);
-
-/// Shows the daemon's state. Succeeds only when it answers and its last probe gave 200.
 ExitStatus status(const Options &options);
-
-/// Checks a configuration file. Succeeds when it has no faults. The daemon's own file
-/// must also match what the running daemon, if any, has loaded.
 ExitStatus check(const Options &options);
 
-/// Prints what the daemon does until the reader closes the pipe, which is success.
+// These end with success when the reader closes the pipe.
 ExitStatus monitor(const Options &options);
-
-/// Prints a log with its scrambled texts in clear. With --follow, ends like monitor().
 ExitStatus log(const Options &options);
-
-/// Shows the help of the command in the argument, or of the program.
-ExitStatus help(const Options &options);
-
-ExitStatus version(const Options &options);
 
 } // namespace Commands

@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include "conffile.h"
 #include "daemonclient.h"
 #include "logevents.h"
 #include "logfile.h"
@@ -11,8 +12,6 @@
 
 #include <cerrno>
 
-#include <unistd.h>
-
 namespace {
 
 constexpr unsigned long kPollMilliseconds = 50;
@@ -20,14 +19,14 @@ constexpr unsigned long kPollMilliseconds = 50;
 Verdict refusal(const Reply &reply, bool isInUse)
 {
     const int code = Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
-    const bool isMissing = ::access(Paths::configuration.data(), F_OK) != 0 && errno == ENOENT;
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
     // The server is in use if only the write failed, or if it was in use before.
     if (code == Protocol::FileUnusable)
         reason = QByteArray("the choice ")
                  + (isInUse ? "is in use but was not saved" : "was not made") + ", because "
                  + Paths::configuration.data()
-                 + (isMissing ? " is missing" : " cannot be opened or written");
+                 + (ConfFile(Paths::configuration).exists() ? " cannot be opened or written"
+                                                            : " is missing");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
     return {ExitStatus::Failed, "refused",
@@ -48,15 +47,14 @@ Verdict verdictOfChoice(const Reply &reply, int index)
             "the daemon reported no failure, but uses " + reply.configuration->serverText()};
 }
 
-/// Follows the log to the outcome of the probe that the choice has started. The daemon has logged
-/// the choice by now, perhaps after those of other clients, so judge only at the end of the log.
+/// Follows the log until the probe of our choice has ended. Other programs may choose too, and the
+/// last choice counts, so this judges only at the end of the log.
 Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, LastProbe &probe)
 {
     LogEvents events;
     bool isChosen = false; // the last choice, perhaps refused, names our server
     bool isOurs = false; // our server is in use
-    bool isReadable = true;
-    for (QByteArray bytes; !deadline.hasExpired() && (isReadable = log.follow(bytes));) {
+    for (QByteArray bytes; !deadline.hasExpired() && log.follow(bytes);) {
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
             probe.add(event);
@@ -70,14 +68,34 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
         if (bytes.isEmpty())
             QThread::msleep(kPollMilliseconds);
     }
-    if (isOurs && isReadable)
+    if (isOurs)
         return probe.verdict(ExitStatus::ProbeFailed);
-    const QByteArray unseen = " does not show it, or another program has chosen a server since";
-    const QByteArray reason = isReadable ? Paths::logFile.data() + unseen
-                                         : Output::unreadable(Paths::logFile, errno).message;
     probe = {};
     return {ExitStatus::ProbeUnknown, "probe-unknown",
-            "the outcome of the probe is unknown: " + reason};
+            QByteArray("the outcome of the probe is unknown: ") + Paths::logFile.data()
+                + " does not show it, or another program has chosen a server since"};
+}
+
+/// Chooses the server with the index or address in the argument, or else the one in use.
+/// @param index set to the server's index; -1 if nothing was chosen
+Reply choose(const Options &options, const QDeadlineTimer &deadline, int &index)
+{
+    bool isIndex = false;
+    index = options.argument.value_or(QString()).toInt(&isIndex);
+    if (!isIndex) {
+        index = -1;
+        Reply reply = DaemonClient::ask(deadline, options.wait);
+        if (reply.configuration)
+            index = options.argument ? reply.configuration->indexOf(*options.argument)
+                                     : reply.configuration->chosenIndex();
+        if (reply.configuration && index < 0)
+            reply.verdict = {ExitStatus::Failed, "no-such-server",
+                             options.argument ? "no default server has this address"
+                                              : "no default server is in use"};
+        if (index < 0)
+            return reply;
+    }
+    return DaemonClient::choose(index, deadline, options.wait);
 }
 
 QJsonObject jsonOf(const Verdict &verdict, const Reply &reply)
@@ -112,12 +130,13 @@ ExitStatus Commands::use(const Options &options)
         return Output::conclude(Output::unreadable(Paths::logFile, errno), options.json);
     log.skipToEnd();
 
-    const Reply reply = DaemonClient::choose(options.serverIndex, deadline, options.wait);
-    Verdict verdict = verdictOfChoice(reply, options.serverIndex);
+    int index = -1;
+    const Reply reply = choose(options, deadline, index);
+    Verdict verdict = index < 0 ? reply.verdict : verdictOfChoice(reply, index);
     QByteArray text = verdict.isDone() ? reply.configuration->toText() : QByteArray();
     LastProbe probe;
     if (options.probe && verdict.isDone())
-        verdict = awaitProbe(log, options.serverIndex, deadline, probe);
+        verdict = awaitProbe(log, index, deadline, probe);
     if (probe.isOver())
         text += "Probe: " + probe.toText() + '\n';
     QJsonObject document = jsonOf(verdict, reply);

@@ -2,6 +2,7 @@
 
 #include "conffile.h"
 #include "confkeys.h"
+#include "jsontext.h"
 #include "output.h"
 #include "paths.h"
 #include "serverconf.h"
@@ -33,19 +34,34 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
     return {};
 }
 
-std::optional<bool> Configuration::differsFromFile() const
+QByteArray Configuration::faultIn(const QByteArray &content)
 {
-    const auto content = ConfFile(Paths::configuration).read();
-    if (!content)
-        return {};
-    return !(*this == Configuration(ServerConf::parse(*content).map));
+    const QByteArray fault = JsonText::faultIn(content);
+    if (!fault.isEmpty())
+        return "not valid JSON at " + fault;
+    return ServerConf::parse(content).map.isEmpty() ? "empty: it has no member" : "";
 }
 
-QByteArray Configuration::differenceText() const
+FileComparison Configuration::compareWithFile() const
 {
-    const QByteArray text = "the running daemon has another configuration; restart it";
-    const bool canChoose = !m_map.value(defaultUrlName).toStringList().isEmpty();
-    return canChoose ? text + ", or the next choice overwrites this file" : text;
+    const ConfFile file(Paths::configuration);
+    const auto content = file.read();
+    FileComparison result;
+    result.fault =
+        content ? faultIn(*content) : QByteArray(file.exists() ? "cannot be read" : "missing");
+    if (content)
+        result.differs = !(*this == Configuration(ServerConf::parse(*content).map));
+    if (!result.fault.isEmpty())
+        result.advice = isLoaded() ? "the daemon goes on with what it has loaded; repair the file "
+                                     "before a restart"
+                                   : "see the example in 'man quillon-agent.json', run "
+                                     "'quillonctl check', then restart the daemon";
+    else if (*result.differs)
+        result.advice = m_map.value(defaultUrlName).toStringList().isEmpty()
+                            ? "the running daemon has another configuration; restart it"
+                            : "the running daemon has another configuration; restart it, or the "
+                              "next choice overwrites this file";
+    return result;
 }
 
 QString Configuration::serverInUse() const
@@ -59,6 +75,16 @@ int Configuration::chosenIndex() const
 {
     const bool isDefault = m_map.value(confDefaultName).toBool();
     return isDefault ? m_map.value(confDefaultIndexName).toInt() : -1;
+}
+
+int Configuration::indexOf(const QString &shown) const
+{
+    const QStringList servers = m_map.value(defaultUrlName).toStringList();
+    for (int index = 0; index < servers.size(); ++index) {
+        if (Output::escaped(servers.at(index).toUtf8()) == shown.toUtf8())
+            return index;
+    }
+    return -1;
 }
 
 QByteArray Configuration::serverText() const

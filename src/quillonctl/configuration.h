@@ -6,6 +6,16 @@
 #include <optional>
 #include <utility>
 
+/// How the daemon's file compares with what the daemon has loaded.
+struct FileComparison
+{
+    std::optional<bool> differs; ///< nothing when the file cannot be read
+    QByteArray fault; ///< why the file cannot be loaded; empty if it can
+    QByteArray advice; ///< what to do; empty if nothing
+
+    QByteArray text() const { return fault.isEmpty() ? advice : fault + "; " + advice; }
+};
+
 /// The server configuration as the daemon reports it, with its text and JSON forms.
 class Configuration
 {
@@ -21,17 +31,22 @@ public:
 
     bool operator==(const Configuration &other) const { return toJson() == other.toJson(); }
 
-    /// Whether the daemon's file has another configuration; nothing when it cannot be read.
-    std::optional<bool> differsFromFile() const;
+    /// Why the daemon loads nothing from this content of a file; empty when it loads it.
+    static QByteArray faultIn(const QByteArray &content);
 
-    /// Says that the file differs from this configuration of the daemon, and what to do.
-    QByteArray differenceText() const;
+    /// False when the daemon runs without a configuration.
+    bool isLoaded() const { return !m_map.isEmpty(); }
+
+    FileComparison compareWithFile() const;
 
     /// The base URL that the daemon uses; empty when it has none.
     QString serverInUse() const;
 
     /// The index of the chosen default server; -1 when none is chosen.
     int chosenIndex() const;
+
+    /// The index of the default server whose address is shown like this; -1 without one.
+    int indexOf(const QString &shown) const;
 
     /// The server in use in words, on one line; safe for a terminal.
     QByteArray serverText() const;

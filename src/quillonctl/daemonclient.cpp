@@ -56,11 +56,6 @@ QByteArray requestOf(Protocol::MessageType type, QJsonObject members = {})
     return Frame::pack(Frame::Client, QJsonDocument(members).toJson(QJsonDocument::Compact));
 }
 
-Verdict noAnswer(const QByteArray &reason)
-{
-    return {ExitStatus::NoAnswer, "no-answer", reason};
-}
-
 Verdict badAnswer(const QByteArray &flaw)
 {
     return {ExitStatus::Failed, "bad-answer", "the daemon sent an invalid answer: " + flaw};
@@ -97,10 +92,10 @@ void collect(QLocalSocket &socket, const QDeadlineTimer &deadline, Reply &reply)
         if (isComplete)
             return;
         if (!isConnected || deadline.hasExpired()) {
-            reply.verdict =
-                noAnswer(isConnected ? "no answer in time: the daemon serves one program at a "
-                                       "time and may be busy; try again"
-                                     : "the daemon closed the connection before it answered");
+            reply.verdict = {ExitStatus::NoAnswer, "no-answer",
+                             isConnected ? "no answer in time: the daemon serves one program at a "
+                                           "time and may be busy; try again"
+                                         : "the daemon closed the connection before it answered"};
             return;
         }
         const qint64 wait = std::min(pause, deadline.remainingTime());
@@ -130,7 +125,8 @@ Reply attempt(const QByteArray &request, const QDeadlineTimer &deadline)
     }
     reply.verdict =
         socket.state() == QLocalSocket::ConnectingState
-            ? noAnswer("the daemon serves one program at a time, and too many programs wait")
+            ? Verdict{ExitStatus::NoAnswer, "no-answer",
+                      "the daemon serves one program at a time, and too many programs wait"}
             : Verdict{ExitStatus::NoDaemon, "no-daemon", "the daemon refused the connection"};
     socket.abort();
     return reply;

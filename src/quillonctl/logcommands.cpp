@@ -5,7 +5,6 @@
 #include "logfile.h"
 #include "paths.h"
 
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <utility>
@@ -26,21 +25,35 @@ constexpr char kBold[] = "\x1b[1m";
 constexpr char kPlain[] = "\x1b[0m";
 
 /// Returns what to print for the next bytes of a log; they are empty at the end of the log.
-using Show = std::function<QByteArray(const QByteArray &bytes)>;
+using Renderer = std::function<QByteArray(const QByteArray &bytes)>;
 
-/// Shows the last lines of the log up to its present end, then everything that follows.
-Show tailOf(const Show &show, int count)
+/// The last lines of the text, at most 16 MiB; never a part of a line.
+QByteArray lastLines(const QByteArray &text, int count)
+{
+    int start = text.size();
+    for (int line = 0; line < count && start > 0; ++line) {
+        const int before = start == 1 ? 0 : text.lastIndexOf('\n', start - 2) + 1;
+        if (text.size() - before > kMaxHeldBytes)
+            break;
+        start = before;
+    }
+    return text.mid(start);
+}
+
+/// Renders the last lines of the log up to its present end, then everything that follows.
+Renderer tailOf(const Renderer &render, int count)
 {
     return [=, held = QByteArray(), isOver = false](const QByteArray &bytes) mutable {
         if (isOver)
-            return show(bytes);
-        held = (held + show(bytes)).right(kMaxHeldBytes);
-        int start = held.size();
-        for (int line = 0; line < count && start > 0; ++line)
-            start = start == 1 ? 0 : held.lastIndexOf('\n', start - 2) + 1;
-        held.remove(0, start);
+            return render(bytes);
+        held += render(bytes);
         isOver = bytes.isEmpty();
-        return isOver ? std::exchange(held, {}) : QByteArray();
+        if (isOver)
+            return lastLines(std::exchange(held, {}), count);
+        // Not for each piece: that would take quadratic time.
+        if (held.size() > 2 * kMaxHeldBytes)
+            held = lastLines(held, count);
+        return QByteArray();
     };
 }
 
@@ -55,7 +68,7 @@ void reportAbsence(const QString &path)
         Output::complain(missing + "; waiting");
 }
 
-ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, const Show &show)
+ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, const Renderer &render)
 {
     if (follows)
         reportAbsence(path);
@@ -63,7 +76,7 @@ ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, con
     for (QByteArray bytes;;) {
         if (!isOpen || !(follows ? log.follow(bytes) : log.read(bytes)))
             return Output::conclude(Output::unreadable(path, errno), json);
-        if (!Output::print(show(bytes)))
+        if (!Output::print(render(bytes)))
             return ExitStatus::Done;
         pollfd output = {STDOUT_FILENO, 0, 0}; // reports when the reader has left
         if (bytes.isEmpty() && (!follows || ::poll(&output, 1, kPollMilliseconds) > 0))
@@ -71,40 +84,33 @@ ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, con
     }
 }
 
-struct Look
+bool isShown(const LogEvent &event)
 {
-    const char *word; ///< empty for an event that is not shown
-    const char *prefix;
-    const char *colour;
-};
+    return event.kind != LogEvent::Server && event.kind != LogEvent::Warning;
+}
 
-const std::array<Look, 8> kLooks{{
-    {"start", "version ", kBold},
-    {"", "", ""},
-    {"probe", "", ""},
-    {"outcome", "", kRed},
-    {"choice", "default server ", kBold},
-    {"fault", "", kRed},
-    {"client", "", ""},
-    {"", "", ""},
-}}; // by LogEvent::Kind
+const char *colourOf(const LogEvent &event)
+{
+    if (event.kind == LogEvent::Outcome)
+        return event.isSuccess() ? kGreen : kRed;
+    if (event.kind == LogEvent::Fault)
+        return kRed;
+    return event.kind == LogEvent::Start || event.kind == LogEvent::Choice ? kBold : "";
+}
 
 QByteArray lineOf(const LogEvent &event, bool isColoured)
 {
-    const Look &look = kLooks.at(event.kind);
-    const QByteArray shown =
-        QByteArray(look.word).leftJustified(kWordWidth) + look.prefix + event.text;
-    const char *colour = event.isSuccess() ? kGreen : look.colour;
-    const bool isPlain = !isColoured || *colour == '\0';
-    return event.time + "  " + (isPlain ? shown : colour + shown + kPlain) + '\n';
+    const QByteArray kind(event.kind.data(), event.kind.size());
+    const QByteArray shown = kind.leftJustified(kWordWidth) + event.label + event.text;
+    const char *colour = isColoured ? colourOf(event) : "";
+    return event.time + "  " + colour + shown + (*colour == '\0' ? "" : kPlain) + '\n';
 }
 
 QByteArray jsonOf(const LogEvent &event)
 {
-    const Look &look = kLooks.at(event.kind);
     QJsonObject document{{QStringLiteral("time"), LogText::jsonTime(event.time)},
-                         {QStringLiteral("event"), QLatin1String(look.word)},
-                         {QStringLiteral("text"), QString::fromUtf8(look.prefix + event.text)}};
+                         {QStringLiteral("event"), event.kind},
+                         {QStringLiteral("text"), QString::fromUtf8(event.label + event.text)}};
     if (event.kind == LogEvent::Outcome)
         document.insert(QStringLiteral("httpStatus"),
                         event.httpStatus < 0 ? QJsonValue() : event.httpStatus);
@@ -119,12 +125,12 @@ ExitStatus Commands::log(const Options &options)
 {
     const QString path = options.argument.value_or(Paths::logFile);
     LogFile log(path);
-    LogRenderer renderer(options.level.value_or(LogText::Level::Debug), options.since);
-    const Show show = [&](const QByteArray &bytes) {
+    LogRenderer renderer(options.level, options.since);
+    const Renderer render = [&](const QByteArray &bytes) {
         return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
     };
     return print(log, path, options.follow, false,
-                 options.lines ? tailOf(show, *options.lines) : show);
+                 options.lines ? tailOf(render, *options.lines) : render);
 }
 
 ExitStatus Commands::monitor(const Options &options)
@@ -139,7 +145,7 @@ ExitStatus Commands::monitor(const Options &options)
         QByteArray lines;
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
-            if (*kLooks.at(event.kind).word != '\0' && event.time >= options.since)
+            if (isShown(event) && event.time >= options.since)
                 lines += options.json ? jsonOf(event) : lineOf(event, isColoured);
         }
         return lines;

@@ -1,14 +1,16 @@
 #include "logevents.h"
 
-#include "logencryption.h"
 #include "logmessages.h"
 #include "protocol.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -16,18 +18,19 @@ constexpr int kMaxLabelBytes = 200;
 
 struct Pattern
 {
-    const char *message = "";
-    LogEvent::Kind kind = LogEvent::Start;
+    const char *message;
+    QLatin1String kind;
+    const char *label = "";
     const char *text = ""; ///< of the event, if it is constant
 };
 
 const Pattern kPatterns[] = {
-    {LogMessages::version, LogEvent::Start},
+    {LogMessages::version, LogEvent::Start, "version "},
     {LogMessages::serverUrl, LogEvent::Server},
     {LogMessages::probe, LogEvent::Probe},
     {LogMessages::probeStatus, LogEvent::Outcome},
-    {LogMessages::probeTimeout, LogEvent::Outcome, "timed out"},
-    {LogMessages::choice, LogEvent::Choice},
+    {LogMessages::probeTimeout, LogEvent::Outcome, "", "timed out"},
+    {LogMessages::choice, LogEvent::Choice, "default server "},
     {LogMessages::fileMissing, LogEvent::Fault},
     {LogMessages::fileNotOpened, LogEvent::Fault},
     {LogMessages::fileNotParsed, LogEvent::Fault},
@@ -35,9 +38,9 @@ const Pattern kPatterns[] = {
     {LogMessages::indexOutOfRange, LogEvent::Fault},
     {LogMessages::listenFailed, LogEvent::Fault},
     {LogMessages::socketLost, LogEvent::Fault},
-    {LogMessages::clientCame, LogEvent::Client, "came"},
-    {LogMessages::clientLeft, LogEvent::Client, "left"},
-    {LogMessages::clientDropped, LogEvent::Client, "left"},
+    {LogMessages::clientCame, LogEvent::Client, "", "came"},
+    {LogMessages::clientLeft, LogEvent::Client, "", "left"},
+    {LogMessages::clientDropped, LogEvent::Client, "", "left"},
 };
 
 /// What is between the first quotation mark and the last; empty without them.
@@ -60,7 +63,7 @@ QByteArray labelOf(const QByteArray &text)
 QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 {
     QVector<LogEvent> events;
-    const QVector<QByteArray> lines = LogText::takeLines(m_pending += bytes);
+    const QVector<QByteArray> lines = m_lines.add(bytes);
     for (const QByteArray &line : lines)
         take(line, events);
     return events;
@@ -68,7 +71,7 @@ QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 
 void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
 {
-    const auto head = LogText::headOf(line);
+    const auto head = LogLine::headOf(line);
     if (head)
         m_head = head;
     const QByteArray text = head ? line.mid(head->textStart) : line;
@@ -79,20 +82,31 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
         return;
 
     noteChoice(text);
-    if (text.startsWith(LogMessages::requestFailed))
-        m_failure = Output::escaped(quoted(text).replace("\\\"", "\""));
+    noteFailure(text);
     for (const Pattern &pattern : kPatterns) {
         // A message may begin with line feeds, which are separate lines in the log.
         const QByteArray start = pattern.message + std::strspn(pattern.message, "\n");
         if (!text.startsWith(start))
             continue;
-        LogEvent event{pattern.kind, m_head->time, pattern.text, -1, {}};
+        LogEvent event{pattern.kind, m_head->time, pattern.label, pattern.text, -1, {}};
         if (event.text.isEmpty())
             fill(event, text, text.mid(start.size()));
         events.append(event);
     }
-    if (head && head->level >= LogText::Level::Warning)
-        events.append({LogEvent::Warning, head->time, labelOf(text), -1, {}});
+    if (head && head->level >= LogLine::Level::Warning)
+        events.append({LogEvent::Warning, head->time, "", labelOf(text), -1, {}});
+}
+
+/// The errors of the TLS handshake precede the failure of the request.
+void LogEvents::noteFailure(const QByteArray &text)
+{
+    const QByteArray reason = Output::escaped(quoted(text).replace("\\\"", "\""));
+    if (text.startsWith(LogMessages::tlsFault))
+        m_tlsErrors = reason;
+    if (!text.startsWith(LogMessages::requestFailed))
+        return;
+    const QByteArray errors = std::exchange(m_tlsErrors, {});
+    m_failure = errors.isEmpty() ? reason : reason + ": " + errors;
 }
 
 /// Queues the index: the daemon logs all messages of a write before it acts on the first.
@@ -102,10 +116,8 @@ void LogEvents::noteChoice(const QByteArray &text)
         m_choices.clear();
     if (!text.startsWith(LogMessages::frame))
         return;
-    const QByteArray base64 = quoted(text).mid(encryptedIdentity.size());
     const QJsonObject message =
-        QJsonDocument::fromJson(LogEncryption::decryptionMessage(QByteArray::fromBase64(base64)))
-            .object();
+        QJsonDocument::fromJson(LogLine::unscrambled(quoted(text))).object();
     if (Protocol::numberIn(message.value(Protocol::typeName)) == Protocol::ChooseServer)
         m_choices.append(Protocol::numberIn(message.value(Protocol::serverIndexName)));
 }
@@ -113,49 +125,40 @@ void LogEvents::noteChoice(const QByteArray &text)
 /// @param value the end of the text, which differs from one message to the next
 void LogEvents::fill(LogEvent &event, const QByteArray &text, const QByteArray &value)
 {
-    switch (event.kind) {
-    case LogEvent::Start:
-    case LogEvent::Probe:
+    if (event.kind == LogEvent::Start || event.kind == LogEvent::Probe) {
         m_failure.clear();
         event.text = quoted(LogText::inClear(value));
-        break;
-    case LogEvent::Outcome:
-        event.httpStatus = value.simplified().split(' ').constFirst().toInt();
-        event.failure = event.httpStatus == 0 ? m_failure : QByteArray();
-        event.text = event.httpStatus != 0 ? "HTTP status " + QByteArray::number(event.httpStatus)
-                                           : QByteArray("no HTTP response");
-        if (!event.failure.isEmpty())
-            event.text += " (" + event.failure + ')';
-        break;
-    case LogEvent::Choice:
-        if (!m_choices.isEmpty())
-            event.text = QByteArray::number(m_choices.takeFirst());
-        break;
-    case LogEvent::Fault:
+    } else if (event.kind == LogEvent::Outcome) {
+        fillOutcome(event, value.simplified().split(' ').constFirst().toInt());
+    } else if (event.kind == LogEvent::Choice && !m_choices.isEmpty()) {
+        event.text = QByteArray::number(m_choices.takeFirst());
+    } else if (event.kind == LogEvent::Fault) {
         event.text = LogText::inClear(text);
-        break;
-    default:
-        break;
     }
+}
+
+void LogEvents::fillOutcome(LogEvent &outcome, int httpStatus)
+{
+    outcome.httpStatus = httpStatus;
+    outcome.text = "HTTP status " + QByteArray::number(httpStatus);
+    if (httpStatus != 0)
+        return;
+    outcome.failure = m_failure;
+    outcome.text = "no HTTP response";
+    if (!m_failure.isEmpty())
+        outcome.text += " (" + m_failure + ')';
 }
 
 void LastProbe::add(const LogEvent &event)
 {
-    switch (event.kind) {
-    case LogEvent::Start:
-    case LogEvent::Server:
-    case LogEvent::Probe:
-        *this = {};
+    const bool isSent = event.kind == LogEvent::Probe;
+    if (isSent || event.kind == LogEvent::Start || event.kind == LogEvent::Server) {
         m_isUnsent = event.kind == LogEvent::Server;
-        m_probe = event.kind == LogEvent::Probe ? event : LogEvent();
-        break;
-    case LogEvent::Outcome:
-        if (!m_isUnsent) // otherwise it belongs to the previous server
-            m_outcome = event;
-        break;
-    default:
-        break;
+        m_probe = isSent ? event : LogEvent();
+        m_outcome = {};
     }
+    if (event.kind == LogEvent::Outcome && !m_isUnsent) // otherwise the previous server's
+        m_outcome = event;
 }
 
 Verdict LastProbe::verdict(ExitStatus failed) const
@@ -177,8 +180,29 @@ QByteArray LastProbe::toText() const
     return m_isUnsent ? "none since this server was chosen" : "none in the log";
 }
 
+std::optional<qint64> LastProbe::age() const
+{
+    const QDateTime end = LogLine::dateTimeIn(m_outcome.time);
+    if (!end.isValid())
+        return {};
+    return std::max<qint64>(0, end.secsTo(QDateTime::currentDateTime()));
+}
+
+QByteArray LastProbe::ageText() const
+{
+    constexpr std::array<std::pair<int, const char *>, 4> units{
+        {{86400, " days ago"}, {3600, " h ago"}, {60, " min ago"}, {1, " s ago"}}};
+    const std::optional<qint64> seconds = age();
+    for (const auto &[size, name] : units) {
+        if (seconds && (*seconds >= 2 * size || size == 1)) // "1 days" would be wrong
+            return " (" + QByteArray::number(*seconds / size) + name + ')';
+    }
+    return {};
+}
+
 QJsonObject LastProbe::toJson() const
 {
+    const std::optional<qint64> age = this->age();
     const bool isAnswered = isOver() && m_outcome.httpStatus >= 0;
     QByteArray state = m_isUnsent ? "unsent" : "";
     if (isPending())
@@ -190,5 +214,6 @@ QJsonObject LastProbe::toJson() const
             {QStringLiteral("failure"), Output::orNull(m_outcome.failure)},
             {QStringLiteral("url"), Output::orNull(m_probe.text)},
             {QStringLiteral("sent"), LogText::jsonTime(m_probe.time)},
-            {QStringLiteral("ended"), LogText::jsonTime(m_outcome.time)}};
+            {QStringLiteral("ended"), LogText::jsonTime(m_outcome.time)},
+            {QStringLiteral("age"), age ? *age : QJsonValue()}};
 }

@@ -3,6 +3,7 @@
 #include "paths.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <utility>
@@ -19,23 +20,24 @@ LogFile::LogFile(const QString &path)
 bool LogFile::open()
 {
     close();
-    // Wait for a FIFO that the user names, but not for one at the path of the daemon's log.
-    const bool isDaemonsLog = m_path == Paths::logFile.data();
-    const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | (isDaemonsLog ? O_NONBLOCK : 0);
-    m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                 : ::open(m_path.constData(), flags);
-    struct stat status = {};
-    if (isDaemonsLog && m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0
-        && !S_ISREG(status.st_mode)) {
-        close();
+    // Opening a FIFO would wait for its writer, which is right only for one that the user names.
+    const QFileInfo file(QFile::decodeName(m_path));
+    if (m_path == Paths::logFile.data() && file.exists() && !file.isFile()) {
         errno = ENOTSUP;
+        return false;
     }
+    m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                 : ::open(m_path.constData(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     return m_descriptor >= 0;
 }
 
 void LogFile::skipToEnd() const
 {
-    ::lseek(m_descriptor, 0, SEEK_END);
+    off_t end = ::lseek(m_descriptor, 0, SEEK_END);
+    char last = '\n';
+    while (end > 0 && ::pread(m_descriptor, &last, 1, end - 1) == 1 && last != '\n')
+        --end;
+    ::lseek(m_descriptor, end, SEEK_SET);
 }
 
 bool LogFile::read(QByteArray &bytes)

@@ -19,16 +19,17 @@ public:
     /// errno; ENOTSUP when something other than a file is where the daemon writes its log.
     bool open();
 
-    /// Does nothing while no log is open.
+    /// Continues after the last complete line: the daemon may be writing another, and the rest of
+    /// that could look like a message. Does nothing while no log is open.
     void skipToEnd() const;
 
     /// Reads the next bytes, at most 64 KiB; none at the end. Blocks on a pipe.
     /// Returns false with the reason in errno.
     bool read(QByteArray &bytes);
 
-    /// Like read(), but continues with a new log that replaces this one, after a line
-    /// feed if this one ends within a line. A missing log has no bytes yet. No bytes
-    /// mean the end of the log, not of a file that was replaced.
+    /// Reads the next bytes like read(). If a new log has replaced this one, continues with the
+    /// new one, after a line feed if this one ends within a line. Returns no bytes at the end of
+    /// the current log, and while there is no log.
     bool follow(QByteArray &bytes);
 
 private:

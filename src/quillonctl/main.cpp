@@ -1,5 +1,5 @@
-#include "commandline.h"
-#include "output.h"
+#include "commands.h"
+#include "standardstreams.h"
 
 #include <QCoreApplication>
 #include <QTextCodec>
@@ -7,26 +7,9 @@
 #include <csignal>
 #include <cstdio>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-namespace {
-
-/// Opens closed standard streams, or a file that we open would get their numbers.
-/// Reads and writes fail as on a closed stream.
-void holdClosedStreams()
-{
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (::fcntl(stream, F_GETFD) < 0)
-            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
-}
-
-} // namespace
-
 int main(int argc, char *argv[])
 {
-    holdClosedStreams();
+    StandardStreams::holdClosed();
     // Qt ignores SIGPIPE after it creates a socket. Make all commands behave the same.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     qunsetenv("TZ"); // the log's times are those of the system
@@ -34,6 +17,6 @@ int main(int argc, char *argv[])
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
-    const ExitStatus status = CommandLine::run(QCoreApplication::arguments());
+    const ExitStatus status = Commands::run(QCoreApplication::arguments());
     return static_cast<int>(std::ferror(stdout) != 0 ? ExitStatus::Failed : status);
 }

@@ -8,18 +8,21 @@
 #include <QDateTime>
 #include <QDeadlineTimer>
 #include <QFileInfo>
+#include <QThread>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace {
 
-constexpr int kMaxWarningKinds = 100;
 constexpr int kCountWidth = 6;
+constexpr qint64 kPauseMilliseconds = 500;
 
-struct Report
+struct DaemonState
 {
     Reply reply;
-    std::optional<bool> fileDiffers; ///< from what the daemon reports; nothing when unknown
+    bool isUnconfigured = false; ///< the daemon has no configuration
+    FileComparison file; ///< with what the daemon reports
 
     QByteArray version; ///< of the last start in the log; empty if there is none
     QByteArray startTime; ///< of the daemon; empty when it is unknown
@@ -29,23 +32,21 @@ struct Report
     QByteArray logFault; ///< why the log says nothing about the daemon; else empty
 };
 
-void add(const LogEvent &event, const QByteArray &yesterday, Report &report)
+void add(const LogEvent &event, const QByteArray &yesterday, DaemonState &state)
 {
-    report.lastTime = event.time;
-    report.probe.add(event);
+    state.lastTime = event.time;
+    state.probe.add(event);
     if (event.kind == LogEvent::Start) {
-        report.version = event.text;
-        report.startTime = event.time;
+        state.version = event.text;
+        state.startTime = event.time;
     }
     if (event.kind != LogEvent::Warning || event.time < yesterday)
         return;
-    QString label = QString::fromUtf8(event.text);
-    if (report.warnings.size() >= kMaxWarningKinds && !report.warnings.contains(label))
-        label = QStringLiteral("others");
-    report.warnings.insert(label, report.warnings.value(label).toInt() + 1);
+    const QString label = QString::fromUtf8(event.text);
+    state.warnings.insert(label, state.warnings.value(label).toInt() + 1);
 }
 
-void readLog(Report &report)
+void readLog(DaemonState &state)
 {
     const QByteArray yesterday = LogText::timeText(QDateTime::currentDateTime().addDays(-1));
     LogEvents events;
@@ -54,111 +55,119 @@ void readLog(Report &report)
     for (QByteArray bytes; isReadable && (isReadable = log.read(bytes)) && !bytes.isEmpty();) {
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found)
-            add(event, yesterday, report);
+            add(event, yesterday, state);
     }
     if (!isReadable)
-        report.logFault = Output::unreadable(Paths::logFile, errno).message;
+        state.logFault = Output::unreadable(Paths::logFile, errno).message;
 }
 
-Report look(const Options &options)
+DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
 {
     const QDateTime visit = QDateTime::currentDateTime();
-    Report report;
-    report.reply = DaemonClient::ask(QDeadlineTimer(options.timeout), options.wait);
-    if (report.reply.configuration)
-        report.fileDiffers = report.reply.configuration->differsFromFile();
-    readLog(report); // last, so that the log contains our request
-    if (report.reply.process == 0)
-        return report;
-    // If the daemon cannot write its log, an outdated log may be there.
-    const QDateTime listening = QFileInfo(Paths::socket).lastModified();
-    const QDateTime logged = report.reply.verdict.isDone() ? visit : listening;
-    if (report.logFault.isEmpty() && report.lastTime < LogText::timeText(logged.addSecs(-1)))
-        report.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
-    report.startTime = LogText::timeText(listening);
-    if (!report.logFault.isEmpty()) {
-        report.version.clear();
-        report.probe = {};
+    DaemonState state;
+    state.reply = DaemonClient::ask(deadline, isPatient);
+    if (state.reply.configuration) {
+        state.file = state.reply.configuration->compareWithFile();
+        state.isUnconfigured = !state.reply.configuration->isLoaded();
     }
-    return report;
+    readLog(state); // last, so that the log contains our request
+    if (state.reply.process == 0)
+        return state;
+    // The log has our request, or at least the start, unless the daemon cannot write it.
+    const QDateTime listening = QFileInfo(Paths::socket).lastModified();
+    const QDateTime logged = state.reply.verdict.isDone() ? visit : listening;
+    if (state.logFault.isEmpty() && state.lastTime < LogText::timeText(logged.addSecs(-1)))
+        state.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
+    state.startTime = LogText::timeText(listening);
+    if (!state.logFault.isEmpty())
+        state.version.clear();
+    if (!state.logFault.isEmpty() || state.isUnconfigured)
+        state.probe = {};
+    return state;
 }
 
-Verdict verdictOf(const Report &report)
+Verdict verdictOf(const DaemonState &state)
 {
-    if (!report.reply.verdict.isDone())
-        return report.reply.verdict;
-    Verdict verdict = report.probe.verdict(ExitStatus::Failed);
-    if (!report.logFault.isEmpty())
-        verdict.message = report.logFault;
+    if (!state.reply.verdict.isDone())
+        return state.reply.verdict;
+    if (state.isUnconfigured)
+        return {ExitStatus::Failed, "no-configuration", "the daemon has no configuration"};
+    Verdict verdict = state.probe.verdict(ExitStatus::Failed);
+    if (!state.logFault.isEmpty())
+        verdict.message = state.logFault;
     return verdict;
 }
 
-QByteArray daemonText(const Report &report)
+QByteArray daemonText(const DaemonState &state)
 {
-    const Reply &reply = report.reply;
+    const Reply &reply = state.reply;
     QByteArray text = reply.verdict.isDone() ? "answers" : Output::escaped(reply.verdict.message);
-    if (report.startTime.isEmpty())
+    if (state.startTime.isEmpty())
         return text;
     text += reply.process == 0 ? "\nLast start:  "
                                : "\nProcess:     " + QByteArray::number(reply.process) + ", since ";
-    return text + report.startTime + ", version "
-           + (report.version.isEmpty() ? "unknown" : report.version);
+    return text + state.startTime + ", version "
+           + (state.version.isEmpty() ? "unknown" : state.version);
 }
 
-QByteArray textOf(const Report &report)
+QByteArray textOf(const DaemonState &state)
 {
-    const auto &configuration = report.reply.configuration;
-    const QByteArray path = Paths::configuration.data();
-    QByteArray text = "Daemon:      " + daemonText(report) + "\nServer:      "
+    const auto &configuration = state.reply.configuration;
+    QByteArray text = "Daemon:      " + daemonText(state) + "\nServer:      "
                       + (configuration ? configuration->serverText() : "unknown");
-    if (report.fileDiffers.value_or(false))
-        text += "\nFile:        " + path + ": " + configuration->differenceText();
-    if (configuration && !report.fileDiffers)
-        text += "\nFile:        cannot read " + path;
+    if (!state.file.advice.isEmpty())
+        text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
+                + Output::escaped(state.file.text());
+    if (state.isUnconfigured)
+        return text + "\nLast probe:  none, because the daemon has no configuration\n";
     text += "\nLast probe:  "
-            + (report.logFault.isEmpty() ? report.probe.toText()
-                                         : "unknown: " + Output::escaped(report.logFault));
-    if (!report.probe.url().isEmpty())
-        text += "\nProbe URL:   " + report.probe.url();
-    if (!report.lastTime.isEmpty())
+            + (state.logFault.isEmpty() ? state.probe.toText() + state.probe.ageText()
+                                        : "unknown: " + Output::escaped(state.logFault));
+    if (!state.probe.url().isEmpty())
+        text += "\nProbe URL:   " + state.probe.url();
+    if (!state.lastTime.isEmpty())
         text += QByteArray("\nWarnings of the last 24 hours:")
-                + (report.warnings.isEmpty() ? " none" : "");
-    for (auto warning = report.warnings.begin(); warning != report.warnings.end(); ++warning)
+                + (state.warnings.isEmpty() ? " none" : "");
+    for (auto warning = state.warnings.begin(); warning != state.warnings.end(); ++warning)
         text += '\n' + QByteArray::number(warning.value().toInt()).rightJustified(kCountWidth)
                 + "  " + warning.key().toUtf8();
     return text + '\n';
 }
 
-QJsonObject daemonJson(const Report &report)
+QJsonObject jsonOf(const DaemonState &state)
 {
-    const Reply &reply = report.reply;
-    return {{QStringLiteral("answers"), reply.verdict.isDone()},
-            {QStringLiteral("reason"), Output::orNull(reply.verdict.message)},
-            {QStringLiteral("process"), reply.process == 0 ? QJsonValue() : reply.process},
-            {QStringLiteral("since"), LogText::jsonTime(report.startTime)},
-            {QStringLiteral("version"), Output::orNull(report.version)}};
-}
-
-QJsonObject jsonOf(const Report &report)
-{
-    const auto &configuration = report.reply.configuration;
+    const auto &configuration = state.reply.configuration;
     const QString server = configuration ? configuration->serverInUse() : QString();
     const int index = configuration ? configuration->chosenIndex() : -1;
-    return verdictOf(report).toJson(
-        {{QStringLiteral("daemon"), daemonJson(report)},
+    const Reply &reply = state.reply;
+    const QJsonObject daemon{
+        {QStringLiteral("answers"), reply.verdict.isDone()},
+        {QStringLiteral("reason"), Output::orNull(reply.verdict.message)},
+        {QStringLiteral("process"), reply.process == 0 ? QJsonValue() : reply.process},
+        {QStringLiteral("since"), LogText::jsonTime(state.startTime)},
+        {QStringLiteral("version"), Output::orNull(state.version)}};
+    return verdictOf(state).toJson(
+        {{QStringLiteral("daemon"), daemon},
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
          {QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index},
-         {QStringLiteral("fileDiffers"), report.fileDiffers ? *report.fileDiffers : QJsonValue()},
-         {QStringLiteral("lastProbe"), report.probe.toJson()},
-         {QStringLiteral("logFault"), Output::orNull(report.logFault)},
-         {QStringLiteral("warnings"), report.lastTime.isEmpty() ? QJsonValue() : report.warnings}});
+         {QStringLiteral("fileDiffers"), state.file.differs ? *state.file.differs : QJsonValue()},
+         {QStringLiteral("fileFault"), Output::orNull(state.file.text())},
+         {QStringLiteral("lastProbe"), state.probe.toJson()},
+         {QStringLiteral("logFault"), Output::orNull(state.logFault)},
+         {QStringLiteral("warnings"), state.lastTime.isEmpty() ? QJsonValue() : state.warnings}});
 }
 
 } // namespace
 
 ExitStatus Commands::status(const Options &options)
 {
-    const Report report = look(options);
-    Output::print(options.json ? Output::jsonLine(jsonOf(report)) : textOf(report));
-    return verdictOf(report).status;
+    const QDeadlineTimer deadline(options.timeout);
+    DaemonState state = stateNow(deadline, options.wait);
+    while (options.wait && state.probe.isPending() && !deadline.hasExpired()) {
+        const qint64 pause = std::min(kPauseMilliseconds, deadline.remainingTime());
+        QThread::msleep(static_cast<unsigned long>(pause));
+        state = stateNow(deadline, options.wait);
+    }
+    Output::print(options.json ? Output::jsonLine(jsonOf(state)) : textOf(state));
+    return verdictOf(state).status;
 }

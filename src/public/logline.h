@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QByteArray>
+#include <QVector>
+
+#include <array>
+#include <ctime>
+#include <optional>
+#include <string>
+
+class QDateTime;
+class QMessageLogContext;
+class QString;
+
+/// The grammar of the daemon's log: "[Debug:2026-11-25 10:00:00:main.cpp line:7] text". A text with
+/// line feeds continues on lines without a head. Pure; takes any bytes.
+namespace LogLine {
+
+enum class Level { Debug, Info, Warning, Critical, Fatal };
+
+inline constexpr char kTimeFormat[] = "yyyy-MM-dd hh:mm:ss"; ///< of QDateTime
+inline constexpr int kTimeSize = sizeof kTimeFormat - 1;
+
+/// A text that ends with a NUL. Comparing two of these texts compares the times.
+using Time = std::array<char, kTimeSize + 1>;
+
+/// The local time; empty for a year of more than four digits.
+Time timeText(std::time_t second);
+
+/// The time in such a text; invalid if it is not one.
+QDateTime dateTimeIn(const QByteArray &text);
+
+/// The line for a message, with its line feed.
+/// @param time see timeText()
+std::string compose(QtMsgType type, const char *time, const QMessageLogContext &context,
+                    const QString &message);
+
+struct Head
+{
+    Level level;
+    QByteArray time; ///< see timeText()
+    int textStart; ///< where in the line the text begins
+};
+
+/// The head of a message; nothing when the line continues the one before.
+std::optional<Head> headOf(const QByteArray &line);
+
+/// Where a scrambled text that begins at the position would end. Its base64 can contain the letters
+/// of the marker by chance, so another marker does not end it.
+int endOfScrambled(const QByteArray &line, int start);
+
+/// Undoes the scrambling of a marker and its base64. Nothing for any other text.
+QByteArray unscrambled(const QByteArray &text);
+
+} // namespace LogLine
+
+/// Splits a log into lines. Takes it in pieces of any size.
+class LogLines
+{
+public:
+    /// Returns the next complete lines, without their line feeds. A line above 1 MiB is cut into
+    /// several. All but the first begin with a mark, so that none is taken for a message.
+    QVector<QByteArray> add(const QByteArray &bytes);
+
+    /// The incomplete line at the end.
+    QByteArray rest() const { return m_pending; }
+
+private:
+    QByteArray m_pending;
+};
