@@ -1,6 +1,5 @@
 #include "httpcommunication.h"
 #include "osversion.h"
-#include "replyguard.h"
 #include "serverconf.h"
 #include "serverjson.h"
 
@@ -159,7 +158,6 @@ void TestAgent::sendsToken()
 void TestAgent::dropsTimeOut()
 {
     auto *reply = new TimedOutReply;
-    new ReplyGuard(reply, false); // owned by the reply
     HttpCommunication client;
     QTest::ignoreMessage(QtInfoMsg, "TimeoutError return \"\"");
     client.replyFinished(reply);

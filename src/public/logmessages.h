@@ -23,6 +23,7 @@ inline constexpr char indexOutOfRange[] = "not server url index.";
 
 inline constexpr char serverUrl[] = "server-url= ";
 inline constexpr char probe[] = "sendHealthInfo url :";
+inline constexpr char tlsFault[] = "TLS: ";
 inline constexpr char requestFailed[] = "Failed: ";
 inline constexpr char probeStatus[] = " --------Http Status Code Attribute ";
 inline constexpr char probeFailed[] = "warning: http nStatus ";
