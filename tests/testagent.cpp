@@ -1,6 +1,5 @@
 #include "httpcommunication.h"
 #include "osversion.h"
-#include "replyguard.h"
 #include "serverjson.h"
 
 #include <QNetworkReply>
@@ -101,7 +100,6 @@ void TestAgent::sendsToken()
 void TestAgent::dropsTimeOut()
 {
     auto *reply = new TimedOutReply;
-    new ReplyGuard(reply, false); // owned by the reply
     HttpCommunication client;
     const QSignalSpy replies(&client, &HttpCommunication::receiveHttpsData);
     QTest::ignoreMessage(QtInfoMsg, "TimeoutError return \"\"");

@@ -1,81 +1,89 @@
-import datetime
-import itertools
+import os
 import re
 import select
-import time
 
-from daemon import TIMEOUT, Case, Client, Daemon, Site, ask, choose, configure, log, poll, probe
+from daemon import BIN, TMP, Case, Daemon, Site, ask, choose, configure, log, poll
 
+CLOCK = f"{TMP}/clock"
 # Start, answer and timeout of a check; the end of a reply after a minute.
 EVENTS = {"sendHealthInfo": "s", "Attribute": "a", "checkNetworkTimeout": "t", "TimeoutError return": "m"}
-
-
-def moments():
-    lines = re.findall(rf"\[\w+:([-\d]+ [:\d]+):.*?({'|'.join(EVENTS)})", log())
-    return [(EVENTS[name], datetime.datetime.fromisoformat(moment)) for moment, name in lines]
+LEVELS = {"sendHealthInfo": "Debug", "checkNetworkTimeout": "qWarning"}
 
 
 def events():
-    return "".join(event for event, _ in moments())
+    found = re.findall(rf"\[(\w+):[-\d]+ [:\d]+:.*?({'|'.join(EVENTS)})", log())
+    for level, name in found:
+        assert level == LEVELS.get(name, "Qinfo"), (level, name)
+    return "".join(EVENTS[name] for _, name in found)
 
 
-def let_pass(seconds):
-    end = time.monotonic() + seconds
-    poll(lambda: time.monotonic() > end)
+def advance(milliseconds):
+    """Advances the daemon's clock, then gives the daemon some turns of its event loop."""
+    os.truncate(CLOCK, os.path.getsize(CLOCK) + milliseconds)
+    ask()
 
 
-class Slow(Case):
+class Health(Case):
+    def setUp(self):
+        super().setUp()
+        with open(CLOCK, "wb"):
+            pass
+
+    def start(self, *urls):
+        configure({"healthPath": "", "defaultUrl": urls})
+        environment = os.environ | {"LD_PRELOAD": f"{BIN}/clock.so", "QUILLON_CLOCK": CLOCK}
+        self.enterContext(Daemon(env=environment))
+
     def test_checks(self):
         """A late reply is ignored. A new choice restarts the timer, and accepts an earlier choice's reply."""
         late, first, silent = Site((3600, 503)), Site((3600, 204)), Site((3600, 200))
-        configure({"defaultUrl": [late.url, first.url, silent.url]})
-        with Daemon():
-            poll(lambda: TIMEOUT in log())
-            late.release.set()
-            poll(lambda: "Failed:  503" in log())
-            ask(choose(2))
-            self.assertEqual(events(), "sts")
+        self.start(*(f"{site.url}/health" for site in (late, first, silent)))
+        advance(7500)
+        self.assertEqual(events(), "s")
+        advance(1000)
+        poll(lambda: events() == "st")
+        late.release.set()
+        poll(lambda: "Failed:  503" in log())
+        ask(choose(2))
+        self.assertEqual(events(), "sts")
 
-            let_pass(3)
-            ask(choose(2))
-            poll(lambda: events().endswith("st"))
-            for (_, begin), (event, end) in itertools.pairwise(moments()):
-                self.assertTrue(event != "t" or 7 <= (end - begin).seconds < 20, moments())
+        advance(7000)
+        ask(choose(2))
+        advance(7500)
+        self.assertEqual(events(), "stss")
+        advance(1000)
+        poll(lambda: events() == "stsst")
+        advance(20000)
+        self.assertEqual(events(), "stsst")
 
-            def is_answered():
-                first.release.clear()
-                ask(choose(1), choose(2))
-                first.release.set()
-                poll(lambda: not events().endswith("s"))
-                return events().endswith("a")
-            poll(is_answered)
-            self.assertIn("warning: http nStatus  204", log())
+        ask(choose(1), choose(2))
+        first.release.set()
+        poll(lambda: events() == "stsstssa")
+        self.assertIn("warning: http nStatus  204", log())
+        advance(9000)
+        self.assertEqual(events(), "stsstssa")
 
-    def test_reply_of_a_minute_is_ended(self):
-        """Its server sends interim responses without end; other replies go on."""
-        good, bad = Site((0, 200)), Site((0, 503))
+    def test_minute(self):
+        """A reply and its connection end after 60 s, also within a handshake. Others go on."""
+        server, silent = self.silent_server()
         other = Site((3600, b"HTTP/1.1 200 X\r\n\r\nother"))
-        server, slow = self.silent_server()
-        configure({"healthPath": "", "defaultUrl": [
-            f"{slow}/health", f"{good.url}/health", f"{bad.url}/health", other.url]})
-        with Daemon(), server.accept()[0] as peer:
-            begin = time.monotonic()
+        self.start(f"{silent}/health", silent.replace("http", "https"), other.url)
+        peers = [self.enterContext(server.accept()[0])]
+        advance(100)
+        ask(choose(1))
+        peers.append(self.enterContext(server.accept()[0]))
+        for peer in peers:
             self.assertTrue(peer.recv(65536))
-            client = Client()
-            for index, text in ((1, "Attribute  200"), (2, "nStatus  503")):
-                probe(index, text, client.ask)
-                let_pass(10)  # longer than a check
-            client.ask(choose(3))
-            poll(lambda: events().endswith("t"))
-
-            poll(lambda: time.monotonic() > begin + 57)
-            peer.setblocking(False)
-            while not select.select([peer], [], [], 0)[0]:
-                if select.select([], [peer], [], 1)[1]:
-                    peer.send(b"HTTP/1.1 100 C\r\n\r\n" * 1000)
-            poll(lambda: 'TimeoutError return "health"' in log())
-            self.assertIn((moments()[-1][1] - moments()[0][1]).seconds, range(59, 85))
-            other.release.set()
-            poll(lambda: 'returnByte "other"' in log())
-            self.assertEqual((len(other.requests), len(client.ask())), (1, 1))
-            self.assertRegex(events(), "^(s+[at]?)+m$")
+        advance(100)
+        advance(59000)
+        self.assertEqual(events(), "sst")
+        self.assertEqual(select.select(peers, [], [], 0)[0], [])
+        ask(choose(2))
+        poll(lambda: other.requests)
+        advance(1100)
+        poll(lambda: 'TimeoutError return "health"' in log())
+        poll(lambda: select.select(peers, [], [], 0)[0] == peers)
+        self.assertEqual(events(), "sstsmm")
+        other.release.set()
+        poll(lambda: 'returnByte "other"' in log())
+        self.assertEqual(len(other.requests), 1)

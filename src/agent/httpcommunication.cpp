@@ -3,23 +3,38 @@
 #include "healthprobe.h"
 #include "logencryption.h"
 #include "logmessages.h"
-#include "replyguard.h"
 #include "sharedconstants.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QNetworkConfiguration>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedPointer>
+#include <QSslError>
 #include <QUrl>
 
 #include <algorithm>
+#include <chrono>
+#include <limits>
 #include <utility>
 
 namespace {
 
 constexpr int kMaxOutstanding = 4;
-constexpr int kMaxFailedHandshakes = 100;
+constexpr qint64 kMaxBodyBytes = 64 * 1024;
+constexpr std::chrono::seconds kMaxReplyAge{60};
+constexpr std::chrono::milliseconds kLimitInterval{20};
+
+/// Holds the time when a request ends, in ms of QDeadlineTimer.
+constexpr QNetworkRequest::Attribute kDeadline = QNetworkRequest::User;
+
+bool isExpired(const QNetworkReply &reply)
+{
+    const QVariant never = std::numeric_limits<qint64>::max();
+    return reply.request().attribute(kDeadline, never).toLongLong()
+           <= QDeadlineTimer::current().deadline();
+}
 
 QVariantMap headersOf(const QNetworkReply &reply)
 {
@@ -29,16 +44,41 @@ QVariantMap headersOf(const QNetworkReply &reply)
     return headers;
 }
 
+// Reading takes time that grows with the square of the number of chunks, which are as short as the
+// server likes. Deleting what nobody reads does not.
+QByteArray bodyOf(QNetworkReply &reply)
+{
+    if (reply.bytesAvailable() <= kMaxBodyBytes)
+        return reply.readAll();
+    qWarning() << "reply body of more than 64 KiB, it is dropped";
+    return {};
+}
+
+void logTlsErrors(const QNetworkReply * /*reply*/, const QList<QSslError> &errors)
+{
+    QStringList texts;
+    for (const QSslError &error : errors)
+        texts.append(error.errorString());
+    qInfo() << LogMessages::tlsFault << texts.join(QLatin1String("; "));
+}
+
 } // namespace
 
 HttpCommunication::HttpCommunication(QObject *parent)
     : QObject(parent)
 {
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
+    connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
+    connect(&m_limitTimer, &QTimer::timeout, this, &HttpCommunication::enforceLimits);
 }
 
-// main() disables Qt's network plugins. Without one, every request fails unless the configuration
-// is empty. Setting that starts a thread, so it waits for the first request.
+// Qt's network plugins poll and load D-Bus. Without one, every request fails unless the manager's
+// configuration is empty. Setting that starts a thread, so it waits for the first request.
+void HttpCommunication::disablePlugins()
+{
+    QCoreApplication::setLibraryPaths({});
+}
+
 void HttpCommunication::enableNetwork()
 {
     QT_WARNING_PUSH
@@ -64,9 +104,10 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(kDeadline, QDeadlineTimer(kMaxReplyAge).deadline());
     dropOldest();
-    QNetworkReply *reply = m_manager.post(request, data);
-    new ReplyGuard(reply, !HealthProbe::isReply(request.url())); // owned by the reply
+    m_manager.post(request, data);
+    m_limitTimer.start(kLimitInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
@@ -84,40 +125,35 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
 void HttpCommunication::dropOldest()
 {
     const QList<QNetworkReply *> replies = outstanding();
-    if (replies.size() >= kMaxOutstanding)
-        drop(replies.constFirst());
+    if (replies.size() < kMaxOutstanding)
+        return;
+    replies.constFirst()->disconnect(&m_manager);
+    delete replies.constFirst(); // not deleteLater(): thousands could pile up before the event loop
 }
 
-void HttpCommunication::drop(QNetworkReply *reply)
-{
-    reply->disconnect(&m_manager);
-    delete reply; // not deleteLater(): thousands could pile up before the event loop runs
-}
-
-// Qt leaks a few KiB per failed TLS handshake until its connections are closed.
-// Closing them blocks while a reply is outstanding. So wait for outstanding replies
-// at first, and drop them after kMaxFailedHandshakes failures.
-void HttpCommunication::closeConnections()
+// Qt does not end a connection with its reply, and goes on to read what the server sends. So no
+// connection outlives the replies. Closing them blocks while a reply is outstanding.
+void HttpCommunication::enforceLimits()
 {
     const QList<QNetworkReply *> replies = outstanding();
-    if (!replies.isEmpty() && ++m_failedHandshakes < kMaxFailedHandshakes)
+    if (replies.isEmpty()) {
+        m_limitTimer.stop();
+        m_connectionLimits.endAll();
+        m_manager.clearConnectionCache();
         return;
-    for (QNetworkReply *reply : replies)
-        drop(reply);
-    m_failedHandshakes = 0;
-    m_manager.clearConnectionCache();
+    }
+    for (QNetworkReply *reply : replies) {
+        if (isExpired(*reply))
+            reply->abort();
+    }
+    m_connectionLimits.enforce();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const ReplyGuard &guard = ReplyGuard::of(*reply);
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
-    if (reply->error() == QNetworkReply::SslHandshakeFailedError)
-        connect(reply, &QObject::destroyed, this, &HttpCommunication::closeConnections,
-                Qt::QueuedConnection);
-
-    if (reply->error() == QNetworkReply::TimeoutError || guard.isExpired()) {
+    if (reply->error() == QNetworkReply::TimeoutError || isExpired(*reply)) {
         qInfo() << "TimeoutError return"
                 << LogEncryption::encryptionMessage(reply->url().fileName(QUrl::FullyDecoded));
         return;
@@ -133,7 +169,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
         return;
     }
 
-    const QByteArray body = guard.takeBody();
+    const QByteArray body = bodyOf(*reply);
     qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
     emit receiveHttpsData(status, headers, body, reply->url().toString());
 }

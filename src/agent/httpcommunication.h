@@ -1,8 +1,11 @@
 #pragma once
 
+#include "connectionlimits.h"
+
 #include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
+#include <QTimer>
 #include <QVariantMap>
 
 class QNetworkReply;
@@ -17,9 +20,12 @@ class HttpCommunication : public QObject
 public:
     explicit HttpCommunication(QObject *parent = nullptr);
 
+    /// Keeps Qt from loading plugins. Call once, before any client is built.
+    static void disablePlugins();
+
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
     /// if the request times out (after 60 s at the latest) or is dropped: a fifth outstanding
-    /// request drops the oldest, and 100 failed TLS handshakes drop all.
+    /// request drops the oldest.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -32,7 +38,7 @@ signals:
     /// @param httpCode HTTP status; 0 when there was no HTTP response
     /// @param headerData maps each header name, as the server wrote it, to the raw
     /// value (QByteArray)
-    /// @param returnData the body, at most 1 MiB
+    /// @param returnData the body; empty when it is longer than 64 KiB
     /// @param postName the reply's URL
     void receiveHttpsData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                           QString postName);
@@ -45,10 +51,10 @@ private:
     void enableNetwork();
     QList<QNetworkReply *> outstanding() const;
     void dropOldest();
-    void drop(QNetworkReply *reply);
-    void closeConnections();
+    void enforceLimits();
 
     QNetworkAccessManager m_manager;
     bool m_isManagerSetUp = false;
-    int m_failedHandshakes = 0; // since Qt's connections were closed
+    ConnectionLimits m_connectionLimits;
+    QTimer m_limitTimer; // runs while a reply is outstanding
 };

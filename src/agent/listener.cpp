@@ -14,8 +14,8 @@ const QSocketNotifier *notifierOf(const QLocalServer &server)
     return server.findChild<QSocketNotifier *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-/// Makes the kernel refuse descriptors that a peer passes; peers inherit this from the listener. We
-/// would have to close them, and closing a lingering socket blocks. Older kernels lack the option.
+/// Makes the kernel refuse descriptors that a peer passes, because closing a lingering socket would
+/// block. Peers inherit the option from the listener. Older kernels lack it.
 void refuseDescriptors(const QLocalServer &server)
 {
     const int off = 0;
@@ -28,7 +28,7 @@ void refuseDescriptors(const QLocalServer &server)
 Listener::Listener(QObject *parent)
     : QLocalServer(parent)
 {
-    connect(this, &QLocalServer::newConnection, this, &Listener::boundPeers);
+    connect(this, &QLocalServer::newConnection, this, &Listener::limitPeerBuffers);
 }
 
 bool Listener::open(const QString &path)
@@ -53,7 +53,7 @@ bool Listener::isFull() const
 }
 
 // Qt buffers data as soon as it has accepted a peer, so limit the buffer now.
-void Listener::boundPeers()
+void Listener::limitPeerBuffers()
 {
     const auto peers = findChildren<QLocalSocket *>(QString(), Qt::FindDirectChildrenOnly);
     for (QLocalSocket *peer : peers)

@@ -30,5 +30,5 @@ signals:
     void lost();
 
 private:
-    void boundPeers();
+    void limitPeerBuffers();
 };

@@ -16,6 +16,7 @@
 #include <QLocalSocket>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -70,7 +71,8 @@ bool LocalServer::startListening()
 
 void LocalServer::handleLoss()
 {
-    // Warn once until a client comes: listening again succeeds even while accept() still fails.
+    // Warn once per shortage. It lasts until a client connects: without a free descriptor the
+    // daemon can listen again, but loses the socket at the next connection.
     if (!std::exchange(m_isLossLogged, true))
         qWarning() << LogMessages::socketLost << m_server->errorString();
     QTimer::singleShot(kListenInterval, this, &LocalServer::listenAgain);
@@ -195,8 +197,14 @@ void LocalServer::sendActiveMsg(const unsigned int &activeMessageType, const QSt
 
 void LocalServer::sendServerConfUrl(const QVariantMap &serverConfUrl)
 {
-    // Formatting the JSON takes longer than the rest of the answer, so cache the text.
-    if (m_configurationText.isEmpty() || serverConfUrl != m_configuration) {
+    // Formatting the JSON takes longer than the rest of the answer, so cache the text. The types
+    // matter, because a QVariant of 0 equals one of false.
+    const auto haveSameType = [](const QVariant &left, const QVariant &right) {
+        return left.userType() == right.userType();
+    };
+    if (m_configurationText.isEmpty() || serverConfUrl != m_configuration
+        || !std::equal(serverConfUrl.cbegin(), serverConfUrl.cend(), m_configuration.cbegin(),
+                       haveSameType)) {
         QJsonObject message = QJsonObject::fromVariantMap(serverConfUrl);
         message.insert(Protocol::typeName, QString::number(Protocol::Configuration));
         m_configuration = serverConfUrl;

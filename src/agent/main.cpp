@@ -1,3 +1,4 @@
+#include "httpcommunication.h"
 #include "logfilemanager.h"
 #include "logmessages.h"
 #include "paths.h"
@@ -16,15 +17,12 @@
 #include <cstdlib>
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
-constexpr int kOwnMappingBytes = 512 * 1024;
-constexpr int kMaxFreeBytes = 1024 * 1024;
 
 /// Opens closed standard descriptors, or a socket would get their numbers.
 void openStandardDescriptors()
@@ -44,21 +42,16 @@ void isolateFromStarter()
     ::clearenv();
     // Qt's own event loop handles a request faster than glib's.
     ::setenv("QT_NO_GLIB", "1", 1);
+    // Qt passes a server's "Negotiate" to Kerberos, which makes blocking DNS queries and looks for
+    // root's credentials. Without a configuration it fails at once. A missing file would not do.
+    ::setenv("KRB5_CONFIG", "/", 1);
     ::umask(::umask(0) | S_IWGRP | S_IWOTH); // only the owner can write new files
     // By default these signals end the process.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
 }
 
-/// By default glibc has several heaps and raises its thresholds when large blocks
-/// are freed, so memory from a busy hour would never return to the system.
-void keepHeapSmall()
-{
-    ::mallopt(M_ARENA_MAX, 1);
-    ::mallopt(M_MMAP_THRESHOLD, kOwnMappingBytes); // more than an ordinary message needs
-    ::mallopt(M_TRIM_THRESHOLD, kMaxFreeBytes);
-}
-
+/// Connects and disconnects at once.
 bool isAnotherInstanceAlive(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);
@@ -75,13 +68,11 @@ bool isAnotherInstanceAlive(QLocalSocket &probe)
 int main(int argc, char *argv[])
 {
     isolateFromStarter(); // before Qt reads the environment
-    keepHeapSmall();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillon"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
-    // The daemon needs no plugin, and Qt's network plugins poll and load D-Bus.
-    QCoreApplication::setLibraryPaths({});
+    HttpCommunication::disablePlugins();
 
     QLocalSocket probe;
     if (isAnotherInstanceAlive(probe))

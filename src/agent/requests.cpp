@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kLineBytes = 64; // the rest of a log line, roughly
+constexpr int kLineBytes = 64; // of a log line, besides the logged object
 constexpr int kContainerBytes = 32; // a nested list has 2 bytes of text but takes 100 in memory
 
 /// Logs the bytes. Returns nothing unless they are a complete JSON text that is not empty.
@@ -28,6 +28,20 @@ std::optional<QJsonObject> objectIn(const QByteArray &bytes)
     if (JsonText::isEmpty(document))
         return {};
     return document.object();
+}
+
+/// Returns why the daemon drops the frame and all that follows; null when it does not.
+/// @param pendingBytes of the frame's object so far
+const char *faultOf(const Frame::Slice &frame, int pendingBytes, int cost,
+                    JsonText::DuplicateNames &names)
+{
+    if (frame.state == Frame::State::ForeignSender)
+        return "foreign sender";
+    if (frame.state != Frame::State::Complete)
+        return "broken frame";
+    if (pendingBytes > Requests::kMaxObjectBytes || cost > Requests::kMaxCost)
+        return "too large";
+    return names.add(frame.payload) ? "two members of the same name" : nullptr;
 }
 
 } // namespace
@@ -44,9 +58,8 @@ QVariantList Requests::parse(const QByteArray &received)
         pending += frame.payload;
         cost += kLineBytes + pending.size();
         cost += kContainerBytes * (frame.payload.count('[') + frame.payload.count('{'));
-        if (frame.state != Frame::State::Complete || pending.size() > kMaxObjectBytes
-            || cost > kMaxCost || names.add(frame.payload)) {
-            qWarning() << "data not sent by a quillon client, the rest of it is dropped";
+        if (const char *fault = faultOf(frame, pending.size(), cost, names)) {
+            qWarning() << "data not sent by a quillon client, the rest of it is dropped:" << fault;
             break;
         }
         if (const auto object = objectIn(pending)) {

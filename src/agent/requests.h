@@ -8,8 +8,8 @@ namespace Requests {
 /// Bytes of one object, over all its frames. A valid request needs less than 100.
 inline constexpr int kMaxObjectBytes = 64 * 1024;
 
-/// Bytes that the frames of one read may make us log, parse and keep. Each frame
-/// logs and parses all that is pending, so small frames of one large object add up.
+/// Limit on the work for one read, in bytes that are logged and parsed. Each frame
+/// logs and parses its object from the start, so many small frames cost more than one.
 inline constexpr int kMaxCost = 512 * 1024;
 
 /// Returns the complete JSON objects (QJsonObject) in the frames of one read, in

@@ -1,6 +1,5 @@
 #include "serverjson.h"
 
-#include "healthprobe.h"
 #include "httpcommunication.h"
 #include "jsontext.h"
 #include "logencryption.h"
@@ -54,7 +53,7 @@ void ServerJson::getServerUrlConf(QVariantMap map)
 
 void ServerJson::sendHealthInfo()
 {
-    const QString url = HealthProbe::url(m_serverUrl, m_healthPath);
+    const QString url = m_serverUrl + m_healthPath;
     qDebug() << LogMessages::probe << LogEncryption::encryptionMessage(url);
     m_http->sendPost(url, {}, {});
 }

@@ -63,7 +63,6 @@ void ServiceCore::parseSystemType()
 
 void ServiceCore::initServerUrlConf()
 {
-    d_ptr->m_confFile.removeLeftover();
     const std::optional<QByteArray> content = d_ptr->m_confFile.read();
     if (!content) {
         qWarning() << LogMessages::fileNotOpened;

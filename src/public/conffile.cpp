@@ -51,12 +51,13 @@ bool ConfFile::replace(const QByteArray &content) const
         return false; // the next start would refuse to read it
     QFile original(target());
     QFile draft(draftPath());
+    const QByteArray from = QFile::encodeName(draft.fileName());
+    const QByteArray to = QFile::encodeName(original.fileName());
+    std::remove(from.constData()); // the draft of a killed process, if any
     constexpr auto flags = QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered;
     if (!original.open(QIODevice::ReadOnly) || !draft.open(flags))
         return false;
 
-    const QByteArray from = QFile::encodeName(draft.fileName());
-    const QByteArray to = QFile::encodeName(original.fileName());
     // Not QFile::rename(), which does not replace a file.
     const bool replaced = copyOwnerAndMode(original, draft)
                           && draft.write(content) == content.size() && ::fsync(draft.handle()) == 0
@@ -66,18 +67,13 @@ bool ConfFile::replace(const QByteArray &content) const
     return replaced;
 }
 
-void ConfFile::removeLeftover() const
-{
-    QFile::remove(draftPath());
-}
-
 QString ConfFile::target() const
 {
     const QString resolved = QFileInfo(m_path).canonicalFilePath();
     return resolved.isEmpty() ? m_path : resolved;
 }
 
-// The name is fixed, so that removeLeftover() finds the draft.
+// The name is fixed, so that the next replace() finds the draft of a killed process.
 QString ConfFile::draftPath() const
 {
     return target() + QLatin1String(".quillon-draft");

@@ -7,8 +7,8 @@
 #include <utility>
 
 /// A file that an administrator owns and the daemon rewrites. It is never created, and it is
-/// replaced atomically: at any instant it holds the old content or the new one. Mode, owner and
-/// group are kept, and a symbolic link stays a symbolic link.
+/// replaced atomically: at any instant it holds the old content or the new one. Owner, group and
+/// mode are kept, other attributes and ACLs are not. A symbolic link stays a symbolic link.
 class ConfFile
 {
 public:
@@ -28,11 +28,9 @@ public:
     bool isWritable() const;
 
     /// Replaces the content; fails for more than 1 MiB. On failure the old content
-    /// is kept. Writes a draft beside the file, so the directory must be writable.
+    /// is kept. Writes a draft beside the file, so the directory must be writable. Removes a
+    /// draft that is there already: a file, a link or an empty directory.
     bool replace(const QByteArray &content) const;
-
-    /// Removes the draft of a process that was killed in replace().
-    void removeLeftover() const;
 
 private:
     QString target() const;

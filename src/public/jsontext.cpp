@@ -12,9 +12,9 @@ namespace {
 
 constexpr size_t kMaxNesting = 1024; // Qt's parser refuses more
 
-/// The name that Qt's parser reads from a string in quotation marks; nothing if it rejects the
-/// string. The name is decoded: "\u0061" and "a" are equal. To Qt, half of a surrogate pair also
-/// equals the replacement character, and some names end at a NUL.
+/// Decodes a string in quotation marks as Qt's parser does; returns nothing if that rejects it.
+/// The result is cut at a NUL, and half of a surrogate pair becomes the replacement character:
+/// Qt considers some names equal that differ only there.
 std::optional<QString> nameIn(const QByteArray &string)
 {
     const auto isSimple = [](char byte) { return byte >= ' ' && byte <= '~' && byte != '\\'; };

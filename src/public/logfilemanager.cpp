@@ -109,27 +109,11 @@ bool appendLine(const std::string &line)
     return isWhole;
 }
 
-/// A process that is killed while it writes leaves a partial line. A log of exactly
-/// kMaxBytes is left unchanged: one more byte, and it would be deleted.
-void endPartialLine()
-{
-    const int file = openLog(0);
-    if (file < 0)
-        return;
-    char last = '\n';
-    const off_t size = ::lseek(file, 0, SEEK_END);
-    const bool hasRoom = static_cast<quint64>(size) < ServiceLog::kMaxBytes;
-    if (hasRoom && ::pread(file, &last, 1, size - 1) == 1 && last != '\n')
-        appendLine("\n");
-    ::close(file);
-}
-
 } // namespace
 
 void ServiceLog::getLogFilePath(const QString &path)
 {
     logFilePathIn = QFile::encodeName(path);
-    endPartialLine();
 }
 
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,

@@ -12,8 +12,7 @@ namespace ServiceLog {
 inline constexpr quint64 kMaxAgeSeconds = 604800; ///< 7 days
 inline constexpr quint64 kMaxBytes = 52428800; ///< 50 MiB
 
-/// Stores the full path of the log file. Ends a partial line that a killed process
-/// left in it. Call once, before the handler is installed.
+/// Stores the full path of the log file. Call once, before the handler is installed.
 void getLogFilePath(const QString &path);
 
 /// The handler, for qInstallMessageHandler(). May run on several threads at

@@ -34,7 +34,7 @@ struct FileFindings
 
     QString probeUrl(const QString &base) const
     {
-        return HealthProbe::url(base, map.value(healthPathName).toString());
+        return base + map.value(healthPathName).toString();
     }
 
     /// @param member empty when the fault does not concern a single member
