@@ -18,7 +18,7 @@ constexpr int kMaxLabelBytes = 200;
 
 struct Pattern
 {
-    const char *message;
+    const char *message = "";
     QLatin1String kind;
     const char *label = "";
     const char *text = ""; ///< of the event, if it is constant
