@@ -333,6 +333,7 @@ class Alone(Checks):
         rows = (
             (probe + tls + failed + none, "no HTTP response (No: Expired), 2"),
             (probe + tls + failed + none + probe + failed + none, "no HTTP response (No), 2"),
+            (probe + failed.replace("x", "SslHandshakeFailedError") + none, "(No: no certificate error"),
             (probe + line(f"{STATUS}  200 --------", age=3), " (3 h ago)\n"),
             (probe + long(f"{STATUS}  200 --------"), "pending"),
             (probe + line('server-url=  "x"') + none, "none since this server was chosen\n"),

@@ -51,10 +51,11 @@ QByteArray JsonText::faultIn(const QByteArray &text)
     const QByteArray before = text.left(isBefore ? error.offset : error.offset - 1);
     const QByteArray line = before.mid(before.lastIndexOf('\n') + 1);
     constexpr int longestCharacter = 4;
-    const QString next = QString::fromUtf8(text.mid(before.size(), longestCharacter)).left(1);
+    const auto next = QString::fromUtf8(text.mid(before.size(), longestCharacter)).toUcs4();
     return "line " + QByteArray::number(before.count('\n') + 1) + ", column "
            + QByteArray::number(QString::fromUtf8(line).size() + 1) + ": unexpected "
-           + (next.isEmpty() ? QByteArray("end") : '\'' + next.toUtf8() + '\'');
+           + (next.isEmpty() ? QByteArray("end")
+                             : '\'' + QString::fromUcs4(next.constData(), 1).toUtf8() + '\'');
 }
 
 bool JsonText::DuplicateNames::add(const QByteArray &piece)

@@ -23,9 +23,9 @@ struct Command
 
 struct Option
 {
-    const char *names; ///< separated by a comma; the long one is last
-    const char *value; ///< as the help shows it; empty for a switch
-    const char *description;
+    const char *names = ""; ///< separated by a comma; the long one is last
+    const char *value = ""; ///< as the help shows it; empty for a switch
+    const char *description = "";
     bool Options::*flag = nullptr; ///< what a switch turns on
     bool (*read)(const QString &value, Options &options) = nullptr; ///< false for an invalid value
 };
@@ -217,7 +217,7 @@ bool takesArgument(const Command &command, const Options &options)
 /// Returns the fault, in words; empty if there is none.
 QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
-    const QByteArray fault = readOptions(parser, options);
+    QByteArray fault = readOptions(parser, options);
     const QStringList arguments = parser.positionalArguments();
     const bool awaitsProbe = options.probe || (options.wait && command.run == Commands::status);
     if (awaitsProbe && !parser.isSet(QStringLiteral("timeout")))

@@ -35,8 +35,6 @@ ExitStatus show(const Options &options);
 ExitStatus use(const Options &options);
 ExitStatus status(const Options &options);
 ExitStatus check(const Options &options);
-
-// These end with success when the reader closes the pipe.
 ExitStatus monitor(const Options &options);
 ExitStatus log(const Options &options);
 

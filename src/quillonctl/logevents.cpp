@@ -18,7 +18,7 @@ constexpr int kMaxLabelBytes = 200;
 
 struct Pattern
 {
-    const char *message;
+    const char *message = "";
     QLatin1String kind;
     const char *label = "";
     const char *text = ""; ///< of the event, if it is constant
@@ -105,7 +105,9 @@ void LogEvents::noteFailure(const QByteArray &text)
         m_tlsErrors = reason;
     if (!text.startsWith(LogMessages::requestFailed))
         return;
-    const QByteArray errors = std::exchange(m_tlsErrors, {});
+    QByteArray errors = std::exchange(m_tlsErrors, {});
+    if (errors.isEmpty() && text.contains("SslHandshakeFailedError"))
+        errors = "no certificate error, so perhaps the port does not speak TLS";
     m_failure = errors.isEmpty() ? reason : reason + ": " + errors;
 }
 
