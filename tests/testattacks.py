@@ -14,7 +14,7 @@ import threading
 from pathlib import Path
 
 from daemon import (ASK, BIN, CONF, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
-                    choose, configure, connections, frame, log, poll, run, served)
+                    choose, configure, connections, frame, log, poll, probe, run, served)
 
 MIB = 2**20
 
@@ -55,8 +55,7 @@ class Attack(Case):
             yield
             served()
             costs = [now - then for now, then in zip(self.costs(), before)]
-        padding = min(SLACK, 2)  # a sanitizer doubles small allocations
-        for cost, most in zip(costs, (SLACK, mebibytes * MIB * padding, 8 * MIB)):
+        for cost, most in zip(costs, (SLACK, mebibytes * MIB * SLACK, 8 * MIB)):
             self.assertLess(cost, most, costs)
 
 

@@ -4,7 +4,7 @@ import stat
 import subprocess
 from pathlib import Path
 
-from daemon import (CONF, HAS_USERS, LOG, Case, Client, Daemon, ask, broken, choose, configure, log,
+from daemon import (CONF, HAS_USERS, Case, Client, Daemon, ask, broken, choose, configure, log,
                     quillonctl)
 
 RECORD = "/etc/os-version"
@@ -66,7 +66,7 @@ class Configuration(Case):
         os.chmod(CONF, 0o640)
         group = 4 if HAS_USERS else 0
         os.chown(CONF, 0, group)
-        Path("/etc/real.json.quillon-draft").touch()  # like a killed write
+        os.mkdir("/etc/real.json.quillon-draft")  # in the way
         before = content()
         with Daemon():
             refused, _ = ask(choose(2))
@@ -89,7 +89,7 @@ class Configuration(Case):
         folder, draft = os.path.dirname(CONF), f"{CONF}.quillon-draft"
         rows = (
             ("read-only", f"mount -r --bind {folder} {folder}", f"umount {folder}", 0),
-            ("link as draft", f"ln -s {LOG} {draft}", f"rm {draft}", 1),
+            ("folder as draft", f"mkdir -p {draft}/x", f"rm -r {draft}", 1),
             ("file size", "prlimit --fsize=10: --pid $PID", "prlimit --fsize=unlimited: --pid $PID", 1),
         )
         for name, spoil, mend, used in rows:
