@@ -258,6 +258,7 @@ class Alone(Checks):
         server = self.listen()
         server.listen(0)
         with start("show", *PATIENT) as first, start("show", *PATIENT) as second:
+            poll(lambda: Path("/proc/net/unix").read_text("ascii").count(SOCKET) > 1)
             self.look("too many programs wait", 4, "--timeout", "300ms")
             for _ in range(2):
                 with server.accept()[0] as peer:
