@@ -1,9 +1,9 @@
 #include "connectionlimits.h"
 
+#include <QByteArray>
 #include <QVector>
 
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 
 #include <dirent.h>
@@ -37,7 +37,7 @@ QVector<Connection> connections()
     // Not QDir, which calls stat() on each descriptor.
     const std::unique_ptr<DIR, int (*)(DIR *)> directory(::opendir("/proc/self/fd"), ::closedir);
     while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
-        const int descriptor = std::atoi(entry->d_name);
+        const int descriptor = QByteArray(entry->d_name).toInt();
         tcp_info info = {};
         socklen_t infoBytes = sizeof info;
         quint64 id = 0;
