@@ -56,7 +56,7 @@ class Checks(Case):
         self.assertIn(err, done.stderr)
         self.assertEqual(done.stderr.count("\n"), 1 if err else 0, done)
         self.assertNotIn("\x1b", done.stdout + done.stderr)
-        return done.stdout
+        return done
 
     def look(self, text, status, *arguments, **options):
         """Runs status until it prints the text; then checks the exit status."""
@@ -116,18 +116,19 @@ class Real(Checks):
                 self.check(["use", "1", *probe], 1, "", "run this as root", user=65534)
                 self.assertEqual(ask()[-1]["confDefaultIndex"], 0)
             run(f"mount -r --bind {FOLDER} {FOLDER}")
-            self.assertNotIn("Probe", self.check(["use", "1", *probe], 5, "", "does not show it"))
+            self.assertNotIn("Probe", self.check(["use", "1", *probe], 5, "", "does not show it").stdout)
             run(f"umount {FOLDER}")
 
     def test_log(self):
         configure({"defaultUrl": URLS})
         with Daemon():
+            poll(lambda: "http nStatus" in log())
             Client(b"\x1b]0;x\0\x07\xff").leave()
-            shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"')
+            shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"').stdout
             self.assertIn(r"\x1B]0;x\x00\x07\xFF", shown)
             self.assertNotIn("LogEncryption", shown)
             with start("log", "-f", "-n1", "--level", "warning") as follower:
-                self.assertIn(follower.stdout.readline(), shown)
+                self.assertIn(follower.stdout.readline(), shown.splitlines(keepends=True))
                 run(f"printf '[qWarning:2026-01-01 00:00:00:x.cpp line:1] cut short' >>{LOG} && rm {LOG}")
                 Client(b"rubbish")
                 self.assertRegex(follower.stdout.readline(), "cut short\n")
@@ -380,7 +381,7 @@ class Alone(Checks):
             configure(content)
             self.check(["check"], int(fault is not None),
                        fault or "Probe URL:     http://127.0.0.1:1/v1/harbor/health")
-        seen = self.check(["check", "-", "--json"], 1, input='{"\u00e9\u202e": 0}')
+        seen = self.check(["check", "-", "--json"], 1, input='{"\u00e9\u202e": 0}').stdout
         self.assertEqual(json.loads(seen)["faults"][0]["member"], "\u00e9\u202e")
         self.check(["check", "-"], 1, "", "not a file of at most 1 MiB", input="1" * 2**20 + "1")
 
