@@ -353,6 +353,12 @@ class Alone(Checks):
         with start("monitor", "--since", "1h") as monitor:
             self.assertRegex(monitor.stdout.readline(), "  choice   default server 1\n")
             monitor.kill()
+        Path(LOG).write_text("cut short", "utf-8")
+        with start("monitor") as monitor, open(LOG, "a", encoding="utf-8") as writer:
+            monitor.stderr.readline()  # comes after it has gone to the end of the log
+            print(line(f"{STATUS}  200 --------") + line("client disconnect !"), file=writer, flush=True)
+            self.assertIn("client   left", monitor.stdout.readline())
+            monitor.kill()
 
     def test_check(self):
         rows = (
