@@ -39,13 +39,15 @@ def scrambled(text):
     return "LogEncryption" + base64.b64encode(bytes(byte ^ KEY for byte in text)).decode()
 
 
+@contextlib.contextmanager
 def start(*arguments, program=f"{BIN}/quillonctl", **options):
-    process = subprocess.Popen([program, *arguments], text=True, stdout=subprocess.PIPE,
-                               stderr=subprocess.PIPE, **options)
-    timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block a test
-    timer.daemon = True
-    timer.start()
-    return process
+    with subprocess.Popen([program, *arguments], text=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, **options) as process:
+        timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block
+        timer.start()
+        yield process
+        process.kill()
+        timer.cancel()
 
 
 class Checks(Case):
@@ -135,7 +137,6 @@ class Real(Checks):
                 self.assertRegex(follower.stdout.readline(), "PeerClosedError|not sent by")
                 Path(LOG).write_text(line("anew"), "utf-8")  # shorter than what has been read
                 self.assertTrue(any("anew" in text for text in iter(follower.stdout.readline, "")))
-                follower.kill()
 
     def test_status(self):
         configure({"defaultUrl": [Site((0, 200), (0, 503)).url, URLS[0]]})
@@ -194,12 +195,10 @@ class Real(Checks):
                     with start("-qfec", f"{BIN}/quillonctl monitor --since 1h", "/dev/null",
                                program="script", stdin=subprocess.DEVNULL, env=variables) as seen:
                         self.assertIn(f"  {colour}start ", seen.stdout.readline())
-                        seen.kill()
                 printed = [monitor.stdout.readline() for _ in range(3)]
                 os.remove(LOG)
                 Client(choose(1) + choose(9)).leave()
                 printed += [monitor.stdout.readline() for _ in range(5)]
-                monitor.kill()
                 for command in ("use 1 --probe", "use 9", "status", "check -"):
                     done = quillonctl(*command.split(), "--json", input='{"confDefault": 7}')
                     printed.append(done.stdout)
@@ -352,13 +351,11 @@ class Alone(Checks):
         Path(LOG).write_text(content, "utf-8")
         with start("monitor", "--since", "1h") as monitor:
             self.assertRegex(monitor.stdout.readline(), "  choice   default server 1\n")
-            monitor.kill()
         Path(LOG).write_text("cut short", "utf-8")
         with start("monitor") as monitor, open(LOG, "a", encoding="utf-8") as writer:
             monitor.stderr.readline()  # comes after it has gone to the end of the log
             print(line(f"{STATUS}  200 --------") + line("client disconnect !"), file=writer, flush=True)
             self.assertIn("client   left", monitor.stdout.readline())
-            monitor.kill()
 
     def test_check(self):
         rows = (
