@@ -39,13 +39,15 @@ def scrambled(text):
     return "LogEncryption" + base64.b64encode(bytes(byte ^ KEY for byte in text)).decode()
 
 
+@contextlib.contextmanager
 def start(*arguments, program=f"{BIN}/quillonctl", **options):
-    process = subprocess.Popen([program, *arguments], text=True, stdout=subprocess.PIPE,
-                               stderr=subprocess.PIPE, **options)
-    timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block a test
-    timer.daemon = True
-    timer.start()
-    return process
+    with subprocess.Popen([program, *arguments], text=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, **options) as process:
+        timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block
+        timer.start()
+        yield process
+        process.kill()
+        timer.cancel()
 
 
 class Checks(Case):
@@ -56,7 +58,7 @@ class Checks(Case):
         self.assertIn(err, done.stderr)
         self.assertEqual(done.stderr.count("\n"), 1 if err else 0, done)
         self.assertNotIn("\x1b", done.stdout + done.stderr)
-        return done.stdout
+        return done
 
     def look(self, text, status, *arguments, **options):
         """Runs status until it prints the text; then checks the exit status."""
@@ -118,25 +120,24 @@ class Real(Checks):
             limit = f"prlimit --pid {daemon.process.pid} --fsize="
             with broken(f"{limit}$(stat -c %s {LOG}):", f"{limit}unlimited:"):
                 shown = self.check(["use", "1", *probe], 5, "", "does not show it")
-                self.assertNotIn("Probe", shown)
+                self.assertNotIn("Probe", shown.stdout)
 
     def test_log(self):
         configure({"defaultUrl": URLS})
         with Daemon():
             poll(lambda: "http nStatus" in log())
             Client(b"\x1b]0;x\0\x07\xff").leave()
-            shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"')
+            shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"').stdout
             self.assertIn(r"\x1B]0;x\x00\x07\xFF", shown)
             self.assertNotIn("LogEncryption", shown)
             with start("log", "-f", "-n1", "--level", "warning") as follower:
-                self.assertIn(follower.stdout.readline(), shown)
+                self.assertIn(follower.stdout.readline(), shown.splitlines(keepends=True))
                 run(f"printf '[qWarning:2026-01-01 00:00:00:x.cpp line:1] cut short' >>{LOG} && rm {LOG}")
                 Client(b"rubbish")
                 self.assertRegex(follower.stdout.readline(), "cut short\n")
                 self.assertRegex(follower.stdout.readline(), "PeerClosedError|not sent by")
                 Path(LOG).write_text(line("anew"), "utf-8")  # shorter than what has been read
                 self.assertTrue(any("anew" in text for text in iter(follower.stdout.readline, "")))
-                follower.kill()
 
     def test_status(self):
         configure({"defaultUrl": [Site((0, 200), (0, 503)).url, URLS[0]]})
@@ -195,12 +196,10 @@ class Real(Checks):
                     with start("-qfec", f"{BIN}/quillonctl monitor --since 1h", "/dev/null",
                                program="script", stdin=subprocess.DEVNULL, env=variables) as seen:
                         self.assertIn(f"  {colour}start ", seen.stdout.readline())
-                        seen.kill()
                 printed = [monitor.stdout.readline() for _ in range(3)]
                 os.remove(LOG)
                 Client(choose(1) + choose(9)).leave()
                 printed += [monitor.stdout.readline() for _ in range(5)]
-                monitor.kill()
                 for command in ("use 1 --probe", "use 9", "status", "check -"):
                     done = quillonctl(*command.split(), "--json", input='{"confDefault": 7}')
                     printed.append(done.stdout)
@@ -353,7 +352,11 @@ class Alone(Checks):
         Path(LOG).write_text(content, "utf-8")
         with start("monitor", "--since", "1h") as monitor:
             self.assertRegex(monitor.stdout.readline(), "  choice   default server 1\n")
-            monitor.kill()
+        Path(LOG).write_text("cut short", "utf-8")
+        with start("monitor") as monitor, open(LOG, "a", encoding="utf-8") as writer:
+            monitor.stderr.readline()  # comes after it has gone to the end of the log
+            print(line(f"{STATUS}  200 --------") + line("client disconnect !"), file=writer, flush=True)
+            self.assertIn("client   left", monitor.stdout.readline())
 
     def test_check(self):
         rows = (
@@ -382,7 +385,7 @@ class Alone(Checks):
             configure(content)
             self.check(["check"], int(fault is not None),
                        fault or "Probe URL:     http://127.0.0.1:1/v1/harbor/health")
-        seen = self.check(["check", "-", "--json"], 1, input='{"\u00e9\u202e": 0}')
+        seen = self.check(["check", "-", "--json"], 1, input='{"\u00e9\u202e": 0}').stdout
         self.assertEqual(json.loads(seen)["faults"][0]["member"], "\u00e9\u202e")
         self.check(["check", "-"], 1, "", "not a file of at most 1 MiB", input="1" * 2**20 + "1")
 
