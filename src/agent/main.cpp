@@ -39,7 +39,7 @@ void isolateFromStarter()
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
 }
 
-/// Connects and disconnects at once.
+/// Whether a daemon accepts a connection at the socket. Disconnects it.
 bool isAnotherInstanceAlive(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kMaxNesting = 1024; // Qt's parser refuses more
 
-/// Decodes a string in quotation marks as Qt's parser does; returns nothing if that rejects it.
+/// Decodes a string in quotation marks as Qt's parser does; returns nothing if Qt rejects it.
 /// The result is cut at a NUL, and half of a surrogate pair becomes the replacement character:
 /// Qt considers some names equal that differ only there.
 std::optional<QString> nameIn(const QByteArray &string)
