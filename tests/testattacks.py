@@ -42,7 +42,7 @@ class Attack(Case):
         return ticks / os.sysconf("SC_CLK_TCK"), peak * 1024, os.path.getsize(LOG)
 
     @contextlib.contextmanager
-    def assert_cheap(self, mebibytes=8):
+    def assert_cheap(self, mebibytes=4):
         with Daemon() as self.daemon:
             self.pid = self.daemon.process.pid
             # A fault takes minutes.
