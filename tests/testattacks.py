@@ -177,7 +177,6 @@ class Machine(Attack):
         limit = f"prlimit --pid {self.pid} --fsize"
         for spoil, mend in (
                 (f"mkfifo {LOG}", f"rm {LOG}"),
-                (f"ln -s /dev/null {LOG}", f"rm {LOG}"),
                 (f"rmdir {folder}", f"mkdir {folder}"),
                 (f"{limit}=8192:", f"{limit}=unlimited:")):
             with self.daemon.stopped():

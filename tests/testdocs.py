@@ -50,7 +50,6 @@ class Docs(Case):
         members = set(json.loads(text(CONF)))
         for there, described in (
                 (members, found(r"^\.It Ic (\w+)", file)),
-                (members, found(r"^(\w+)  ", text("doc/examples/README"))),
                 (members, found(r"^\| `(\w+)` \|", text("doc/protocol.md")) | {"healthPath"})):
             self.assertEqual(there, described)
         tests = found(r"`((?:test_|keeps)\w+)`", text("doc/robustness.md"))

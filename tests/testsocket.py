@@ -28,7 +28,6 @@ class Socket(Case):
         cut = frame({"type": "4", "serverIndex": "2", "x": "é"})[8:]
         long = b'{"":"' + b"x" * (2**16 - 7)
         rows = (
-            ("configuration", [ASK], [0], []),
             ("no types", [*map(frame, ({"type": 5}, {"type": "99"}, [5], {"x": 1})), ASK], [0], []),
             ("in order", [choose(1), ASK, choose(9), choose(2), ASK], [1, "refused", 2], []),
             ("choice without index", [frame({"type": "4"}), ASK], [0], []),

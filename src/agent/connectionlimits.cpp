@@ -1,9 +1,9 @@
 #include "connectionlimits.h"
 
+#include <QByteArray>
 #include <QVector>
 
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 
 #include <dirent.h>
@@ -15,6 +15,8 @@
 namespace {
 
 constexpr std::chrono::seconds kMaxAge{60};
+// On loopback a server sends 10 MiB in this time.
+constexpr std::chrono::milliseconds kInterval{20};
 
 struct Connection
 {
@@ -23,8 +25,7 @@ struct Connection
     quint64 receivedBytes;
 };
 
-/// Whether this process opened the socket. A socket of the program that started the daemon was
-/// inherited without this flag.
+/// Whether this process opened the socket. One that the daemon inherited lacks this flag.
 bool isOwn(int descriptor)
 {
     return (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0;
@@ -37,7 +38,7 @@ QVector<Connection> connections()
     // Not QDir, which calls stat() on each descriptor.
     const std::unique_ptr<DIR, int (*)(DIR *)> directory(::opendir("/proc/self/fd"), ::closedir);
     while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
-        const int descriptor = std::atoi(entry->d_name);
+        const int descriptor = QByteArray(entry->d_name).toInt();
         tcp_info info = {};
         socklen_t infoBytes = sizeof info;
         quint64 id = 0;
@@ -52,7 +53,41 @@ QVector<Connection> connections()
 
 } // namespace
 
+ConnectionLimits::~ConnectionLimits()
+{
+    stop();
+}
+
 void ConnectionLimits::enforce()
+{
+    if (isRunning())
+        return;
+    m_stop.acquire(m_stop.available()); // one is left if the last thread could not start
+    m_deadlines.clear();
+    start();
+}
+
+void ConnectionLimits::endAll()
+{
+    stop();
+    const QVector<Connection> found = connections();
+    for (const Connection &connection : found)
+        ::shutdown(connection.descriptor, SHUT_RDWR);
+}
+
+void ConnectionLimits::run()
+{
+    while (!m_stop.tryAcquire(1, static_cast<int>(kInterval.count())))
+        endExcessive();
+}
+
+void ConnectionLimits::stop()
+{
+    m_stop.release();
+    wait();
+}
+
+void ConnectionLimits::endExcessive()
 {
     QHash<quint64, QDeadlineTimer> deadlines;
     const QVector<Connection> found = connections();
@@ -63,12 +98,4 @@ void ConnectionLimits::enforce()
         deadlines.insert(connection.id, deadline);
     }
     m_deadlines.swap(deadlines);
-}
-
-void ConnectionLimits::endAll()
-{
-    const QVector<Connection> found = connections();
-    for (const Connection &connection : found)
-        ::shutdown(connection.descriptor, SHUT_RDWR);
-    m_deadlines.clear();
 }

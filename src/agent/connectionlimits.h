@@ -2,23 +2,39 @@
 
 #include <QDeadlineTimer>
 #include <QHash>
+#include <QSemaphore>
+#include <QThread>
 
-/// Limits what a server can do to the daemon, whatever it sends: ends each TCP connection of the
-/// process after 60 s or 1 MiB. Qt reads some replies without a limit, and others on a thread that
-/// then serves no other request. Ending the connection stops both.
-class ConnectionLimits
+/// Limits what a server can do to the daemon, whatever it sends: shuts down each TCP connection of
+/// the process after 60 s or 1 MiB. Qt reads some replies without a limit, and others on a thread
+/// that then serves no other request. Has a thread of its own, because Qt parses headers on the
+/// main thread and reads on meanwhile, which takes minutes if the server wants.
+class ConnectionLimits : public QThread
 {
+    Q_OBJECT
+    Q_DISABLE_COPY(ConnectionLimits)
+
 public:
     /// Received bytes, before decryption. An ordinary probe receives less than 10 KB.
     static constexpr quint64 kMaxBytes = 1024 * 1024;
 
-    /// Shuts down each connection beyond a limit. Call often: a connection counts from the first
-    /// call that finds it, and can exceed the limits until the next.
+    ConnectionLimits() = default;
+    ~ConnectionLimits() override;
+
+    /// Starts to enforce the limits, unless that runs already. A connection counts from the moment
+    /// when it is found, and can exceed the limits for 20 ms.
     void enforce();
 
-    /// Shuts down all connections. Bytes that have already arrived can still be read.
+    /// Shuts down all connections and stops. Bytes that have already arrived can still be read.
     void endAll();
 
+protected:
+    void run() override;
+
 private:
+    void stop();
+    void endExcessive();
+
+    QSemaphore m_stop; // available when the thread is to end
     QHash<quint64, QDeadlineTimer> m_deadlines; // by the kernel's ID of the socket
 };

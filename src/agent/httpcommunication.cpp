@@ -22,9 +22,10 @@
 namespace {
 
 constexpr int kMaxOutstanding = 4;
+constexpr int kMaxFinished = 100;
 constexpr qint64 kMaxBodyBytes = 64 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
-constexpr std::chrono::milliseconds kLimitInterval{20};
+constexpr std::chrono::milliseconds kCheckInterval{20};
 
 /// Holds the time when a request ends, in ms of QDeadlineTimer.
 constexpr QNetworkRequest::Attribute kDeadline = QNetworkRequest::User;
@@ -44,8 +45,8 @@ QVariantMap headersOf(const QNetworkReply &reply)
     return headers;
 }
 
-// Reading takes time that grows with the square of the number of chunks, which are as short as the
-// server likes. Deleting what nobody reads does not.
+// Reading takes time that grows with the square of the number of chunks, which can have one byte
+// each. Deleting unread data takes linear time.
 QByteArray bodyOf(QNetworkReply &reply)
 {
     if (reply.bytesAvailable() <= kMaxBodyBytes)
@@ -69,16 +70,17 @@ HttpCommunication::HttpCommunication(QObject *parent)
 {
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
     connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
-    connect(&m_limitTimer, &QTimer::timeout, this, &HttpCommunication::enforceLimits);
+    connect(&m_checkTimer, &QTimer::timeout, this, &HttpCommunication::checkReplies);
 }
 
-// Qt's network plugins poll and load D-Bus. Without one, every request fails unless the manager's
-// configuration is empty. Setting that starts a thread, so it waits for the first request.
+// Qt's network plugins poll and load D-Bus. Without one, enableNetwork() has work to do.
 void HttpCommunication::disablePlugins()
 {
     QCoreApplication::setLibraryPaths({});
 }
 
+// Without a plugin, every request fails unless the manager's configuration is empty. Setting that
+// starts a thread, so it waits for the first request.
 void HttpCommunication::enableNetwork()
 {
     QT_WARNING_PUSH
@@ -107,7 +109,9 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setAttribute(kDeadline, QDeadlineTimer(kMaxReplyAge).deadline());
     dropOldest();
     m_manager.post(request, data);
-    m_limitTimer.start(kLimitInterval);
+    m_connectionLimits.enforce();
+    if (!m_checkTimer.isActive()) // or frequent requests would put it off for ever
+        m_checkTimer.start(kCheckInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
@@ -127,32 +131,43 @@ void HttpCommunication::dropOldest()
     const QList<QNetworkReply *> replies = outstanding();
     if (replies.size() < kMaxOutstanding)
         return;
-    replies.constFirst()->disconnect(&m_manager);
-    delete replies.constFirst(); // not deleteLater(): thousands could pile up before the event loop
+    drop(replies.constFirst());
 }
 
-// Qt does not end a connection with its reply, and goes on to read what the server sends. So no
-// connection outlives the replies. Closing them blocks while a reply is outstanding.
-void HttpCommunication::enforceLimits()
+void HttpCommunication::drop(QNetworkReply *reply)
+{
+    reply->disconnect(&m_manager);
+    delete reply; // not deleteLater(): thousands could pile up before the event loop runs
+}
+
+void HttpCommunication::checkReplies()
 {
     const QList<QNetworkReply *> replies = outstanding();
-    if (replies.isEmpty()) {
-        m_limitTimer.stop();
-        m_connectionLimits.endAll();
-        m_manager.clearConnectionCache();
-        return;
-    }
+    if (replies.isEmpty() || m_finished >= kMaxFinished)
+        return closeConnections(replies);
     for (QNetworkReply *reply : replies) {
         if (isExpired(*reply))
             reply->abort();
     }
-    m_connectionLimits.enforce();
+}
+
+// Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
+// a few KiB of each TLS handshake. Closing the connections blocks while a reply is outstanding.
+void HttpCommunication::closeConnections(const QList<QNetworkReply *> &outstanding)
+{
+    for (QNetworkReply *reply : outstanding)
+        drop(reply);
+    m_finished = 0;
+    m_checkTimer.stop();
+    m_connectionLimits.endAll();
+    m_manager.clearConnectionCache();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
+    ++m_finished;
     if (reply->error() == QNetworkReply::TimeoutError || isExpired(*reply)) {
         qInfo() << "TimeoutError return"
                 << LogEncryption::encryptionMessage(reply->url().fileName(QUrl::FullyDecoded));

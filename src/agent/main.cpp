@@ -5,6 +5,7 @@
 #include "serviceagent.h"
 #include "servicecore.h"
 #include "sharedconstants.h"
+#include "standardstreams.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -16,29 +17,16 @@
 #include <csignal>
 #include <cstdlib>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
 
-/// Opens closed standard descriptors, or a socket would get their numbers.
-void openStandardDescriptors()
-{
-    int descriptor = 0;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR); // takes the lowest free number
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor >= 0)
-        ::close(descriptor);
-}
-
 /// What the daemon does must not depend on the program that starts it.
 void isolateFromStarter()
 {
-    openStandardDescriptors();
+    StandardStreams::holdClosed();
     ::clearenv();
     // Qt's own event loop handles a request faster than glib's.
     ::setenv("QT_NO_GLIB", "1", 1);

@@ -53,7 +53,7 @@ bool ConfFile::replace(const QByteArray &content) const
     QFile draft(draftPath());
     const QByteArray from = QFile::encodeName(draft.fileName());
     const QByteArray to = QFile::encodeName(original.fileName());
-    std::remove(from.constData()); // the draft of a killed process, if any
+    static_cast<void>(std::remove(from.constData())); // what a killed process left, if anything
     constexpr auto flags = QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered;
     if (!original.open(QIODevice::ReadOnly) || !draft.open(flags))
         return false;
