@@ -9,6 +9,7 @@ import os
 import re
 import select
 import shutil
+import signal
 import socket
 import struct
 import subprocess
@@ -27,8 +28,9 @@ LOG = "/var/log/zeno/quillon/quillon.log"
 CONF = "/etc/.zeno/.agent.json"
 TIMEOUT = "warning: checkNetworkTimeout()"
 DEADLINE = 120  # seconds; longer than anything takes on a slow machine
-HAS_USERS = Path("/proc/self/uid_map").read_text("ascii").split()[2] != "1"  # not if an ordinary user runs it
-os.umask(0o022)  # some tests have another user read what the daemon writes
+# False if an ordinary user runs the tests.
+HAS_USERS = Path("/proc/self/uid_map").read_text("ascii").split()[2] != "1"
+os.umask(0o022)
 # A large quarantine would count as memory. The clock library is loaded before the sanitizer's.
 os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1:verify_asan_link_order=0"
 SLACK = 4 if b"__asan_init" in Path(f"{BIN}/quillon").read_bytes() else 1
@@ -107,6 +109,14 @@ class Daemon:
         self.process.wait()
         assert alive or error[0], f"the daemon ended with {self.process.returncode}"
 
+    @contextlib.contextmanager
+    def stopped(self):
+        """Lets clients write or connect before the daemon notices anything of it."""
+        self.process.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, self.process.pid, os.WSTOPPED)
+        yield
+        self.process.send_signal(signal.SIGCONT)
+
     def resident_bytes(self):
         pages = int(Path(f"/proc/{self.process.pid}/statm").read_text("ascii").split()[1])
         return pages * os.sysconf("SC_PAGESIZE")
@@ -128,7 +138,10 @@ class Client:
     def __init__(self, *messages):
         self.socket = socket.socket(socket.AF_UNIX)
         weakref.finalize(self, self.socket.close)
-        self.socket.connect(SOCKET)  # without a time-out it waits for a place in the backlog
+        # With settimeout() it would not wait for a place in the backlog.
+        patience = struct.pack("ll", DEADLINE, 0)
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDTIMEO, patience)
+        self.socket.connect(SOCKET)
         self.socket.settimeout(DEADLINE)
         if messages:  # even nothing cannot be sent to a daemon that has closed already
             self.socket.sendall(b"".join(messages))
@@ -189,13 +202,8 @@ def probe(index, text, asking=ask):
 
 
 def quillonctl(*arguments, **options):
-    program = f"{BIN}/quillonctl"
-    if "user" in options:  # that user may not be able to enter the build folder
-        if not HAS_USERS:
-            raise unittest.SkipTest("an ordinary user cannot run a program as another user")
-        subprocess.run(["install", "-m", "755", program, TMP], check=True)
-        program = f"{TMP}/quillonctl"
-    return subprocess.run([program, *arguments], capture_output=True, text=True, check=False, **options)
+    return subprocess.run([f"{BIN}/quillonctl", *arguments], capture_output=True, text=True,
+                          check=False, **options)
 
 
 def connections(url):
@@ -205,8 +213,8 @@ def connections(url):
 
 
 class Site:
-    """An HTTP server. Each answer is (seconds to wait before release is set, status or bytes, bytes to
-    repeat without end, if any; not encrypted). The last answer is used for all further requests."""
+    """An HTTP server. Each answer is (seconds to wait before release is set, status or bytes, bytes
+    to repeat without end, if any; not encrypted). The last answer serves all further requests."""
 
     def __init__(self, *answers, tls=None):
         self.answers, self.tls = list(answers), tls
@@ -221,8 +229,8 @@ class Site:
             threading.Thread(target=self.answer, args=(peer,), daemon=True).start()
 
     def answer(self, peer):
-        encrypted = self.tls.wrap_socket if self.tls else lambda plain, **_: plain
-        with contextlib.suppress(OSError), peer.dup() as raw, encrypted(peer, server_side=True) as peer:
+        wrap = self.tls.wrap_socket if self.tls else lambda plain, **_: plain
+        with contextlib.suppress(OSError), peer.dup() as raw, wrap(peer, server_side=True) as peer:
             self.requests.append(peer.recv(65536))
             answers = self.answers
             wait, what, *endless = answers.pop(0) if len(answers) > 1 else answers[0]

@@ -1,22 +1,24 @@
 """Attacks by local programs and hostile servers, and faults of the machine."""
 
 import contextlib
+import fcntl
 import gzip
 import json
 import os
 import re
 import resource
 import select
-import signal
+import shutil
 import socket
 import subprocess
-import threading
+import time
 from pathlib import Path
 
 from daemon import (ASK, BIN, CONF, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
-                    choose, configure, connections, frame, log, poll, probe, run, served)
+                    broken, choose, configure, connections, frame, log, poll, probe, run, served)
 
 MIB = 2**20
+EVENTS = {"Failed:", "returnByte", "Attribute", "getServerData", "QJsonParseError"}
 
 
 class Attack(Case):
@@ -26,31 +28,25 @@ class Attack(Case):
         configure({"defaultUrl": [self.site.url, "http://127.0.0.1:1"]})
 
     def start(self, **options):
-        daemon = self.enterContext(Daemon(**options))
-        self.pid, self.rss = daemon.process.pid, daemon.resident_bytes
-        return daemon
-
-    @contextlib.contextmanager
-    def stopped(self):
-        os.kill(self.pid, signal.SIGSTOP)
-        os.waitid(os.P_PID, self.pid, os.WSTOPPED)
-        yield
-        os.kill(self.pid, signal.SIGCONT)
+        self.daemon = self.enterContext(Daemon(**options))
+        self.pid, self.rss = self.daemon.process.pid, self.daemon.resident_bytes
 
     def assert_small(self, before, bound):
         self.assertLess(self.rss() - before, bound * SLACK)
 
     def costs(self):
-        stat, status = (Path(f"/proc/{self.pid}/{name}").read_text("ascii") for name in ("stat", "status"))
+        stat = Path(f"/proc/{self.pid}/stat").read_text("ascii")
+        status = Path(f"/proc/{self.pid}/status").read_text("ascii")
         ticks = sum(map(int, stat.rpartition(")")[2].split()[11:13]))
         peak = int(re.search(r"VmHWM:\s+(\d+)", status)[1])
         return ticks / os.sysconf("SC_CLK_TCK"), peak * 1024, os.path.getsize(LOG)
 
     @contextlib.contextmanager
-    def assert_cheap(self, mebibytes=8):
-        with Daemon() as daemon:
-            self.pid = daemon.process.pid
-            resource.prlimit(self.pid, resource.RLIMIT_CPU, (3 * SLACK, 3 * SLACK))  # a fault takes minutes
+    def assert_cheap(self, mebibytes=4):
+        with Daemon() as self.daemon:
+            self.pid = self.daemon.process.pid
+            # A fault takes minutes.
+            resource.prlimit(self.pid, resource.RLIMIT_CPU, (3 * SLACK, 3 * SLACK))
             before = self.costs()
             yield
             served()
@@ -61,7 +57,7 @@ class Attack(Case):
 
 class Clients(Attack):
     def write_endlessly(self, client, data, enough, patience=DEADLINE):
-        """Returns the bytes written when they are enough, the daemon reads no more or drops the client."""
+        """Returns the bytes written when they are enough or the daemon reads no more."""
         taken = 0
         with contextlib.suppress(ConnectionError):
             while taken < enough and select.select([], [client.socket], [], patience)[1]:
@@ -83,11 +79,16 @@ class Clients(Attack):
         self.assert_small(before, 6 * MIB)
 
     def test_reader_of_nothing_is_dropped(self):
+        """One that reads is not, even if its requests arrive at once."""
         configure({"confCustomUrl": "x" * 4000})
         self.start()
+        with self.daemon.stopped():
+            reader = Client(ASK * 262)  # answers of slightly more than 1 MiB
+        for _ in range(262):
+            reader.answer()
+        reader.leave()
         before = self.rss()
-        deaf = Client()
-        self.write_endlessly(deaf, ASK * 100, 4 * MIB)
+        self.write_endlessly(Client(), ASK * 100, 4 * MIB)
         poll(lambda: "client does not read its answers" in log())
         self.assert_small(before, 8 * MIB)
         self.assertEqual((log().count("client does not read its answers"), len(ask())), (1, 1))
@@ -95,7 +96,7 @@ class Clients(Attack):
     def test_crowd_is_served_in_turn(self):
         self.start()
         crowd = [Client(choose(i % 2), ASK) for i in range(40)]
-        for _ in crowd * 2:  # each takes one turn of the event loop: then Qt announces no more peers
+        for _ in crowd * 2:  # each takes one turn of the event loop: Qt announces no more peers
             crowd[0].ask()
         for index in range(8):
             self.assertEqual(crowd[index].answer()["confDefaultIndex"], index % 2)
@@ -103,7 +104,7 @@ class Clients(Attack):
 
     def test_full_backlog_is_an_instance(self):
         self.start()
-        with self.stopped():
+        with self.daemon.stopped():
             with self.assertRaises(BlockingIOError):
                 while True:
                     holder = self.enterContext(socket.socket(socket.AF_UNIX))
@@ -114,7 +115,7 @@ class Clients(Attack):
         self.assertEqual((second.returncode, os.stat(SOCKET).st_ino), (0, inode))
 
     def test_no_descriptors(self):
-        """The daemon listens again, warns once and drops the waiting peers."""
+        """The daemon listens again, warns once per shortage and drops the waiting peers."""
         configure({})  # no probe takes a descriptor
         self.start()
         first = Client()
@@ -122,30 +123,37 @@ class Clients(Attack):
         old = resource.prlimit(self.pid, resource.RLIMIT_NOFILE)
 
         def leave_free(count):
-            folder = f"/proc/{self.pid}/fd"
-            with self.stopped():  # perhaps while it writes a log line
-                used = {int(name) for name in os.listdir(folder) if os.readlink(f"{folder}/{name}") != LOG}
+            with self.daemon.stopped():  # perhaps while it writes a log line
+                used = {int(path.name) for path in Path(f"/proc/{self.pid}/fd").iterdir()
+                        if os.readlink(path) != LOG}
             free = sorted(set(range(len(used) + 2)) - used)
             resource.prlimit(self.pid, resource.RLIMIT_NOFILE, (free[count], old[1]))
 
         leave_free(1)
-        with self.stopped():  # or the socket may be closed before the last one connects
+        with self.daemon.stopped():  # or the socket may be closed before the last one connects
             others = [Client() for _ in range(3)]
         poll(lambda: "local socket lost" in log())
         self.assertEqual((len(first.ask()), others[0].socket.recv(1)), (1, b""))
         poll(lambda: os.path.exists(SOCKET))
         leave_free(0)
         lost = Client()
+        shutil.rmtree(os.path.dirname(SOCKET))  # so that it cannot listen yet
+        begun = time.monotonic()
         with self.assertRaises(ConnectionResetError):
             lost.socket.recv(1)
-        for _ in range(4):  # each takes one turn of the event loop: then the loss has been handled
+        poll(lambda: first.ask() and time.monotonic() > begun + 1.5)
+        for _ in range(4):  # each takes one turn of the event loop: it has tried to listen
             first.ask()
         self.assertEqual(log().count("local socket lost"), 1)
 
         resource.prlimit(self.pid, resource.RLIMIT_NOFILE, old)
+        os.mkdir(os.path.dirname(SOCKET))
         poll(lambda: os.path.exists(SOCKET))
         first.leave()
         self.assertEqual(len(ask()), 1)
+        leave_free(0)
+        self.enterContext(Client().socket)
+        poll(lambda: log().count("local socket lost") == 2)
 
     def test_passed_descriptor(self):
         """Closing the last reference to a lingering socket would block the daemon."""
@@ -159,31 +167,19 @@ class Clients(Attack):
 
 
 class Machine(Attack):
-    def test_killed_choices(self):
-        """At any instant the file holds the complete old or new configuration."""
-        for delay in range(8):
-            daemon = Daemon()
-            client = Client(choose(0) * 50 + choose(1) * 50)
-            threading.Event().wait(delay / 1000)
-            daemon.__exit__(None)
-            client.socket.close()
-            self.assertIn("defaultUrl", json.loads(Path(CONF).read_text("utf-8")))
-        self.start()
-        self.assertEqual(os.listdir(os.path.dirname(CONF)), [".agent.json"])
-
     def test_log_in_trouble(self):
         """The daemon serves on, and logs again when the cause is gone."""
         folder = os.path.dirname(LOG)
-        stderr = self.enterContext(self.start(stderr=subprocess.PIPE).process.stderr)
+        self.start(stderr=subprocess.PIPE)
+        stderr = self.enterContext(self.daemon.process.stderr)
         os.set_blocking(stderr.fileno(), False)
+        fcntl.fcntl(stderr, fcntl.F_SETPIPE_SZ, 4096)
         limit = f"prlimit --pid {self.pid} --fsize"
         for spoil, mend in (
-                (f"mkdir {LOG}", f"rmdir {LOG}"),
                 (f"mkfifo {LOG}", f"rm {LOG}"),
-                (f"ln -s /dev/null {LOG}", f"rm {LOG}"),
                 (f"rmdir {folder}", f"mkdir {folder}"),
                 (f"{limit}=8192:", f"{limit}=unlimited:")):
-            with self.stopped():
+            with self.daemon.stopped():
                 stderr.read()  # the rest of the previous row
                 os.remove(LOG)
                 run(spoil)
@@ -191,20 +187,11 @@ class Machine(Attack):
             if "fsize" in spoil:  # full; the partial line is removed
                 poll(lambda: Path(LOG).read_bytes().endswith(b"\n"))
                 self.assertGreater(os.path.getsize(LOG), 8192 - 800)
+            for _ in range(40):  # nobody reads what they write to standard error
+                served()
             run(mend)
             served()
             self.assertIn("send data", poll(log))
-
-    def test_standard_error_that_nobody_reads(self):
-        os.makedirs(LOG)
-        for is_open in (True, False):
-            reader, writer = socket.socketpair()
-            if not is_open:
-                reader.close()
-            with reader, writer, Daemon(stderr=writer, is_ready=lambda: os.path.exists(SOCKET)):
-                for _ in range(150):
-                    served()
-            os.remove(SOCKET)
 
     def test_file_that_grows_too_large(self):
         """Indentation would make the file larger than 1 MiB."""
@@ -218,23 +205,20 @@ class Machine(Attack):
 class Server(Attack):
     def test_floods(self):
         """The first server sends without end. The daemon ends that, and probes the second."""
-        ok, no = b"HTTP/1.1 200 OK\r\n", b"HTTP/1.1 401 No\r\n\r\n"
+        ok = b"HTTP/1.1 200 OK\r\n"
         chunked = ok + b"Transfer-Encoding: chunked\r\n\r\n"
         rows = (
             ("body", ok + b"\r\n", bytes(65536)),
-            ("body of a 401", no, bytes(65536)),
+            ("body of a 401", b"HTTP/1.1 401 No\r\n\r\n", bytes(65536)),
             ("interim responses", b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
-            ("status line", ok[:12], b"x" * 65536),
-            ("blank lines", b"", b"\r\n" * 32768),
-            ("headers", ok, b"X: y\r\n" * 8192),
             ("chunks of one byte", chunked, b"1\r\nx\r\n" * 8192),
-            ("size of a chunk", chunked + b"1;", b"x" * 65536),
         )
         for name, start, endless in rows:
             with self.subTest(name):
                 Case.setUp(self)
                 bad, good = Site((0, start, endless)), Site((0, 200))
-                configure({"healthPath": "", "defaultUrl": [f"{bad.url}/health", f"{good.url}/health"]})
+                urls = [f"{site.url}/health" for site in (bad, good)]
+                configure({"healthPath": "", "defaultUrl": urls})
                 with Daemon() as daemon:
                     self.rss = daemon.resident_bytes
                     before = self.rss()
@@ -245,14 +229,13 @@ class Server(Attack):
                     self.assert_small(before, 64 * MIB)
 
     def test_long_bodies(self):
-        """A long body that nobody reads is an ordinary reply. One that somebody would read is dropped."""
+        """A long body is an ordinary reply if nobody reads it, else it is dropped."""
         head, chunk = b"HTTP/1.1 %d X\r\n", b"1\r\nx\r\n"
         packed = gzip.compress(bytes(128 * MIB), 1)
         encoding = b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n" % len(packed)
         chunked = b"Transfer-Encoding: chunked\r\n\r\n" + chunk * 150000 + b"0\r\n\r\n"
         dropped = 'reply body of more than 64 KiB(?s:.*)returnByte ""'
         rows = (
-            ("/health", head % 503 + b"\r\n" + bytes(500000), "Failed:  503(?s:.*)Attribute  503"),
             ("/health", head % 200 + encoding + packed, "Attribute  200"),
             ("/health", head % 200 + chunked, "Attribute  200"),
             ("/other", head % 200 + chunked, dropped),
@@ -268,15 +251,11 @@ class Server(Attack):
     def test_kerberos_is_off(self):
         """Qt's network thread would read the file, and block."""
         conf = "/etc/krb5.conf"
-        if os.path.exists(conf):
-            os.rename(conf, f"{conf}.saved")
-            self.addCleanup(os.rename, f"{conf}.saved", conf)
-        os.mkfifo(conf)
-        self.addCleanup(os.remove, conf)
         answer = b"HTTP/1.1 401 No\r\nWWW-Authenticate: Negotiate\r\nContent-Length: 0\r\n\r\n"
         configure({"defaultUrl": [Site((0, answer)).url]})
-        self.start()
-        poll(lambda: "Failed:  401" in log())
+        with broken(f"[ ! -e {conf} ] || mv {conf} {conf}.x; mkfifo {conf}",
+                    f"rm {conf}; [ ! -e {conf}.x ] || mv {conf}.x {conf}"), Daemon():
+            poll(lambda: "Failed:  401" in log())
 
     def test_fifth_silent_reply(self):
         server, url = self.silent_server()
@@ -296,71 +275,42 @@ class Server(Attack):
         nothing = ['returnByte ""', "getServerData is empty.", no_json]
         rows = (
             ("/v1/health", ok + b"\r\n{}", ["Attribute  200 -"]),
-            ("/health?x=1", ok + b"\r\n", ["Attribute  200 -"]),
             ("/%68ealth#f", b"HTTP/1.1 204 OK\r\n\r\n", ["Attribute  204 -"]),
-            ("/health", b"HTTP/1.1 302 OK\r\nLocation: /other\r\n\r\n", ["Attribute  302 -"]),
-            ("/health", missing + b"\r\n", [failed, "Attribute  404 -"]),
             ("/health/", ok + b'\r\n{"a":1}', ['returnByte "{"a":1}"']),
-            ("/Health", ok + b"\r\n[1]", ['returnByte "[1]"']),
             ("/unhealth", ok + b"\r\n[2]", ['returnByte "[2]"']),
             ("/healthz", missing + b"\r\n<html>", [failed, 'returnByte "<html>"', no_json]),
             ("/", ok + b"\r\n", nothing),
             ("/", ok + b'\r\n{"a":[],"a":1}',
              ["returnByte", 'QJsonParseError  "two members of the same name"']),
-            ("/", ok + b'\r\n["a":1,"a":1]', ["returnByte", 'QJsonParseError  "missing value']),
-            ("/", b"rubbish\r\n\r\n", ["Failed:  0", *nothing]),
-            ("/", b"HTTP/1.1 99999 X\r\n\r\n", ["Failed:  99999", *nothing]),
-            ("/", ok + b"Content-Encoding: gzip\r\n\r\nnot gzip!", ["returnByte", no_json]),
-            ("/", ok + b"X: " + b"y" * 200000 + b"\r\n\r\n", nothing),
-            # Qt takes this reply for endless, or for complete when the connection closes.
-            ("/", ok + b"Transfer-Encoding: chunked\r\n\r\nzz\r\n", []),
         )
         configure({"healthPath": "",
                    "defaultUrl": [Site((0, answer)).url + path for path, answer, _ in rows]})
         self.start()
         for index, (path, answer, texts) in enumerate(rows):
-            with self.subTest(path=path, answer=answer[:50]):
-                seen = probe(index, texts[-1] if texts else "sendHealthInfo")
+            with self.subTest(path=path, answer=answer):
+                seen = probe(index, texts[-1])
                 self.assertRegex(seen, "(?s)" + ".*".join(map(re.escape, texts)))
                 ask()
-                others = {"Failed:", "returnByte", "Attribute", "getServerData", "QJsonParseError"} - {
-                    text.split()[0] for text in texts}
-                self.assertEqual([text for text in others if texts and text in seen], [])
-
-
-def colliding(unit):
-    """Returns a member. Qt's hash of its name, a CRC32C, is the same for all units."""
-    crc = unit
-    for _ in range(16):
-        crc = crc >> 1 ^ (0x82F63B78 if crc & 1 else 0)
-    return b'"\\u%04x\\u%04x\\u%04x":0' % (unit, crc & 0xFFFF, crc >> 16)
+                others = EVENTS - {text.split()[0] for text in texts}
+                self.assertEqual([text for text in others if text in seen], [])
 
 
 class Parser(Attack):
     def test_one_write(self):
-        long = b"n" * 100000
-        names = b",".join(map(colliding, range(9000)))
-        escapes = b",".join(b'"\\u%04x":0' % unit for unit in range(256, 18256))
         nested = b'{"":' + b"[" * 999 + b"1" + b"]" * 999 + b"}"
         rows = (
-            ("a long name for many objects", frame(b'{"' + long + b'":' + b"{:" * 45000)),
-            ("as long as an object may be", frame(b'{"' + long[:60000] + b'":' + b"{:" * 1000)),
-            ("the same with an escape", frame(b'{"\\"' + long + b'":' + b"{:}" * 25000)),
-            ("names of one hash", frame(b"{" + names) + frame(b" ") * 254),
-            ("names in escapes", frame(b"{" + escapes) + frame(b" ") * 250),
+            ("a long name for many objects", frame(b'{"' + b"n" * 50000 + b'":' + b"{:" * 7000)),
             ("objects logged with each byte",
              (frame(b'{"":"' + b"x" * 62000) + frame(b"x") * 254 + frame(b'"}')) * 4),
             ("lists in lists", frame(nested) * 120),
-            ("choices", frame(b'{"type":"4"}') * 12800),
         )
         for name, data in rows:
             with self.subTest(name):
                 Case.setUp(self)
                 configure({"defaultUrl": [self.site.url]})
-                # A sanitizer takes eight times the memory for choices.
-                with self.assert_cheap(mebibytes=16 if name == "choices" else 8):
+                with self.assert_cheap():
                     client = Client()
                     client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4 * len(data))
-                    with self.stopped():  # or it reads a part of it
+                    with self.daemon.stopped():  # or it reads a part of it
                         client.socket.sendall(data)
                     client.socket.close()

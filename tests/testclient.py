@@ -3,7 +3,6 @@ import contextlib
 import json
 import os
 import re
-import shutil
 import socket
 import subprocess
 import threading
@@ -19,8 +18,8 @@ ANSWER = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUr
           "confCustomHeadindex": 0, "defaultUrl": URLS}
 DRAFT = f"{CONF}.quillon-draft"
 PATIENT = ("--timeout", "1m")  # longer than an answer takes on a slow machine
-OTHER = "the running daemon has another configuration; restart it, or the next choice overwrites this file"
 REPAIR = "the daemon goes on with what it has loaded; repair the file before a restart"
+PROBE = "Probe URL:     "
 STATUS = " --------Http Status Code Attribute"
 
 
@@ -40,9 +39,9 @@ def scrambled(text):
 
 
 @contextlib.contextmanager
-def start(*arguments, program=f"{BIN}/quillonctl", **options):
-    with subprocess.Popen([program, *arguments], text=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, **options) as process:
+def start(*arguments):
+    with subprocess.Popen([f"{BIN}/quillonctl", *arguments], text=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE) as process:
         timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block
         timer.start()
         yield process
@@ -62,9 +61,11 @@ class Checks(Case):
 
     def look(self, text, status, *arguments, **options):
         """Runs status until it prints the text; then checks the exit status."""
-        seen = []
-        poll(lambda: text in (seen.append(quillonctl("status", *arguments, **options)) or seen[-1].stdout))
-        self.assertEqual((seen[-1].returncode, seen[-1].stderr), (status, ""))
+        def shown():
+            done = quillonctl("status", *arguments, **options)
+            return done if text in done.stdout else None
+        done = poll(shown)
+        self.assertEqual((done.returncode, done.stderr), (status, ""))
 
 
 class Real(Checks):
@@ -77,64 +78,43 @@ class Real(Checks):
                     (["show"], 0, "In use: https://h/p (custom address)\n", ""),
                     (["use", "--probe"], 1, "", "no default server is in use"),
                     (["use", SHOWN], 0, f"* 1  {SHOWN}\n", ""),
-                    (["use", URLS[1]], 1, "", "no default server has this address"),
                     (["use", "--json", "7"], 1, '"code":5', "no default server has this index"),
                     (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', "")):
                 self.check([*arguments, *PATIENT], status, out, err)
             for spoil, err, mend in (
-                    (f"mv {CONF} {CONF}.x && mkdir {CONF}", f"not made, because {CONF} cannot",
-                     f"rmdir {CONF} && mv {CONF}.x {CONF}"),
-                    (f"mkdir -p {DRAFT}/x", "is in use but was not saved", f"rm -r {DRAFT}"),
-                    (f"rm {CONF}", f"was not made, because {CONF} is missing", "true")):
+                    (f"mv {CONF} {CONF}.x", f"was not made, because {CONF} is missing",
+                     f"mv {CONF}.x {CONF}"),
+                    (f"mkdir -p {DRAFT}/x", "is in use but was not saved", f"rm -r {DRAFT}")):
                 with broken(spoil, mend):
-                    self.check(["use", "0" if "missing" in err else "1", *PATIENT], 1, "", err)
+                    self.check(["use", "1", *PATIENT], 1, "", err)
 
     def test_use_with_probe(self):
-        site = Site((0, 200), (0, 200), (0, 503), (0, 503), (0, 200), (2, 503), (3600, 200))
+        site = Site((0, 200), (0, 200), (0, 503), (3600, 200))
         configure({"defaultUrl": [site.url, URLS[0], Site((4, 200)).url]})
         with Daemon(stderr=subprocess.DEVNULL) as daemon:
             poll(lambda: "Attribute  200" in log())
             probe = ["--probe", *PATIENT]
             self.check(["use", "0", *probe], 0, "Probe: HTTP status 200, 2")
-            self.check(["use", "0", *probe], 6, "* 0", "the probe failed: HTTP status 503")
             self.check(["use", *probe], 6, "* 0", "the probe failed: HTTP status 503")
-            self.check(["use", "1", "--json", *probe], 6, '"httpStatus":0', "(Connection refused)")
-            other = Client()
-            with start("use", "0", *probe) as ours:  # while others choose, the last one in vain
-                poll(lambda: os.system(f"ls -l /proc/{ours.pid}/fd 2>/dev/null | grep -q socket:") == 0)
-                other.socket.sendall(choose(0))
-                poll(lambda: log().count("Attribute  200") == 3 and not os.remove(LOG))
-                other.leave()
-                poll(lambda: Client(choose(9)) and "not server url" in log())
-                self.assertEqual(ours.wait(DEADLINE), 6, ours.communicate())
             with start("use", "0", *probe) as ours:
-                poll(lambda: len(site.requests) == 7)
+                poll(lambda: len(site.requests) == 4)
                 self.check(["use", "2", *PATIENT], 0)
                 self.assertEqual(ours.wait(DEADLINE), 5, ours.communicate())
             self.assertIn(quillonctl("use", "2", "--probe").returncode, (0, 6))  # 6 if slow
-            self.check(["use", "0", *PATIENT], 0)
-            with self.subTest("another user"):
-                os.chmod(LOG, 0o600)
-                self.check(["use", "1", *probe], 1, "", "run this as root", user=65534)
-                self.assertEqual(ask()[-1]["confDefaultIndex"], 0)
             limit = f"prlimit --pid {daemon.process.pid} --fsize="
             with broken(f"{limit}$(stat -c %s {LOG}):", f"{limit}unlimited:"):
-                shown = self.check(["use", "1", *probe], 5, "", "does not show it")
-                self.assertNotIn("Probe", shown.stdout)
+                self.look("does not write", 5, *PATIENT)
+                self.check(["use", "1", *probe], 5, "", "does not show it")
 
     def test_log(self):
         configure({"defaultUrl": URLS})
         with Daemon():
             poll(lambda: "http nStatus" in log())
-            Client(b"\x1b]0;x\0\x07\xff").leave()
-            shown = self.check(["log"], 0, 'server-url=  "http://127.0.0.1:1"').stdout
-            self.assertIn(r"\x1B]0;x\x00\x07\xFF", shown)
-            self.assertNotIn("LogEncryption", shown)
             with start("log", "-f", "-n1", "--level", "warning") as follower:
-                self.assertIn(follower.stdout.readline(), shown.splitlines(keepends=True))
-                run(f"printf '[qWarning:2026-01-01 00:00:00:x.cpp line:1] cut short' >>{LOG} && rm {LOG}")
+                self.assertIn("[qWarning:", follower.stdout.readline())
+                run(f"printf 'cut short' >>{LOG} && rm {LOG}")
                 Client(b"rubbish")
-                self.assertRegex(follower.stdout.readline(), "cut short\n")
+                self.assertEqual(follower.stdout.readline(), "cut short\n")
                 self.assertRegex(follower.stdout.readline(), "PeerClosedError|not sent by")
                 Path(LOG).write_text(line("anew"), "utf-8")  # shorter than what has been read
                 self.assertTrue(any("anew" in text for text in iter(follower.stdout.readline, "")))
@@ -152,11 +132,7 @@ class Real(Checks):
             self.look(f"column 15: unexpected end; {REPAIR}\n", 1, *PATIENT)
             self.check(["check"], 1, f"unexpected end\n  {REPAIR}\n")
             configure({"defaultUrl": URLS})
-            self.look(OTHER, 1, *PATIENT)
-            self.assertIn(OTHER, quillonctl("check", f"/{CONF}").stdout)
-            with self.subTest("another user"):
-                os.chmod(LOG, 0o600)
-                self.look("run this as root", 5, user=65534, *PATIENT)
+            self.look("has another configuration; restart it, or the next choice", 1, *PATIENT)
         self.look('"process":null,"reason":"no daemon listens', 3, "--json")
 
     def test_busy_daemon(self):
@@ -170,32 +146,12 @@ class Real(Checks):
                 other.socket.close()
                 self.assertEqual(waiting.wait(DEADLINE), 0, waiting.communicate())
 
-    def test_status_of_unknown_outcome(self):
-        configure({"defaultUrl": [Site((3600, 200)).url]})
-        with Daemon(stderr=subprocess.DEVNULL) as daemon:
-            limit = f"prlimit --pid {daemon.process.pid} --fsize="
-            for spoil, text, mend in (
-                    (f"mkdir -p {DRAFT}/x && ! {BIN}/quillonctl use 0 --timeout 1m 2>/dev/null",
-                     "none since this server was chosen", f"rm -r {DRAFT}"),
-                    (f"{limit}$(stat -c %s {LOG}):", "does not write", f"{limit}unlimited:"),
-                    (f"rm {LOG}", "none in the log", "true"),
-                    (f"rm {LOG} && mkfifo {LOG}", "not a regular file", f"rm {LOG}")):
-                with broken(spoil, mend):
-                    self.look(text, 5, *PATIENT)
-            ask(choose(0))
-            self.check(["status", "--wait", *PATIENT], 1, "timed out")
-
     def test_monitor(self):
         configure({"defaultUrl": URLS})
         with start("monitor", "--json") as monitor:
             self.assertIn("no daemon listens on", monitor.stderr.readline())
             with Daemon():
                 poll(lambda: "http nStatus" in log())
-                for term, plain, colour in ("dumb", "", ""), ("xterm", "1", ""), ("xterm", "", "\x1b[1m"):
-                    variables = os.environ | {"TERM": term, "NO_COLOR": plain}
-                    with start("-qfec", f"{BIN}/quillonctl monitor --since 1h", "/dev/null",
-                               program="script", stdin=subprocess.DEVNULL, env=variables) as seen:
-                        self.assertIn(f"  {colour}start ", seen.stdout.readline())
                 printed = [monitor.stdout.readline() for _ in range(3)]
                 os.remove(LOG)
                 Client(choose(1) + choose(9)).leave()
@@ -209,7 +165,6 @@ class Real(Checks):
             "outcome no HTTP response (Connection refused)",
             "client came", "choice default server 1", f"probe {SHOWN}/v1/harbor/health",
             "choice default server 9", "fault not server url index."])
-        self.assertRegex(events[0]["time"], r"^2[-0-9]*T[:0-9]*(Z|[-+]\d\d:\d\d)$")
         page = (Path(__file__).parents[1] / "doc/man/quillonctl.1").read_text("utf-8")
         section = page.split(".Ss JSON documents")[1].split(".Sh")[0]
         members = " ".join(re.findall(r"^\.(?:It )?Ic (.*?)(?: Pq.*)?$", section, re.M))
@@ -218,44 +173,15 @@ class Real(Checks):
 
 
 class Alone(Checks):
-    """The client without a daemon, or with one that misbehaves."""
-
-    def listen(self):
-        shutil.rmtree(os.path.dirname(SOCKET), ignore_errors=True)
-        os.makedirs(os.path.dirname(SOCKET))
-        server = self.enterContext(socket.socket(socket.AF_UNIX))
-        server.bind(SOCKET)
-        server.listen()
-        server.settimeout(DEADLINE)
-        return server
-
-    def test_misbehaving_daemon(self):
-        """Rows: what the daemon sends before it goes silent; None closes the connection."""
-        good = frame(ANSWER, 1)
-        rows = (
-            (frame({"type": "9"}, 1) + good, 0), (b"", 4), (None, 4), (good[:5], 4), (good[:-1], 4),
-            (frame(ANSWER), 1), (frame(b"", 1, -1), 1), (frame(b"", 1, 2**31 - 1), 1),
-            (frame(b"\xff" * 9, 1), 1), (frame([1], 1), 1), (frame({"type": "5"}, 1), 1),
-            (frame(ANSWER | {"defaultUrl": [5]}, 1), 1),
-        )
-        for answer, status in rows:
-            timeout = ("--timeout", "400ms") if status == 4 else PATIENT
-            with (self.subTest(answer=answer), self.listen() as server,
-                  start("show", "--json", *timeout) as client, server.accept()[0] as peer):
-                peer.recv(4096)
-                with contextlib.suppress(BrokenPipeError):  # the client may have given up
-                    peer.sendall(answer or b"")
-                if answer is None:
-                    peer.close()
-                out, err = client.communicate()
-                document = json.loads(out)
-                self.assertEqual((client.returncode, document["status"], err.count("\n")),
-                                 (status, status, int(status != 0)))
+    """The client without a daemon."""
 
     def test_full_backlog(self):
         """Nobody accepts a connection before the last client has tried in vain."""
-        server = self.listen()
+        os.makedirs(os.path.dirname(SOCKET))
+        server = self.enterContext(socket.socket(socket.AF_UNIX))
+        server.bind(SOCKET)
         server.listen(0)
+        server.settimeout(DEADLINE)
         with start("show", *PATIENT) as first, start("show", *PATIENT) as second:
             poll(lambda: Path("/proc/net/unix").read_text("ascii").count(SOCKET) > 1)
             self.look("too many programs wait", 4, "--timeout", "300ms")
@@ -267,14 +193,7 @@ class Alone(Checks):
 
     def test_no_daemon(self):
         self.check([], 3, "Daemon:      no daemon listens")
-        os.makedirs(os.path.dirname(SOCKET))
-        with socket.socket(socket.AF_UNIX) as dead:
-            dead.bind(SOCKET)
-        self.check(["show", "--json"], 3, '"error":"no-daemon"', "refused")
-        with self.subTest("another user"):
-            self.listen()
-            os.chmod(SOCKET, 0o600)
-            self.check(["show", "--json"], 3, '"error":"no-permission"', "no permission", user=65534)
+        self.check(["show", "--json"], 3, '"error":"no-daemon"', "No such file")
         with start("log", "--follow", "/run/later") as follower:
             self.assertIn("no log /run/later; waiting", follower.stderr.readline())
             follower.stdout.close()
@@ -288,8 +207,6 @@ class Alone(Checks):
             self.assertEqual(patient.wait(DEADLINE), 0)
             self.look("missing; see the example in 'man quillon-agent.json'", 1, *PATIENT)
             self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
-            configure({"defaultUrl": URLS})
-            self.check(["check"], 1, "the running daemon has another configuration; restart it\n")
 
     def test_log_of_input(self):
         """Rows: the arguments, the log, and what is printed of it."""
@@ -298,7 +215,6 @@ class Alone(Checks):
         east = time.gmtime(time.time() + 3600 * (14 - 20))  # 20 hours ago, east of here
         rows = (
             ([], "\u202e\na\nb", "\\u{202E}\na\nb"),
-            (["-n1"], "a\n\nb", "b"), (["-n2"], "a\n\n\n", "\n\n"),
             ([], scrambled(tricky), r"\x07\xA1-\xB4\xE3\xDB\x8F\xF1\x81\xB5))\\"),
             ([], "LogEncryptionabcde\n", "LogEncryptionabcde\n"),
             ([], cut, cut[:2**20] + "\n(continued) " + cut[2**20:]),
@@ -306,7 +222,6 @@ class Alone(Checks):
             (["--since", "yesterday"], line("far", age=49) + near, near),
             (["--since", "today"], far + line("now"), line("now")),
             (["--since", "-4h"], far + near, near), (["--since", "1d"], far + near, near),
-            (["--since", "2d"], far + near, far + near),
             (["--since", time.strftime("%Y-%m-%dT%H:%M:%S+14:00", east)], far + near, near),
         )
         for arguments, content, shown in rows:
@@ -317,13 +232,12 @@ class Alone(Checks):
     def test_tail_of_long_log(self):
         """It takes not much longer than the whole log, and begins with a whole line."""
         Path(f"{TMP}/log").write_text(line("x" * 80) * 160000, "utf-8")
-        seconds = []
-        for arguments in ([], ["-n", "100000"], ["-n", "1000000"]):
-            before = os.times().children_user
+        seconds = [sum(os.times()[2:4])]  # of processor time, of all programs that have ended
+        for arguments in [], ["-n", "150000"]:  # which is more than it holds
             seen = quillonctl("log", f"{TMP}/log", *arguments).stdout
-            seconds.append(os.times().children_user - before)
+            seconds.append(sum(os.times()[2:4]))
             self.assertTrue(seen.startswith("[qWarning"))
-        self.assertLess(max(seconds), 3 * seconds[0] + 1)
+        self.assertLess(seconds[2] - seconds[1], 3 * (seconds[1] - seconds[0]))
 
     def test_written_log(self):
         """Rows: the log, and what status shows of it."""
@@ -333,11 +247,11 @@ class Alone(Checks):
         rows = (
             (probe + tls + failed + none, "no HTTP response (No: Expired), 2"),
             (probe + tls + failed + none + probe + failed + none, "no HTTP response (No), 2"),
-            (probe + failed.replace("x", "SslHandshakeFailedError") + none, "(No: no certificate error"),
+            (probe + failed.replace("x", "SslHandshakeFailedError") + none, "(No: no certificate"),
             (probe + line(f"{STATUS}  200 --------", age=3), " (3 h ago)\n"),
             (probe + long(f"{STATUS}  200 --------"), "pending"),
             (probe + line('server-url=  "x"') + none, "none since this server was chosen\n"),
-            (probe + line("local socket error : QLocalSocket::PeerClosedError"), "24 hours: none\n"),
+            (probe + line("local socket error : QLocalSocket::PeerClosedError"), "hours: none\n"),
             (line("x", age=25) + line("y 1", age=23) + line('y 2 "x"'), "24 hours:\n     2  y\n"),
         )
         os.makedirs(os.path.dirname(LOG))
@@ -355,22 +269,20 @@ class Alone(Checks):
         Path(LOG).write_text("cut short", "utf-8")
         with start("monitor") as monitor, open(LOG, "a", encoding="utf-8") as writer:
             monitor.stderr.readline()  # comes after it has gone to the end of the log
-            print(line(f"{STATUS}  200 --------") + line("client disconnect !"), file=writer, flush=True)
+            piece = line(f"{STATUS}  200 --------")
+            print(piece + line("client disconnect !"), file=writer, flush=True)
             self.assertIn("client   left", monitor.stdout.readline())
 
     def test_check(self):
+        custom = {"confDefault": False, "confCustomUrl": "h"}
         rows = (
             ("", "line 1, column 1: unexpected end"), ("{}", "no member"), ("[1]", "not an object"),
             ('{\n "é": [1, ]}', "line 2, column 11: unexpected ']'"),
-            ('{"a": "x}', "column 10: unexpected end"),
             ({"confDefault": 1}, "confDefault: not true or false: false is used"),
-            ({"confDefaultIndex": 1.5}, "confDefaultIndex: not a whole number"),
+            ({"confDefaultIndex": 0.7}, "confDefaultIndex: not a whole number"),
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),
-            ({"confDefault": False, "confCustomUrl": "h", "confDefaultIndex": 2}, "has this index"),
             ({"defaultUrl": [URLS[0], 5]}, 'entry 1: not a string: "5" is used'),
             ({"defaultUrl": [URLS[0], "host"]}, "entry 1: not a valid http:// or https:// URL"),
-            ({"defaultUrl": ["https://h:99999"]}, "not a valid"),
-            ({"defaultUrl": ["http://h?x"]}, "entry 0: a query"),
             ({"confDefault": False, "confCustomUrl": "http://h"}, "two schemes"),
             ('{"defaultUrl": ["http://u@%s:1/"]}' % ("\u0301" * 400000), "the host has more"),
             ({"defaultUrl": ["http://h/"]}, "Wrong:\n  defaultUrl: entry 0: a slash at the end"),
@@ -379,12 +291,13 @@ class Alone(Checks):
             ({"healthPath": "/health/"}, "times out"),
             ('{"healthPath":"","healthPath":""}', "appears twice"),
             ({"confDefault": False}, "confCustomUrl: empty, but in use\n"),
-            ({"defaultUrl": URLS, "healthPath": "/v1/harbor/health?x=http://y"}, None),
+            ({"confDefaultIndex": 1}, f"{PROBE}https://main1.quillon.invalid/v1/"),
+            (custom, f"{PROBE}https://h/v1/"),
+            (custom | {"confCustomHeadindex": 1}, f"{PROBE}http://h/v1/"),
         )
-        for content, fault in rows:
+        for content, shown in rows:
             configure(content)
-            self.check(["check"], int(fault is not None),
-                       fault or "Probe URL:     http://127.0.0.1:1/v1/harbor/health")
+            self.check(["check"], 0 if PROBE in shown else 1, shown)
         seen = self.check(["check", "-", "--json"], 1, input='{"\u00e9\u202e": 0}').stdout
         self.assertEqual(json.loads(seen)["faults"][0]["member"], "\u00e9\u202e")
         self.check(["check", "-"], 1, "", "not a file of at most 1 MiB", input="1" * 2**20 + "1")
@@ -395,8 +308,3 @@ class Alone(Checks):
                 "show --level info", "show --timeout 0", "show --timeout 9w", "log --level x",
                 "show --timeout 4294968s", "log --since x", "log -n -1", "log - --follow"):
             self.check(arguments.split(), 2, "", "see 'quillonctl help")
-        self.check(["show", "--json", "x"], 2, '"error":"usage"', "show")
-        self.check(["version"], 0, f"quillonctl {VERSION}\n")
-        self.check(["log", "--help"], 0, quillonctl("help", "log").stdout)
-        with open("/dev/full", "wb") as full:
-            self.assertEqual(subprocess.call([f"{BIN}/quillonctl", "help"], stdout=full), 1)

@@ -6,7 +6,8 @@ from daemon import BIN, TMP, Case, Daemon, Site, ask, choose, configure, log, po
 
 CLOCK = f"{TMP}/clock"
 # Start, answer and timeout of a check; the end of a reply after a minute.
-EVENTS = {"sendHealthInfo": "s", "Attribute": "a", "checkNetworkTimeout": "t", "TimeoutError return": "m"}
+EVENTS = {"sendHealthInfo": "s", "Attribute": "a", "checkNetworkTimeout": "t",
+          "TimeoutError return": "m"}
 LEVELS = {"sendHealthInfo": "Debug", "checkNetworkTimeout": "qWarning"}
 
 
@@ -35,7 +36,7 @@ class Health(Case):
         self.enterContext(Daemon(env=environment))
 
     def test_checks(self):
-        """A late reply is ignored. A new choice restarts the timer, and accepts an earlier choice's reply."""
+        """A late reply is ignored. A new choice restarts the timer and accepts an earlier reply."""
         late, first, silent = Site((3600, 503)), Site((3600, 204)), Site((3600, 200))
         self.start(*(f"{site.url}/health" for site in (late, first, silent)))
         advance(7500)

@@ -85,7 +85,6 @@ void TestLog::writesLines()
         const QString format = QStringLiteral("yyyy-MM-dd hh:mm:ss");
         const auto time = QDateTime::fromString(QString::fromLatin1(line.mid(start, 19)), format);
         QVERIFY(qAbs(time.secsTo(QDateTime::currentDateTime())) < 600);
-        QCOMPARE(line.mid(start, 19), head->time);
         QCOMPARE(line.replace(start, 19, "TIME"), written);
     }
 }
