@@ -117,6 +117,10 @@ class Daemon:
         yield
         self.process.send_signal(signal.SIGCONT)
 
+    def peak_bytes(self):
+        status = Path(f"/proc/{self.process.pid}/status").read_text("ascii")
+        return int(re.search(r"VmHWM:\s+(\d+)", status)[1]) * 1024
+
     def resident_bytes(self):
         pages = int(Path(f"/proc/{self.process.pid}/statm").read_text("ascii").split()[1])
         return pages * os.sysconf("SC_PAGESIZE")

@@ -175,13 +175,38 @@ class Real(Checks):
 class Alone(Checks):
     """The client without a daemon."""
 
-    def test_full_backlog(self):
-        """Nobody accepts a connection before the last client has tried in vain."""
+    def listen(self):
+        Case.setUp(self)
         os.makedirs(os.path.dirname(SOCKET))
         server = self.enterContext(socket.socket(socket.AF_UNIX))
         server.bind(SOCKET)
         server.listen(0)
         server.settimeout(DEADLINE)
+        return server
+
+    def test_misbehaving_daemon(self):
+        """Rows: what the daemon sends before it goes silent; None closes the connection."""
+        good = frame(ANSWER, 1)
+        rows = (
+            (frame({"type": "9"}, 1) + good, 0), (good[:-1], 4), (None, 4), (frame(ANSWER), 1),
+            (frame(b"", 1, -1), 1), (frame(b"", 1, 2**31 - 1), 1), (frame([1], 1), 1),
+            (frame(ANSWER | {"defaultUrl": [5]}, 1), 1),
+        )
+        for answer, status in rows:
+            timeout = ("--timeout", "400ms") if status == 4 else PATIENT
+            with (self.subTest(answer=answer), self.listen() as server,
+                  start("show", "--json", *timeout) as client, server.accept()[0] as peer):
+                peer.recv(4096)
+                with contextlib.suppress(BrokenPipeError):  # the client may have given up
+                    peer.sendall(answer or b"")
+                if answer is None:
+                    peer.close()
+                document = json.loads(client.communicate()[0])
+                self.assertEqual((client.returncode, document["status"]), (status, status))
+
+    def test_full_backlog(self):
+        """Nobody accepts a connection before the last client has tried in vain."""
+        server = self.listen()
         with start("show", *PATIENT) as first, start("show", *PATIENT) as second:
             poll(lambda: Path("/proc/net/unix").read_text("ascii").count(SOCKET) > 1)
             self.look("too many programs wait", 4, "--timeout", "300ms")
