@@ -132,7 +132,9 @@ class Clients(Attack):
         with self.daemon.stopped():  # or the socket may be closed before the last one connects
             others = [Client() for _ in range(3)]
         poll(lambda: "local socket lost" in log())
-        self.assertEqual((len(first.ask()), others[0].socket.recv(1)), (1, b""))
+        self.assertEqual(len(first.ask()), 1)
+        with contextlib.suppress(ConnectionResetError):  # if the log had the last descriptor
+            self.assertEqual(others[0].socket.recv(1), b"")
         poll(lambda: os.path.exists(SOCKET))
         leave_free(0)
         lost = Client()
