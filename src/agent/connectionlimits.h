@@ -6,7 +6,7 @@
 #include <QThread>
 
 /// Limits what a server can do to the daemon, whatever it sends: shuts down each TCP connection of
-/// the process after 60 s or 1 MiB. Qt reads some replies without a limit, and others on a thread
+/// the process after 60 s or 128 KiB. Qt reads some replies without a limit, and others on a thread
 /// that then serves no other request. Has a thread of its own, because Qt parses headers on the
 /// main thread and reads on meanwhile, which takes minutes if the server wants.
 class ConnectionLimits : public QThread
@@ -15,8 +15,9 @@ class ConnectionLimits : public QThread
     Q_DISABLE_COPY(ConnectionLimits)
 
 public:
-    /// Received bytes, before decryption. An ordinary probe receives less than 10 KB.
-    static constexpr quint64 kMaxBytes = 1024 * 1024;
+    /// Received bytes, before decryption. An ordinary probe receives less than 10 KB, OpenSSL
+    /// accepts certificates of 100 KB. Qt's time for some headers grows with the square of this.
+    static constexpr quint64 kMaxBytes = 128 * 1024;
 
     ConnectionLimits() = default;
     ~ConnectionLimits() override;

@@ -22,7 +22,7 @@
 namespace {
 
 constexpr int kMaxOutstanding = 4;
-constexpr int kMaxFinished = 100;
+constexpr int kMaxRequests = 100;
 constexpr qint64 kMaxBodyBytes = 64 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
 constexpr std::chrono::milliseconds kCheckInterval{20};
@@ -107,7 +107,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(kDeadline, QDeadlineTimer(kMaxReplyAge).deadline());
-    dropOldest();
+    makeRoom();
     m_manager.post(request, data);
     m_connectionLimits.enforce();
     if (!m_checkTimer.isActive()) // or frequent requests would put it off for ever
@@ -124,14 +124,18 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
     return replies;
 }
 
-// Limits the requests that a silent server keeps outstanding. Emits no signal for
-// the dropped request, because a newer one replaces it.
-void HttpCommunication::dropOldest()
+// A silent server keeps requests outstanding, and they keep the connections from being closed.
+// Emits no signal for a dropped request, because a newer one replaces it.
+void HttpCommunication::makeRoom()
 {
     const QList<QNetworkReply *> replies = outstanding();
-    if (replies.size() < kMaxOutstanding)
-        return;
-    drop(replies.constFirst());
+    if (++m_requests > kMaxRequests) {
+        for (QNetworkReply *reply : replies)
+            drop(reply);
+        closeConnections();
+    } else if (replies.size() >= kMaxOutstanding) {
+        drop(replies.constFirst());
+    }
 }
 
 void HttpCommunication::drop(QNetworkReply *reply)
@@ -143,8 +147,8 @@ void HttpCommunication::drop(QNetworkReply *reply)
 void HttpCommunication::checkReplies()
 {
     const QList<QNetworkReply *> replies = outstanding();
-    if (replies.isEmpty() || m_finished >= kMaxFinished)
-        return closeConnections(replies);
+    if (replies.isEmpty())
+        return closeConnections();
     for (QNetworkReply *reply : replies) {
         if (isExpired(*reply))
             reply->abort();
@@ -153,11 +157,9 @@ void HttpCommunication::checkReplies()
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
 // a few KiB of each TLS handshake. Closing the connections blocks while a reply is outstanding.
-void HttpCommunication::closeConnections(const QList<QNetworkReply *> &outstanding)
+void HttpCommunication::closeConnections()
 {
-    for (QNetworkReply *reply : outstanding)
-        drop(reply);
-    m_finished = 0;
+    m_requests = 0;
     m_checkTimer.stop();
     m_connectionLimits.endAll();
     m_manager.clearConnectionCache();
@@ -167,7 +169,6 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
-    ++m_finished;
     if (reply->error() == QNetworkReply::TimeoutError || isExpired(*reply)) {
         qInfo() << "TimeoutError return"
                 << LogEncryption::encryptionMessage(reply->url().fileName(QUrl::FullyDecoded));

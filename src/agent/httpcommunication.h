@@ -25,7 +25,7 @@ public:
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
     /// if the request times out (after 60 s at the latest) or is dropped: a fifth outstanding
-    /// request drops the oldest, and the end of a hundredth drops those that are outstanding.
+    /// request drops the oldest, and each 100th request without a pause drops all others.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -50,14 +50,14 @@ signals:
 private:
     void enableNetwork();
     QList<QNetworkReply *> outstanding() const;
-    void dropOldest();
+    void makeRoom();
     void drop(QNetworkReply *reply);
     void checkReplies();
-    void closeConnections(const QList<QNetworkReply *> &outstanding);
+    void closeConnections();
 
     QNetworkAccessManager m_manager;
     bool m_isManagerSetUp = false;
-    int m_finished = 0; // replies since Qt's connections were closed
+    int m_requests = 0; // since Qt's connections were closed
     ConnectionLimits m_connectionLimits;
     QTimer m_checkTimer; // runs while a reply is outstanding
 };
