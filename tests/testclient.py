@@ -77,14 +77,14 @@ class Real(Checks):
                     (["show"], 0, "In use: https://h/p (custom address)\n", ""),
                     (["use", "--probe"], 1, "", "no default server is in use"),
                     (["use", SHOWN], 0, f"* 1  {SHOWN}\n", ""),
-                    (["use", URLS[1]], 1, "", "no default server has this address"),
+                    (["use", "x"], 1, "", "no default server has this address; see"),
                     (["use", "--json", "7"], 1, '"code":5', "no default server has this index"),
                     (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', "")):
                 self.check([*arguments, *PATIENT], status, out, err)
             for spoil, err, mend in (
-                    (f"mv {CONF} {CONF}.x && mkdir {CONF}", f"not made, because {CONF} cannot",
+                    (f"mv {CONF} {CONF}.x && mkdir {CONF}", f"not made, because {CONF}, or a new",
                      f"rmdir {CONF} && mv {CONF}.x {CONF}"),
-                    (f"mkdir -p {DRAFT}/x", "is in use but was not saved", f"rm -r {DRAFT}"),
+                    (f"mkdir -p {DRAFT}/x", "but the choice was not saved", f"rm -r {DRAFT}"),
                     (f"rm {CONF}", f"was not made, because {CONF} is missing", "true")):
                 with broken(spoil, mend):
                     self.check(["use", "0" if "missing" in err else "1", *PATIENT], 1, "", err)
@@ -289,6 +289,7 @@ class Alone(Checks):
             self.look("missing; see the example in 'man quillon-agent.json'", 1, *PATIENT)
             self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
             configure({"defaultUrl": URLS})
+            self.check(["use", "1", *PATIENT], 1, "", "no configuration; run 'quillonctl check'")
             self.check(["check"], 1, "the running daemon has another configuration; restart it\n")
 
     def test_log_of_input(self):
@@ -391,7 +392,7 @@ class Alone(Checks):
 
     def test_usage(self):
         for arguments in (
-                "x", "show x", "use", "use x", "use -- -1", "use 1 2", "use 99999999999", "help x",
+                "x", "show x", "use", "use 1 2", "help x",
                 "show --level info", "show --timeout 0", "show --timeout 9w", "log --level x",
                 "show --timeout 4294968s", "log --since x", "log -n -1", "log - --follow"):
             self.check(arguments.split(), 2, "", "see 'quillonctl help")

@@ -21,7 +21,6 @@ constexpr qint64 kPauseMilliseconds = 500;
 struct DaemonState
 {
     Reply reply;
-    bool isUnconfigured = false; ///< the daemon has no configuration
     FileComparison file; ///< with what the daemon reports
 
     QByteArray version; ///< of the last start in the log; empty if there is none
@@ -66,10 +65,8 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     const QDateTime visit = QDateTime::currentDateTime();
     DaemonState state;
     state.reply = DaemonClient::ask(deadline, isPatient);
-    if (state.reply.configuration) {
+    if (state.reply.configuration)
         state.file = state.reply.configuration->compareWithFile();
-        state.isUnconfigured = !state.reply.configuration->isLoaded();
-    }
     readLog(state); // last, so that the log contains our request
     if (state.reply.process == 0)
         return state;
@@ -81,7 +78,7 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     state.startTime = LogText::timeText(listening);
     if (!state.logFault.isEmpty())
         state.version.clear();
-    if (!state.logFault.isEmpty() || state.isUnconfigured)
+    if (!state.logFault.isEmpty() || state.reply.isUnconfigured())
         state.probe = {};
     return state;
 }
@@ -90,7 +87,7 @@ Verdict verdictOf(const DaemonState &state)
 {
     if (!state.reply.verdict.isDone())
         return state.reply.verdict;
-    if (state.isUnconfigured)
+    if (state.reply.isUnconfigured())
         return {ExitStatus::Failed, "no-configuration", "the daemon has no configuration"};
     Verdict verdict = state.probe.verdict(ExitStatus::Failed);
     if (!state.logFault.isEmpty())
@@ -118,7 +115,7 @@ QByteArray textOf(const DaemonState &state)
     if (!state.file.advice.isEmpty())
         text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
                 + Output::escaped(state.file.text());
-    if (state.isUnconfigured)
+    if (state.reply.isUnconfigured())
         return text + "\nLast probe:  none, because the daemon has no configuration\n";
     text += "\nLast probe:  "
             + (state.logFault.isEmpty() ? state.probe.toText() + state.probe.ageText()
