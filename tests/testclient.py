@@ -19,8 +19,6 @@ ANSWER = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUr
           "confCustomHeadindex": 0, "defaultUrl": URLS}
 DRAFT = f"{CONF}.quillon-draft"
 PATIENT = ("--timeout", "1m")  # longer than an answer takes on a slow machine
-OTHER = "the running daemon has another configuration; restart it, or the next choice overwrites this file"
-REPAIR = "the daemon goes on with what it has loaded; repair the file before a restart"
 STATUS = " --------Http Status Code Attribute"
 
 
@@ -149,14 +147,14 @@ class Real(Checks):
             os.remove(CONF)
             self.look(f"File:        {CONF}: missing; the daemon goes on", 1, *PATIENT)
             configure('{"defaultUrl":')
-            self.look(f"column 15: unexpected end; {REPAIR}\n", 1, *PATIENT)
-            self.check(["check"], 1, f"unexpected end\n  {REPAIR}\n")
+            self.look("column 15: unexpected end; the daemon goes on", 1, *PATIENT)
+            self.check(["check"], 1, "before a restart; the next choice overwrites this file\n")
             configure({"defaultUrl": URLS})
-            self.look(OTHER, 1, *PATIENT)
-            self.assertIn(OTHER, quillonctl("check", f"/{CONF}").stdout)
+            self.look("after an edit; the next choice overwrites this file\n", 1, *PATIENT)
+            self.check(["check", f"/{CONF}"], 1, "healthPath; restart it after an edit\nWrong:\n")
             with self.subTest("another user"):
-                os.chmod(LOG, 0o600)
-                self.look("run this as root", 5, user=65534, *PATIENT)
+                run(f"chmod 600 {LOG} {CONF}")
+                self.look("as root\nLast probe:  unknown: cannot read", 5, user=65534, *PATIENT)
         self.look('"process":null,"reason":"no daemon listens', 3, "--json")
 
     def test_busy_daemon(self):
@@ -171,19 +169,19 @@ class Real(Checks):
                 self.assertEqual(waiting.wait(DEADLINE), 0, waiting.communicate())
 
     def test_status_of_unknown_outcome(self):
-        configure({"defaultUrl": [Site((3600, 200)).url]})
+        configure({"defaultUrl": [Site((3600, 200)).url, URLS[0]]})
         with Daemon(stderr=subprocess.DEVNULL) as daemon:
             limit = f"prlimit --pid {daemon.process.pid} --fsize="
             for spoil, text, mend in (
-                    (f"mkdir -p {DRAFT}/x && ! {BIN}/quillonctl use 0 --timeout 1m 2>/dev/null",
-                     "none since this server was chosen", f"rm -r {DRAFT}"),
+                    (f"mkdir -p {DRAFT}/x && ! {BIN}/quillonctl use 1 --timeout 1m 2>/dev/null",
+                     f"{CONF}: the choice is not saved: make this file", f"rm -r {DRAFT}"),
                     (f"{limit}$(stat -c %s {LOG}):", "does not write", f"{limit}unlimited:"),
                     (f"rm {LOG}", "none in the log", "true"),
                     (f"rm {LOG} && mkfifo {LOG}", "not a regular file", f"rm {LOG}")):
                 with broken(spoil, mend):
                     self.look(text, 5, *PATIENT)
             ask(choose(0))
-            self.check(["status", "--wait", *PATIENT], 1, "timed out")
+            self.check(["status", "--wait", *PATIENT], 1, " ago); run 'quillonctl check'")
 
     def test_monitor(self):
         configure({"defaultUrl": URLS})
@@ -290,7 +288,7 @@ class Alone(Checks):
             self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
             configure({"defaultUrl": URLS})
             self.check(["use", "1", *PATIENT], 1, "", "no configuration; run 'quillonctl check'")
-            self.check(["check"], 1, "the running daemon has another configuration; restart it\n")
+            self.check(["check"], 1, "has another configuration; restart it after an edit\n")
 
     def test_log_of_input(self):
         """Rows: the arguments, the log, and what is printed of it."""

@@ -80,6 +80,9 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
         state.version.clear();
     if (!state.logFault.isEmpty() || state.reply.isUnconfigured())
         state.probe = {};
+    if (state.probe.isUnsent() && state.file.differs.value_or(false))
+        state.file.advice = "the choice is not saved: make this file and its directory writable, "
+                            "then choose the server again; a restart discards the choice";
     return state;
 }
 
@@ -120,6 +123,8 @@ QByteArray textOf(const DaemonState &state)
     text += "\nLast probe:  "
             + (state.logFault.isEmpty() ? state.probe.toText() + state.probe.ageText()
                                         : "unknown: " + Output::escaped(state.logFault));
+    if (state.probe.hasTimedOut())
+        text += "; run 'quillonctl check'";
     if (!state.probe.url().isEmpty())
         text += "\nProbe URL:   " + state.probe.url();
     if (!state.lastTime.isEmpty())
