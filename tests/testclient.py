@@ -18,7 +18,6 @@ ANSWER = {"type": "5", "confDefault": True, "confDefaultIndex": 0, "confCustomUr
           "confCustomHeadindex": 0, "defaultUrl": URLS}
 DRAFT = f"{CONF}.quillon-draft"
 PATIENT = ("--timeout", "1m")  # longer than an answer takes on a slow machine
-REPAIR = "the daemon goes on with what it has loaded; repair the file before a restart"
 PROBE = "Probe URL:     "
 STATUS = " --------Http Status Code Attribute"
 
@@ -78,15 +77,18 @@ class Real(Checks):
                     (["show"], 0, "In use: https://h/p (custom address)\n", ""),
                     (["use", "--probe"], 1, "", "no default server is in use"),
                     (["use", SHOWN], 0, f"* 1  {SHOWN}\n", ""),
+                    (["use", "x"], 1, "", "no default server has this address; see"),
                     (["use", "--json", "7"], 1, '"code":5', "no default server has this index"),
                     (["use", "0", "--json"], 0, '"serverInUse":"http://127.0.0.1:1"', "")):
                 self.check([*arguments, *PATIENT], status, out, err)
             for spoil, err, mend in (
                     (f"mv {CONF} {CONF}.x", f"was not made, because {CONF} is missing",
                      f"mv {CONF}.x {CONF}"),
-                    (f"mkdir -p {DRAFT}/x", "is in use but was not saved", f"rm -r {DRAFT}")):
+                    (f"mkdir -p {DRAFT}/x", "but the choice was not saved", f"rm -r {DRAFT}")):
                 with broken(spoil, mend):
                     self.check(["use", "1", *PATIENT], 1, "", err)
+                    if DRAFT in spoil:
+                        self.look(f"{CONF}: the choice is not saved", 5, *PATIENT)
 
     def test_use_with_probe(self):
         site = Site((0, 200), (0, 200), (0, 503), (3600, 200))
@@ -129,10 +131,11 @@ class Real(Checks):
             os.remove(CONF)
             self.look(f"File:        {CONF}: missing; the daemon goes on", 1, *PATIENT)
             configure('{"defaultUrl":')
-            self.look(f"column 15: unexpected end; {REPAIR}\n", 1, *PATIENT)
-            self.check(["check"], 1, f"unexpected end\n  {REPAIR}\n")
+            self.look("column 15: unexpected end; the daemon goes on", 1, *PATIENT)
+            self.check(["check"], 1, "before a restart; the next choice overwrites this file\n")
             configure({"defaultUrl": URLS})
-            self.look("has another configuration; restart it, or the next choice", 1, *PATIENT)
+            self.look("after an edit; the next choice overwrites this file\n", 1, *PATIENT)
+            self.check(["check", f"/{CONF}"], 1, "healthPath; restart it after an edit\nWrong:\n")
         self.look('"process":null,"reason":"no daemon listens', 3, "--json")
 
     def test_busy_daemon(self):
@@ -232,6 +235,9 @@ class Alone(Checks):
             self.assertEqual(patient.wait(DEADLINE), 0)
             self.look("missing; see the example in 'man quillon-agent.json'", 1, *PATIENT)
             self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
+            configure({"defaultUrl": URLS})
+            self.check(["use", "1", *PATIENT], 1, "", "no configuration; run 'quillonctl check'")
+            self.check(["check"], 1, "has another configuration; restart it after an edit\n")
 
     def test_log_of_input(self):
         """Rows: the arguments, the log, and what is printed of it."""
@@ -329,7 +335,7 @@ class Alone(Checks):
 
     def test_usage(self):
         for arguments in (
-                "x", "show x", "use", "use x", "use -- -1", "use 1 2", "use 99999999999", "help x",
+                "x", "show x", "use", "use 1 2", "help x",
                 "show --level info", "show --timeout 0", "show --timeout 9w", "log --level x",
                 "show --timeout 4294968s", "log --since x", "log -n -1", "log - --follow"):
             self.check(arguments.split(), 2, "", "see 'quillonctl help")

@@ -30,15 +30,14 @@ struct FileFindings
     QVariantMap map; ///< as loaded; empty when the daemon would have no configuration
     QJsonArray absent; ///< members that take their default, which is normal
     QJsonArray faults;
-    QByteArray notCompared; ///< why the daemon could not be asked what it has; else empty
+    std::optional<QByteArray> notCompared; ///< why not, for the daemon's file; empty if it was
 
     QString probeUrl(const QString &base) const
     {
         return base + map.value(healthPathName).toString();
     }
 
-    /// @param member empty when the fault does not concern a single member
-    /// @param used the value that the daemon uses instead, if any
+    /// The member is empty for a fault of the whole file; used is what the daemon uses, if known.
     void fault(const char *kind, const QString &member, const QByteArray &message,
                const QJsonValue &used = QJsonValue::Undefined)
     {
@@ -104,7 +103,7 @@ void checkHealthPath(FileFindings &findings)
     const QString path = findings.map.value(healthPathName).toString();
     if (!path.isEmpty() && !path.startsWith(QLatin1Char('/'))) {
         findings.fault("bad-path", healthPathName,
-                       "no slash at the start: the probe goes to another host");
+                       "no slash at the start: the probe goes to another host or port");
         return;
     }
     // Without a path, the address can have it.
@@ -208,13 +207,16 @@ QByteArray textOf(const FileFindings &findings)
 {
     const Configuration configuration(findings.map);
     const QString server = configuration.serverInUse();
-    QByteArray text = "Server in use: " + configuration.serverText() + '\n';
+    QByteArray text = "Would use:     " + configuration.serverText() + '\n';
     if (!server.isEmpty())
         text += "Probe URL:     " + Output::escaped(findings.probeUrl(server).toUtf8()) + '\n';
     if (!findings.absent.isEmpty())
         text += "Absent (not a fault):\n" + linesOf(findings.absent);
-    if (!findings.notCompared.isEmpty())
-        text += "Not compared with the daemon: " + Output::escaped(findings.notCompared) + '\n';
+    if (findings.notCompared) {
+        const QByteArray reason = Output::escaped(*findings.notCompared);
+        text += "Not compared with the daemon: "
+                + (reason.isEmpty() ? "healthPath; restart it after an edit" : reason) + '\n';
+    }
     text += findings.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
     return text + linesOf(findings.faults);
 }
@@ -229,7 +231,8 @@ QJsonObject jsonOf(const FileFindings &findings, const Verdict &verdict)
          {QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8())},
          {QStringLiteral("absent"), findings.absent},
          {QStringLiteral("faults"), findings.faults},
-         {QStringLiteral("notCompared"), Output::orNull(findings.notCompared)}});
+         {QStringLiteral("notCompared"),
+          Output::orNull(findings.notCompared.value_or(QByteArray()))}});
 }
 
 } // namespace

@@ -170,9 +170,9 @@ QByteArray helpOf(const Command &command)
     addOptions(parser, command);
     // The first paragraph of Qt's text names the program, but not the command.
     const QString options = parser.helpText().section(QStringLiteral("\n\n"), 1);
-    return QByteArray("Usage: quillonctl ") + command.name + ' ' + command.argument
-           + " [OPTION]...\n" + command.description + "\n\n" + options.toUtf8()
-           + "\nRun 'man quillonctl' for the exit statuses.\n";
+    const QByteArray syntax = QByteArray(command.name) + ' ' + command.argument;
+    return "Usage: quillonctl " + syntax.trimmed() + " [OPTION]...\n" + command.description + "\n\n"
+           + options.toUtf8() + "\nRun 'man quillonctl' for the exit statuses.\n";
 }
 
 ExitStatus help(const Options &options)
@@ -208,10 +208,9 @@ bool takesArgument(const Command &command, const Options &options)
 {
     if (command.run == help)
         return commandNamed(*options.argument) != nullptr;
-    if (command.run == Commands::use)
-        return decimal(*options.argument) || options.argument->contains(QLatin1String("://"));
     const bool isStandardInput = *options.argument == QLatin1String("-");
-    return *command.argument != '\0' && !(isStandardInput && options.follow);
+    return *command.argument != '\0' && !options.argument->isEmpty()
+           && !(isStandardInput && options.follow);
 }
 
 /// Returns the fault, in words; empty if there is none.
@@ -228,6 +227,7 @@ QByteArray read(const Command &command, const QCommandLineParser &parser, Option
         return "use needs the INDEX or the ADDRESS of a server";
     if (!arguments.isEmpty())
         options.argument = arguments.constFirst();
+    options.index = decimal(options.argument.value_or(QString()));
     if (arguments.isEmpty() || (arguments.size() == 1 && takesArgument(command, options)))
         return {};
     return command.name + (" does not take '" + arguments.constLast().toUtf8()) + '\'';

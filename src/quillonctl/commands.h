@@ -12,6 +12,7 @@
 struct Options
 {
     std::optional<QString> argument; ///< a FILE ("-" is standard input), server or command
+    std::optional<int> index; ///< of a server, if the argument is a decimal number
     bool json = false;
 
     std::chrono::milliseconds timeout{3000};
@@ -24,8 +25,7 @@ struct Options
     QByteArray since; ///< in the log's time format; empty means no limit
 };
 
-/// Each command prints what it finds, or reports why it cannot. quillonctl(1) says when it
-/// succeeds.
+/// Each command prints what it finds or reports why it cannot; see quillonctl(1).
 namespace Commands {
 
 /// Runs the command in the arguments, which begin with the program's name; status without one.

@@ -20,13 +20,13 @@ Verdict refusal(const Reply &reply, bool isInUse)
 {
     const int code = Protocol::numberIn(reply.refusal.value(Protocol::statusCodeName));
     QByteArray reason = reply.refusal.value(Protocol::statusTextName).toString().toUtf8();
+    const bool isMissing = !ConfFile(Paths::configuration).exists();
     // The server is in use if only the write failed, or if it was in use before.
     if (code == Protocol::FileUnusable)
-        reason = QByteArray("the choice ")
-                 + (isInUse ? "is in use but was not saved" : "was not made") + ", because "
-                 + Paths::configuration.data()
-                 + (ConfFile(Paths::configuration).exists() ? " cannot be opened or written"
-                                                            : " is missing");
+        reason = QByteArray(isInUse ? "the server is in use, but the choice was not saved"
+                                    : "the choice was not made")
+                 + ", because " + Paths::configuration.data()
+                 + (isMissing ? " is missing" : ", or a new file beside it, cannot be written");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
     return {ExitStatus::Failed, "refused",
@@ -80,18 +80,17 @@ Verdict awaitProbe(LogFile &log, int index, const QDeadlineTimer &deadline, Last
 /// @param index set to the server's index; -1 if nothing was chosen
 Reply choose(const Options &options, const QDeadlineTimer &deadline, int &index)
 {
-    bool isIndex = false;
-    index = options.argument.value_or(QString()).toInt(&isIndex);
-    if (!isIndex) {
-        index = -1;
+    index = options.index.value_or(-1);
+    if (!options.index) {
         Reply reply = DaemonClient::ask(deadline, options.wait);
         if (reply.configuration)
             index = options.argument ? reply.configuration->indexOf(*options.argument)
                                      : reply.configuration->chosenIndex();
         if (reply.configuration && index < 0)
             reply.verdict = {ExitStatus::Failed, "no-such-server",
-                             options.argument ? "no default server has this address"
-                                              : "no default server is in use"};
+                             options.argument
+                                 ? "no default server has this address; see 'quillonctl show'"
+                                 : "no default server is in use"};
         if (index < 0)
             return reply;
     }
@@ -133,6 +132,8 @@ ExitStatus Commands::use(const Options &options)
     int index = -1;
     const Reply reply = choose(options, deadline, index);
     Verdict verdict = index < 0 ? reply.verdict : verdictOfChoice(reply, index);
+    if (!verdict.isDone() && reply.isUnconfigured())
+        verdict.message = "the daemon has no configuration; run 'quillonctl check'";
     QByteArray text = verdict.isDone() ? reply.configuration->toText() : QByteArray();
     LastProbe probe;
     if (options.probe && verdict.isDone())

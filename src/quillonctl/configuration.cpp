@@ -9,6 +9,10 @@
 
 #include <QJsonDocument>
 
+#include <cerrno>
+
+#include <unistd.h>
+
 namespace {
 
 /// Whether the daemon sends this message when it has loaded this map.
@@ -38,7 +42,7 @@ QByteArray Configuration::faultIn(const QByteArray &content)
 {
     const QByteArray fault = JsonText::faultIn(content);
     if (!fault.isEmpty())
-        return "not valid JSON at " + fault;
+        return "not a valid JSON object or list: " + fault;
     return ServerConf::parse(content).map.isEmpty() ? "empty: it has no member" : "";
 }
 
@@ -46,6 +50,8 @@ FileComparison Configuration::compareWithFile() const
 {
     const ConfFile file(Paths::configuration);
     const auto content = file.read();
+    if (::access(Paths::configuration.data(), R_OK) != 0 && errno == EACCES)
+        return {{}, "cannot be read: Permission denied", "run this as root"};
     FileComparison result;
     result.fault =
         content ? faultIn(*content) : QByteArray(file.exists() ? "cannot be read" : "missing");
@@ -57,10 +63,9 @@ FileComparison Configuration::compareWithFile() const
                                    : "see the example in 'man quillon-agent.json', run "
                                      "'quillonctl check', then restart the daemon";
     else if (*result.differs)
-        result.advice = m_map.value(defaultUrlName).toStringList().isEmpty()
-                            ? "the running daemon has another configuration; restart it"
-                            : "the running daemon has another configuration; restart it, or the "
-                              "next choice overwrites this file";
+        result.advice = "the running daemon has another configuration; restart it after an edit";
+    if (result.differs.value_or(false) && !m_map.value(defaultUrlName).toList().isEmpty())
+        result.advice += "; the next choice overwrites this file";
     return result;
 }
 

@@ -13,6 +13,8 @@ struct Reply
     QJsonObject refusal; ///< the last status message; empty without one
     qint64 process = 0; ///< the daemon's process ID; 0 without a connection
     bool mayRetry = true; ///< another attempt may succeed
+
+    bool isUnconfigured() const { return configuration && !configuration->isLoaded(); }
 };
 
 /// Sends requests to the daemon over its local socket and waits for the answer, blocking.

@@ -8,7 +8,6 @@
 #include <QRegularExpression>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <utility>
 
@@ -192,8 +191,8 @@ std::optional<qint64> LastProbe::age() const
 
 QByteArray LastProbe::ageText() const
 {
-    constexpr std::array<std::pair<int, const char *>, 4> units{
-        {{86400, " days ago"}, {3600, " h ago"}, {60, " min ago"}, {1, " s ago"}}};
+    constexpr std::pair<int, const char *> units[] = {
+        {86400, " days ago"}, {3600, " h ago"}, {60, " min ago"}, {1, " s ago"}};
     const std::optional<qint64> seconds = age();
     for (const auto &[size, name] : units) {
         if (seconds && (*seconds >= 2 * size || size == 1)) // "1 days" would be wrong
@@ -205,7 +204,7 @@ QByteArray LastProbe::ageText() const
 QJsonObject LastProbe::toJson() const
 {
     const std::optional<qint64> age = this->age();
-    const bool isAnswered = isOver() && m_outcome.httpStatus >= 0;
+    const bool isAnswered = isOver() && !hasTimedOut();
     QByteArray state = m_isUnsent ? "unsent" : "";
     if (isPending())
         state = "pending";

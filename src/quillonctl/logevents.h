@@ -59,8 +59,12 @@ public:
     /// Whether the probe is sent and not over.
     bool isPending() const { return !m_probe.time.isEmpty() && !isOver(); }
 
-    /// Done when the probe gave 200.
-    /// @param failed the status for a probe that failed
+    bool hasTimedOut() const { return isOver() && m_outcome.httpStatus < 0; }
+
+    /// Whether the daemon could not save the choice of its server, and so sent no probe.
+    bool isUnsent() const { return m_isUnsent; }
+
+    /// Done when the probe gave 200. The parameter is the status for a probe that failed.
     Verdict verdict(ExitStatus failed) const;
 
     /// The outcome on one line; safe for a terminal.

@@ -4,7 +4,6 @@
 #include <QString>
 
 /// Reads a log while another program appends to it, deletes it and creates it again.
-///
 /// Uses a bare descriptor, because QFile waits on a pipe until its buffer is full.
 class LogFile
 {

@@ -28,8 +28,7 @@ QByteArray inClear(const QByteArray &line);
 class LogRenderer
 {
 public:
-    /// Shows a message, with all its lines, if it has at least this level and is not
-    /// older than this time. An empty time means no limit.
+    /// Shows the messages of at least this level that are not older than this time, if any.
     LogRenderer(LogLine::Level level, QByteArray since);
 
     QByteArray add(const QByteArray &bytes);

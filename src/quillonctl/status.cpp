@@ -21,7 +21,6 @@ constexpr qint64 kPauseMilliseconds = 500;
 struct DaemonState
 {
     Reply reply;
-    bool isUnconfigured = false; ///< the daemon has no configuration
     FileComparison file; ///< with what the daemon reports
 
     QByteArray version; ///< of the last start in the log; empty if there is none
@@ -66,10 +65,8 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     const QDateTime visit = QDateTime::currentDateTime();
     DaemonState state;
     state.reply = DaemonClient::ask(deadline, isPatient);
-    if (state.reply.configuration) {
+    if (state.reply.configuration)
         state.file = state.reply.configuration->compareWithFile();
-        state.isUnconfigured = !state.reply.configuration->isLoaded();
-    }
     readLog(state); // last, so that the log contains our request
     if (state.reply.process == 0)
         return state;
@@ -81,8 +78,11 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     state.startTime = LogText::timeText(listening);
     if (!state.logFault.isEmpty())
         state.version.clear();
-    if (!state.logFault.isEmpty() || state.isUnconfigured)
+    if (!state.logFault.isEmpty() || state.reply.isUnconfigured())
         state.probe = {};
+    if (state.probe.isUnsent() && state.file.differs.value_or(false))
+        state.file.advice = "the choice is not saved: make this file and its directory writable, "
+                            "then choose the server again; a restart discards the choice";
     return state;
 }
 
@@ -90,7 +90,7 @@ Verdict verdictOf(const DaemonState &state)
 {
     if (!state.reply.verdict.isDone())
         return state.reply.verdict;
-    if (state.isUnconfigured)
+    if (state.reply.isUnconfigured())
         return {ExitStatus::Failed, "no-configuration", "the daemon has no configuration"};
     Verdict verdict = state.probe.verdict(ExitStatus::Failed);
     if (!state.logFault.isEmpty())
@@ -118,11 +118,13 @@ QByteArray textOf(const DaemonState &state)
     if (!state.file.advice.isEmpty())
         text += QByteArray("\nFile:        ") + Paths::configuration.data() + ": "
                 + Output::escaped(state.file.text());
-    if (state.isUnconfigured)
+    if (state.reply.isUnconfigured())
         return text + "\nLast probe:  none, because the daemon has no configuration\n";
     text += "\nLast probe:  "
             + (state.logFault.isEmpty() ? state.probe.toText() + state.probe.ageText()
                                         : "unknown: " + Output::escaped(state.logFault));
+    if (state.probe.hasTimedOut())
+        text += "; run 'quillonctl check'";
     if (!state.probe.url().isEmpty())
         text += "\nProbe URL:   " + state.probe.url();
     if (!state.lastTime.isEmpty())
