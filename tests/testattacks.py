@@ -3,7 +3,6 @@
 import contextlib
 import fcntl
 import gzip
-import json
 import os
 import re
 import resource
@@ -193,14 +192,6 @@ class Machine(Attack):
             run(mend)
             served()
             self.assertIn("send data", poll(log))
-
-    def test_file_that_grows_too_large(self):
-        """Indentation would make the file larger than 1 MiB."""
-        content = json.dumps({"defaultUrl": ["http://x"] * 80000}, separators=(",", ":"))
-        configure(content)
-        self.start()
-        self.assertEqual(ask(choose(1))[0]["activeMessageType"], "4")
-        self.assertEqual(Path(CONF).read_text("utf-8"), content)
 
 
 class Server(Attack):

@@ -2,7 +2,6 @@
 #include "logline.h"
 
 #include <QDateTime>
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -41,7 +40,6 @@ private slots:
 
     void writesLines();
     void deletesOverLimit();
-    void keepsFreshLog();
     void keepsLinesOfThreadsWhole();
 
 private:
@@ -102,23 +100,12 @@ void TestLog::deletesOverLimit()
             QFile file(m_path);
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write("old") == 3);
             QVERIFY(file.resize(bytes));
-            ServiceLog::getLogFilePath(m_path); // its last line has no line feed
             log(QtDebugMsg, "m", 1, QStringLiteral("next"));
         } while (QDateTime::currentSecsSinceEpoch() != second);
 
         const QByteArray written = content();
         QCOMPARE(written.startsWith("ol"), stays);
         QVERIFY(written.endsWith("] next\n"));
-    }
-}
-
-// A clock that lags behind the file's shows when the second changes.
-void TestLog::keepsFreshLog()
-{
-    for (const QDeadlineTimer end(1100); !end.hasExpired(); QFile::remove(m_path)) {
-        log(QtDebugMsg, "m", 1, QStringLiteral("first"));
-        log(QtDebugMsg, "m", 1, QStringLiteral("second"));
-        QCOMPARE(content().count('\n'), 2);
     }
 }
 
