@@ -13,7 +13,7 @@ import subprocess
 import time
 from pathlib import Path
 
-from daemon import (ASK, BIN, CONF, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
+from daemon import (ASK, BIN, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
                     broken, choose, configure, connections, frame, log, poll, probe, run, served)
 
 MIB = 2**20
