@@ -168,6 +168,7 @@ class Real(Checks):
             "outcome no HTTP response (Connection refused)",
             "client came", "choice default server 1", f"probe {SHOWN}/v1/harbor/health",
             "choice default server 9", "fault not server url index."])
+        self.assertEqual(events[2]["httpStatus"], 0)
         page = (Path(__file__).parents[1] / "doc/man/quillonctl.1").read_text("utf-8")
         section = page.split(".Ss JSON documents")[1].split(".Sh")[0]
         members = " ".join(re.findall(r"^\.(?:It )?Ic (.*?)(?: Pq.*)?$", section, re.M))
@@ -194,6 +195,7 @@ class Alone(Checks):
             (frame({"type": "9"}, 1) + good, 0), (good[:-1], 4), (None, 4), (frame(ANSWER), 1),
             (frame(b"", 1, -1), 1), (frame(b"", 1, 2**31 - 1), 1), (frame([1], 1), 1),
             (frame(ANSWER | {"defaultUrl": [5]}, 1), 1),
+            (frame(ANSWER | {"defaultUrl": URLS * 10000}, 1), 0),
         )
         for answer, status in rows:
             timeout = ("--timeout", "400ms") if status == 4 else PATIENT
@@ -222,6 +224,11 @@ class Alone(Checks):
     def test_no_daemon(self):
         self.check([], 3, "Daemon:      no daemon listens")
         self.check(["show", "--json"], 3, '"error":"no-daemon"', "No such file")
+        with self.listen():
+            os.chmod(SOCKET, 0)
+            run(f"setpriv --bounding-set=-dac_override {BIN}/quillonctl show 2>&1"
+                " | grep -q 'no permission to connect'")
+        run(f"! {BIN}/quillonctl help >/dev/full 2>&1")
         with start("log", "--follow", "/run/later") as follower:
             self.assertIn("no log /run/later; waiting", follower.stderr.readline())
             follower.stdout.close()
@@ -235,6 +242,8 @@ class Alone(Checks):
             self.assertEqual(patient.wait(DEADLINE), 0)
             self.look("missing; see the example in 'man quillon-agent.json'", 1, *PATIENT)
             self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
+            self.look('"state":null', 1, "--json", *PATIENT)
+            self.check(["show", "--json", *PATIENT], 0, '"serverInUse":null')
             configure({"defaultUrl": URLS})
             self.check(["use", "1", *PATIENT], 1, "", "no configuration; run 'quillonctl check'")
             self.check(["check"], 1, "has another configuration; restart it after an edit\n")
@@ -280,6 +289,7 @@ class Alone(Checks):
             (probe + tls + failed + none + probe + failed + none, "no HTTP response (No), 2"),
             (probe + failed.replace("x", "SslHandshakeFailedError") + none, "(No: no certificate"),
             (probe + line(f"{STATUS}  200 --------", age=3), " (3 h ago)\n"),
+            (probe + line(f"{STATUS}  200 --------", age=1.5), " (90 min ago)\n"),
             (probe + long(f"{STATUS}  200 --------"), "pending"),
             (probe + line('server-url=  "x"') + none, "none since this server was chosen\n"),
             (probe + line("local socket error : QLocalSocket::PeerClosedError"), "hours: none\n"),
@@ -335,7 +345,7 @@ class Alone(Checks):
 
     def test_usage(self):
         for arguments in (
-                "x", "show x", "use", "use 1 2", "help x",
+                "x", "x\x1b", "show x", "use", "use 1 2", "help x",
                 "show --level info", "show --timeout 0", "show --timeout 9w", "log --level x",
                 "show --timeout 4294968s", "log --since x", "log -n -1", "log - --follow"):
             self.check(arguments.split(), 2, "", "see 'quillonctl help")
