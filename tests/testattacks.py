@@ -3,6 +3,7 @@
 import contextlib
 import fcntl
 import gzip
+import json
 import os
 import re
 import resource
@@ -13,7 +14,7 @@ import subprocess
 import time
 from pathlib import Path
 
-from daemon import (ASK, BIN, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
+from daemon import (ASK, BIN, CONF, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
                     broken, choose, configure, connections, frame, log, poll, probe, run, served)
 
 MIB = 2**20
@@ -192,6 +193,14 @@ class Machine(Attack):
             run(mend)
             served()
             self.assertIn("send data", poll(log))
+
+    def test_file_that_grows_too_large(self):
+        """Indentation would make the file larger than 1 MiB."""
+        content = json.dumps({"defaultUrl": ["http://x"] * 80000}, separators=(",", ":"))
+        configure(content)
+        self.start()
+        self.assertEqual(ask(choose(1))[0]["activeMessageType"], "4")
+        self.assertEqual(Path(CONF).read_text("utf-8"), content)
 
 
 class Server(Attack):

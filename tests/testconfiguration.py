@@ -22,7 +22,7 @@ class Configuration(Case):
         unopened, no_json = "agent.json open failed.", "QJsonParseError :"
         missing, no_server = ("agent.json not exists.", "4"), ("not server url index.", "5")
         rows = (
-            (lambda: None, f"zeno-version non-existent(?s:.*){unopened}", *missing),
+            (lambda: None, rf"\[qWarning:.* zeno-version non-existent(?s:.*){unopened}", *missing),
             (lambda: os.mkfifo(CONF), unopened, unopened, "4"),
             (lambda: configure("[1," + " " * 2**20 + "1]"), unopened, *no_server),
             (lambda: configure("{}"), no_json, *no_server),
