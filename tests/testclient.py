@@ -71,7 +71,8 @@ class Real(Checks):
     """The client with the real daemon."""
 
     def test_show_and_use(self):
-        configure({"defaultUrl": URLS, "confDefault": False, "confCustomUrl": "h/p"})
+        configure({"defaultUrl": URLS, "confDefault": False, "confCustomUrl": "h/p",
+                   "confCustomHeadindex": 2})
         with Daemon():
             for arguments, status, out, err in (
                     (["show"], 0, "In use: https://h/p (custom address)\n", ""),

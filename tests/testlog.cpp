@@ -85,6 +85,7 @@ void TestLog::writesLines()
         QVERIFY(qAbs(time.secsTo(QDateTime::currentDateTime())) < 600);
         QCOMPARE(line.replace(start, 19, "TIME"), written);
     }
+    QCOMPARE(LogLine::timeText(1'700'040'000).data(), "2023-11-15 15:05:00");
 }
 
 void TestLog::deletesOverLimit()

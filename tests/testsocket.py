@@ -42,6 +42,7 @@ class Socket(Case):
             ("no twins", [frame(b'{"a":{"a":":","b":[{"a":1},{"a":1}]},"b":1}'), ASK], [1], []),
             ("foreign sender", [ASK, frame({"type": "5"}, sender=1), ASK], [1], ["foreign sender"]),
             ("short header", [ASK, ASK[:7]], [1], ["broken frame"]),
+            ("a byte short", [ASK, frame(ASK[8:], length=len(ASK) - 7)], [1], ["broken frame"]),
             ("negative length", [ASK, frame(b"", length=-8), ASK], [1], ["broken frame"]),
             ("too long", [ASK, frame(b"{}", length=2**31 - 1)], [1], ["broken frame"]),
             ("64 KiB in two frames", [frame(long), frame(b'"}'), choose(2), ASK], [2], [ERROR]),
