@@ -108,8 +108,13 @@ const Option kOptions[] = {
      nullptr, readLevel},
 };
 
+ExitStatus version(const Options & /*options*/)
+{
+    Output::print("quillonctl " QUILLON_VERSION "\n");
+    return ExitStatus::Done;
+}
+
 ExitStatus help(const Options &options);
-ExitStatus version(const Options &options);
 
 const Command kCommands[] = {
     {"show", "", "json timeout wait", "Show the default servers and the server in use.",
@@ -179,12 +184,6 @@ ExitStatus help(const Options &options)
 {
     const Command *topic = commandNamed(options.argument.value_or(QString()));
     Output::print(topic == nullptr ? programHelp() : helpOf(*topic));
-    return ExitStatus::Done;
-}
-
-ExitStatus version(const Options & /*options*/)
-{
-    Output::print("quillonctl " QUILLON_VERSION "\n");
     return ExitStatus::Done;
 }
 

@@ -78,6 +78,26 @@ bool takeMessage(const QByteArray &payload, Reply &reply)
     return type == Protocol::Configuration || !reply.verdict.isDone();
 }
 
+/// Moves the complete messages to the reply. Returns true when it needs no more bytes.
+bool take(QByteArray &bytes, Reply &reply)
+{
+    for (int position = 0;;) {
+        const Frame::Slice frame = Frame::take(bytes, position, Frame::Daemon);
+        const QByteArray flaw = flawOf(frame);
+        if (!flaw.isEmpty()) {
+            reply.verdict = badAnswer(flaw);
+            return true;
+        }
+        if (frame.state == Frame::State::CutShort) {
+            bytes.remove(0, position);
+            return false;
+        }
+        if (takeMessage(frame.payload, reply))
+            return true;
+        position = frame.end;
+    }
+}
+
 /// Reads answers into the reply until it is complete or the time is up.
 void collect(QLocalSocket &socket, const QDeadlineTimer &deadline, Reply &reply)
 {
@@ -87,7 +107,7 @@ void collect(QLocalSocket &socket, const QDeadlineTimer &deadline, Reply &reply)
         // Check the state before the read, or the last bytes would be lost.
         const bool isConnected = socket.state() == QLocalSocket::ConnectedState;
         unread += socket.readAll();
-        const bool isComplete = DaemonClient::take(unread, reply);
+        const bool isComplete = take(unread, reply);
         reply.mayRetry = !isComplete && reply.refusal.isEmpty();
         if (isComplete)
             return;
@@ -176,23 +196,4 @@ Verdict DaemonClient::absence()
                 "no permission to connect to the socket " + path};
     return {ExitStatus::NoDaemon, "no-daemon",
             "no daemon listens on " + path + ": " + qt_error_string(error).toUtf8()};
-}
-
-bool DaemonClient::take(QByteArray &bytes, Reply &reply)
-{
-    for (int position = 0;;) {
-        const Frame::Slice frame = Frame::take(bytes, position, Frame::Daemon);
-        const QByteArray flaw = flawOf(frame);
-        if (!flaw.isEmpty()) {
-            reply.verdict = badAnswer(flaw);
-            return true;
-        }
-        if (frame.state == Frame::State::CutShort) {
-            bytes.remove(0, position);
-            return false;
-        }
-        if (takeMessage(frame.payload, reply))
-            return true;
-        position = frame.end;
-    }
 }

@@ -30,8 +30,4 @@ Reply choose(int index, const QDeadlineTimer &deadline, bool isPatient);
 /// Returns why no daemon is reachable; done when one is. The daemon does not notice.
 Verdict absence();
 
-/// Moves the complete messages from the start of the bytes, which may be any, to the
-/// reply. Returns true when the reply needs no more bytes. Pure.
-bool take(QByteArray &bytes, Reply &reply);
-
 } // namespace DaemonClient

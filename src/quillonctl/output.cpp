@@ -111,12 +111,12 @@ QByteArray Output::escaped(const QByteArray &text)
     return shown;
 }
 
-Verdict Output::unreadable(const QString &path, int error)
+Verdict Output::unreadable(const QString &path, int errnoValue)
 {
     const QByteArray owner = QFileInfo(path).owner().toUtf8();
     const QByteArray reason =
-        error == ENOTSUP ? "not a regular file" : qt_error_string(error).toUtf8();
+        errnoValue == ENOTSUP ? "not a regular file" : qt_error_string(errnoValue).toUtf8();
     const QByteArray advice = "; run this as " + (owner.isEmpty() ? "root" : owner);
     return {ExitStatus::Failed, "unreadable",
-            "cannot read " + path.toUtf8() + ": " + reason + (error == EACCES ? advice : "")};
+            "cannot read " + path.toUtf8() + ": " + reason + (errnoValue == EACCES ? advice : "")};
 }

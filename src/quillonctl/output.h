@@ -55,7 +55,6 @@ QJsonValue orNull(const QByteArray &utf8);
 QByteArray escaped(const QByteArray &text);
 
 /// The verdict for a file that cannot be read. Names a user who can, if permission is missing.
-/// @param error the errno
-Verdict unreadable(const QString &path, int error);
+Verdict unreadable(const QString &path, int errnoValue);
 
 } // namespace Output

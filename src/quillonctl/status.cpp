@@ -10,13 +10,12 @@
 #include <QFileInfo>
 #include <QThread>
 
-#include <algorithm>
 #include <cerrno>
 
 namespace {
 
 constexpr int kCountWidth = 6;
-constexpr qint64 kPauseMilliseconds = 500;
+constexpr unsigned long kPauseMilliseconds = 200;
 
 struct DaemonState
 {
@@ -141,11 +140,10 @@ QJsonObject jsonOf(const DaemonState &state)
     const auto &configuration = state.reply.configuration;
     const QString server = configuration ? configuration->serverInUse() : QString();
     const int index = configuration ? configuration->chosenIndex() : -1;
-    const Reply &reply = state.reply;
     const QJsonObject daemon{
-        {QStringLiteral("answers"), reply.verdict.isDone()},
-        {QStringLiteral("reason"), Output::orNull(reply.verdict.message)},
-        {QStringLiteral("process"), reply.process == 0 ? QJsonValue() : reply.process},
+        {QStringLiteral("answers"), state.reply.verdict.isDone()},
+        {QStringLiteral("reason"), Output::orNull(state.reply.verdict.message)},
+        {QStringLiteral("process"), state.reply.process == 0 ? QJsonValue() : state.reply.process},
         {QStringLiteral("since"), LogText::jsonTime(state.startTime)},
         {QStringLiteral("version"), Output::orNull(state.version)}};
     return verdictOf(state).toJson(
@@ -166,8 +164,7 @@ ExitStatus Commands::status(const Options &options)
     const QDeadlineTimer deadline(options.timeout);
     DaemonState state = stateNow(deadline, options.wait);
     while (options.wait && state.probe.isPending() && !deadline.hasExpired()) {
-        const qint64 pause = std::min(kPauseMilliseconds, deadline.remainingTime());
-        QThread::msleep(static_cast<unsigned long>(pause));
+        QThread::msleep(kPauseMilliseconds);
         state = stateNow(deadline, options.wait);
     }
     Output::print(options.json ? Output::jsonLine(jsonOf(state)) : textOf(state));
