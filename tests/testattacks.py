@@ -209,7 +209,6 @@ class Server(Attack):
         ok = b"HTTP/1.1 200 OK\r\n"
         chunked = ok + b"Transfer-Encoding: chunked\r\n\r\n"
         rows = (
-            ("body", ok + b"\r\n", bytes(65536)),
             ("body of a 401", b"HTTP/1.1 401 No\r\n\r\n", bytes(65536)),
             ("body after many cookies", ok + b"Set-Cookie: a=b\r\n" * 2000 + b"\r\n", bytes(65536)),
             ("interim responses", b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
@@ -231,16 +230,14 @@ class Server(Attack):
 
     def test_long_bodies(self):
         """A long body is an ordinary reply if nobody reads it, else it is dropped."""
-        head, chunk = b"HTTP/1.1 %d X\r\n", b"1\r\nx\r\n"
+        head = b"HTTP/1.1 200 X\r\n"
         packed = gzip.compress(bytes(64 * MIB))
         encoding = b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n" % len(packed)
-        chunked = b"Transfer-Encoding: chunked\r\n\r\n" + chunk * 20000 + b"0\r\n\r\n"
         dropped = 'reply body of more than 64 KiB(?s:.*)returnByte ""'
         rows = (
-            ("/health", head % 200 + encoding + packed, "Attribute  200"),
-            ("/health", head % 200 + chunked, "Attribute  200"),
-            ("/other", head % 200 + b"\r\n" + b"x" * 65537, dropped),
-            ("/other", head % 200 + b"\r\n" + b"x" * 65536, 'returnByte "x{65536}"'),
+            ("/health", head + encoding + packed, "Attribute  200"),
+            ("/other", head + b"\r\n" + b"x" * 65537, dropped),
+            ("/other", head + b"\r\n" + b"x" * 65536, 'returnByte "x{65536}"'),
         )
         for path, answer, text in rows:
             Case.setUp(self)

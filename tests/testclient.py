@@ -247,7 +247,6 @@ class Alone(Checks):
             self.check(["show", "--json", *PATIENT], 0, '"serverInUse":null')
             configure({"defaultUrl": URLS})
             self.check(["use", "1", *PATIENT], 1, "", "no configuration; run 'quillonctl check'")
-            self.check(["check"], 1, "has another configuration; restart it after an edit\n")
 
     def test_log_of_input(self):
         """Rows: the arguments, the log, and what is printed of it."""
