@@ -98,7 +98,7 @@ make_root() { # RELEASE NAME [OPTION]...: kept for the next run
 # shellcheck disable=SC2034 # the scripts use it
 readonly sandbox_packages=(cmake g++ iproute2 ninja-build nginx openssl python3 qtbase5-dev util-linux)
 # shellcheck disable=SC2034
-readonly test_packages=("${sandbox_packages[@]}" fish mandoc)
+readonly test_packages=("${sandbox_packages[@]}" mandoc)
 
 build() { # PRESET FOLDER: the build folder of the preset
     mkdir -p "$2"

@@ -8,15 +8,12 @@ import socket
 import subprocess
 from pathlib import Path
 
-from daemon import BIN, CONF, TMP, Case, Client, Daemon, ask, choose, configure, quillonctl
+from daemon import CONF, TMP, Case, Client, Daemon, ask, choose, configure, quillonctl
 
 os.chdir(os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
-os.environ["PATH"] = f"{BIN}:{os.environ['PATH']}"
 URLS = ["https://one.example.org", "https://two.example.org"]
 HELP = quillonctl("--help").stdout
 COMMANDS = re.findall(r"^  ([a-z]+) ", HELP.split("Options:")[0], re.M)
-BASH = """. completion/quillonctl.bash; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
-_quillonctl quillonctl "${@: -1}" "${@: -2:1}"; printf '%s\\n' "${COMPREPLY[@]}\""""
 
 
 def text(pattern):
@@ -31,14 +28,6 @@ def run(*command, status=0, **options):
     done = subprocess.run(command, capture_output=True, text=True, check=False, **options)
     assert (done.returncode, done.stderr) == (status, ""), done
     return done.stdout
-
-
-def bash(line):
-    return run("bash", "--norc", "-c", BASH, "bash", *line.split(" "))
-
-
-def fish(line):
-    return run("fish", "-N", "-c", f"source completion/quillonctl.fish; complete -C '{line}'")
 
 
 class Docs(Case):
@@ -63,18 +52,12 @@ class Docs(Case):
         self.assertEqual(run("mandoc", "-T", "lint", *os.listdir("doc/man"), cwd="doc/man"), "")
 
     def test_completion(self):
-        """zsh completes only on a terminal, so only the words of its file are compared."""
-        zsh = text("completion/_quillonctl")
-        configure({"defaultUrl": URLS})
-        with Daemon():
-            for shell in (bash, fish):
-                self.assertLessEqual(set(COMMANDS), found(r"^\w+", shell("quillonctl ")))
-                for command in COMMANDS:
-                    options = found(r"--\w+", quillonctl(command, "--help").stdout)
-                    self.assertEqual(found(r"--\w+", shell(f"quillonctl {command} -")), options)
-                    for word in (f"'{command}:", *options):
-                        self.assertIn(word, zsh)
-                self.assertIn(URLS[1], shell("quillonctl use "))
+        """Only the words of the files are compared, not what a shell makes of them."""
+        for path in glob.glob("completion/*"):
+            words = found(r"\w+", text(path))
+            for command in COMMANDS:
+                options = found(r"--(\w+)", quillonctl("help", command).stdout)
+                self.assertLessEqual({command, *options}, words, path)
 
     def test_protocol(self):
         configure({"defaultUrl": URLS, "confDefaultIndex": 1})
