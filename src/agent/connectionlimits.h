@@ -33,8 +33,10 @@ protected:
     void run() override;
 
 private:
+    enum class Which { Excessive, All };
+
     void stop();
-    void endExcessive();
+    void end(Which which);
 
     QSemaphore m_stop; // available when the thread is to end
     QHash<quint64, QDeadlineTimer> m_deadlines; // by the kernel's ID of the socket

@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 #include <utility>
 
 namespace {
@@ -25,25 +24,7 @@ constexpr int kMaxOutstanding = 4;
 constexpr int kMaxRequests = 100;
 constexpr qint64 kMaxBodyBytes = 64 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
-constexpr std::chrono::milliseconds kCheckInterval{20};
-
-/// Holds the time when a request ends, in ms of QDeadlineTimer.
-constexpr QNetworkRequest::Attribute kDeadline = QNetworkRequest::User;
-
-bool isExpired(const QNetworkReply &reply)
-{
-    const QVariant never = std::numeric_limits<qint64>::max();
-    return reply.request().attribute(kDeadline, never).toLongLong()
-           <= QDeadlineTimer::current().deadline();
-}
-
-QVariantMap headersOf(const QNetworkReply &reply)
-{
-    QVariantMap headers;
-    for (const QNetworkReply::RawHeaderPair &header : reply.rawHeaderPairs())
-        headers.insert(QString::fromLatin1(header.first), header.second);
-    return headers;
-}
+constexpr std::chrono::milliseconds kIdleInterval{20};
 
 // Reading takes time that grows with the square of the number of chunks, which can have one byte
 // each. Deleting unread data takes linear time.
@@ -53,6 +34,14 @@ QByteArray bodyOf(QNetworkReply &reply)
         return reply.readAll();
     qWarning() << "reply body of more than 64 KiB, it is dropped";
     return {};
+}
+
+void abortLater(QNetworkReply *reply)
+{
+    auto *timer = new QTimer(reply);
+    timer->setTimerType(Qt::PreciseTimer); // before the limit of the connection
+    QObject::connect(timer, &QTimer::timeout, reply, &QNetworkReply::abort);
+    timer->start(kMaxReplyAge);
 }
 
 void logTlsErrors(const QNetworkReply * /*reply*/, const QList<QSslError> &errors)
@@ -70,7 +59,10 @@ HttpCommunication::HttpCommunication(QObject *parent)
 {
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
     connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
-    connect(&m_checkTimer, &QTimer::timeout, this, &HttpCommunication::checkReplies);
+    connect(&m_idleTimer, &QTimer::timeout, this, [this] {
+        if (m_manager.findChild<QNetworkReply *>() == nullptr)
+            closeConnections();
+    });
 }
 
 // Qt's network plugins poll and load D-Bus. Without one, enableNetwork() has work to do.
@@ -106,53 +98,28 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(kDeadline, QDeadlineTimer(kMaxReplyAge).deadline());
     makeRoom();
-    m_manager.post(request, data);
+    abortLater(m_manager.post(request, data));
     m_connectionLimits.enforce();
-    if (!m_checkTimer.isActive()) // or frequent requests would put it off for ever
-        m_checkTimer.start(kCheckInterval);
+    if (!m_idleTimer.isActive()) // or frequent requests would put it off for ever
+        m_idleTimer.start(kIdleInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
-}
-
-QList<QNetworkReply *> HttpCommunication::outstanding() const
-{
-    auto replies = m_manager.findChildren<QNetworkReply *>();
-    replies.erase(std::remove_if(replies.begin(), replies.end(),
-                                 [](const QNetworkReply *reply) { return reply->isFinished(); }),
-                  replies.end());
-    return replies;
 }
 
 // A silent server keeps requests outstanding, and they keep the connections from being closed.
 // Emits no signal for a dropped request, because a newer one replaces it.
 void HttpCommunication::makeRoom()
 {
-    const QList<QNetworkReply *> replies = outstanding();
-    if (++m_requests > kMaxRequests) {
-        for (QNetworkReply *reply : replies)
-            drop(reply);
+    auto surplus = m_manager.findChildren<QNetworkReply *>();
+    const bool closes = ++m_requests > kMaxRequests;
+    if (!closes) // keep the newest
+        surplus = surplus.mid(0, std::max(0, surplus.size() - kMaxOutstanding + 1));
+    for (QNetworkReply *reply : qAsConst(surplus)) {
+        reply->disconnect(&m_manager);
+        delete reply; // not deleteLater(): thousands could pile up before the event loop runs
+    }
+    if (closes)
         closeConnections();
-    } else if (replies.size() >= kMaxOutstanding) {
-        drop(replies.constFirst());
-    }
-}
-
-void HttpCommunication::drop(QNetworkReply *reply)
-{
-    reply->disconnect(&m_manager);
-    delete reply; // not deleteLater(): thousands could pile up before the event loop runs
-}
-
-void HttpCommunication::checkReplies()
-{
-    const QList<QNetworkReply *> replies = outstanding();
-    if (replies.isEmpty())
-        return closeConnections();
-    for (QNetworkReply *reply : replies) {
-        if (isExpired(*reply))
-            reply->abort();
-    }
 }
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
@@ -160,7 +127,7 @@ void HttpCommunication::checkReplies()
 void HttpCommunication::closeConnections()
 {
     m_requests = 0;
-    m_checkTimer.stop();
+    m_idleTimer.stop();
     m_connectionLimits.endAll();
     m_manager.clearConnectionCache();
 }
@@ -169,13 +136,17 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
-    if (reply->error() == QNetworkReply::TimeoutError || isExpired(*reply)) {
+    reply->setParent(nullptr); // no longer outstanding
+    const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
+    if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
         qInfo() << "TimeoutError return"
                 << LogEncryption::encryptionMessage(reply->url().fileName(QUrl::FullyDecoded));
         return;
     }
 
-    const QVariantMap headers = headersOf(*reply);
+    QVariantMap headers;
+    for (const auto &[name, value] : reply->rawHeaderPairs())
+        headers.insert(QString::fromLatin1(name), value);
     if (reply->error() != QNetworkReply::NoError)
         qWarning() << LogMessages::requestFailed << status << reply->error()
                    << reply->errorString();

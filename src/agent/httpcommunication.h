@@ -2,7 +2,6 @@
 
 #include "connectionlimits.h"
 
-#include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QTimer>
@@ -49,15 +48,12 @@ signals:
 
 private:
     void enableNetwork();
-    QList<QNetworkReply *> outstanding() const;
     void makeRoom();
-    void drop(QNetworkReply *reply);
-    void checkReplies();
     void closeConnections();
 
     QNetworkAccessManager m_manager;
     bool m_isManagerSetUp = false;
     int m_requests = 0; // since Qt's connections were closed
     ConnectionLimits m_connectionLimits;
-    QTimer m_checkTimer; // runs while a reply is outstanding
+    QTimer m_idleTimer; // runs while connections may be open
 };

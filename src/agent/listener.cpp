@@ -14,15 +14,6 @@ const QSocketNotifier *notifierOf(const QLocalServer &server)
     return server.findChild<QSocketNotifier *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-/// Makes the kernel refuse descriptors that a peer passes, because closing a lingering socket would
-/// block. Peers inherit the option from the listener. Older kernels lack it.
-void refuseDescriptors(const QLocalServer &server)
-{
-    const int off = 0;
-    const auto descriptor = static_cast<int>(server.socketDescriptor());
-    ::setsockopt(descriptor, SOL_SOCKET, kPassRights, &off, sizeof off);
-}
-
 } // namespace
 
 Listener::Listener(QObject *parent)
@@ -36,7 +27,11 @@ bool Listener::open(const QString &path)
     removeServer(path);
     if (!listen(path))
         return false;
-    refuseDescriptors(*this);
+    // The kernel refuses descriptors that a peer passes, because closing a lingering socket would
+    // block. Peers inherit the option from the listener. Older kernels lack it.
+    const int off = 0;
+    const auto descriptor = static_cast<int>(socketDescriptor());
+    ::setsockopt(descriptor, SOL_SOCKET, kPassRights, &off, sizeof off);
     // When Qt cannot accept a connection, it gives up the socket without a signal,
     // and isListening() stays true. The only sign is that it deletes its notifier.
     if (const QSocketNotifier *notifier = notifierOf(*this))
