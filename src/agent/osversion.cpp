@@ -3,14 +3,15 @@
 #include "regularfile.h"
 
 #include <QDebug>
-#include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 
 OsVersion OsVersion::read(const QString &path)
 {
-    if (!QFile::exists(path))
+    const QFileInfo file(path);
+    if (!file.exists())
         qWarning() << "zeno-version non-existent";
-    else if (!RegularFile::isSmallRegularFile(path))
+    else if (!file.isFile() || file.size() > RegularFile::kMaxBytes)
         return {};
 
     QSettings settings(path, QSettings::IniFormat);

@@ -8,7 +8,6 @@
 #include <cstdio>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -29,18 +28,19 @@ bool ConfFile::exists() const
 
 std::optional<QByteArray> ConfFile::read() const
 {
-    QFile file(m_path);
-    if (!RegularFile::isSmallRegularFile(m_path)
-        || !file.open(QIODevice::ReadOnly | QIODevice::Text))
+    QFile file;
+    const int descriptor = RegularFile::open(QFile::encodeName(m_path), O_RDONLY);
+    constexpr auto mode = QIODevice::ReadOnly | QIODevice::Text;
+    if (descriptor < 0 || !file.open(descriptor, mode, QFileDevice::AutoCloseHandle)
+        || file.size() > RegularFile::kMaxBytes)
         return std::nullopt;
     return file.read(RegularFile::kMaxBytes);
 }
 
 bool ConfFile::isWritable() const
 {
-    QFile file(m_path);
-    return QFileInfo(m_path).isFile()
-           && file.open(QIODevice::ReadWrite | QIODevice::Text | QIODevice::ExistingOnly);
+    const int file = RegularFile::open(QFile::encodeName(m_path), O_RDWR);
+    return file >= 0 && ::close(file) == 0;
 }
 
 // Not QSaveFile: it loses the owner, and its commit() replaces the file by an empty
@@ -49,13 +49,16 @@ bool ConfFile::replace(const QByteArray &content) const
 {
     if (content.size() > RegularFile::kMaxBytes)
         return false; // the next start would refuse to read it
-    QFile original(target());
-    QFile draft(draftPath());
+    QFile original(QFileInfo(m_path).canonicalFilePath());
+    if (!original.open(QIODevice::ReadOnly))
+        return false;
+    // The name is fixed, so that the draft of a killed process is found.
+    QFile draft(original.fileName() + QLatin1String(".quillon-draft"));
     const QByteArray from = QFile::encodeName(draft.fileName());
     const QByteArray to = QFile::encodeName(original.fileName());
-    static_cast<void>(std::remove(from.constData())); // the draft of a killed process
+    static_cast<void>(std::remove(from.constData()));
     constexpr auto flags = QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered;
-    if (!original.open(QIODevice::ReadOnly) || !draft.open(flags))
+    if (!draft.open(flags))
         return false;
 
     // Not QFile::rename(), which does not replace a file.
@@ -65,16 +68,4 @@ bool ConfFile::replace(const QByteArray &content) const
     if (!replaced)
         draft.remove();
     return replaced;
-}
-
-QString ConfFile::target() const
-{
-    const QString resolved = QFileInfo(m_path).canonicalFilePath();
-    return resolved.isEmpty() ? m_path : resolved;
-}
-
-// The name is fixed, so that the next replace() finds the draft of a killed process.
-QString ConfFile::draftPath() const
-{
-    return target() + QLatin1String(".quillon-draft");
 }

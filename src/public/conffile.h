@@ -33,8 +33,5 @@ public:
     bool replace(const QByteArray &content) const;
 
 private:
-    QString target() const;
-    QString draftPath() const;
-
     const QString m_path;
 };

@@ -1,6 +1,7 @@
 #include "logfilemanager.h"
 
 #include "logline.h"
+#include "regularfile.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -19,7 +20,7 @@
 namespace {
 
 constexpr mode_t kLogMode = 0666; // the umask restricts it
-constexpr unsigned kStatusFields = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_BTIME;
+constexpr unsigned kStatusFields = STATX_SIZE | STATX_MTIME | STATX_BTIME;
 
 // Set once, before the handler is installed, and used until the process ends.
 QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
@@ -32,8 +33,11 @@ qint64 currentSeconds()
     return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
 }
 
-bool isOverLimit(const struct statx &file)
+bool isOverLimit(int descriptor)
 {
+    struct statx file = {};
+    if (statx(descriptor, "", AT_EMPTY_PATH, kStatusFields, &file) != 0)
+        return false;
     const auto &time = (file.stx_mask & STATX_BTIME) != 0 ? file.stx_btime : file.stx_mtime;
     const auto created = static_cast<quint32>(time.tv_sec);
     const auto now = static_cast<quint32>(currentSeconds());
@@ -41,25 +45,18 @@ bool isOverLimit(const struct statx &file)
     return age > ServiceLog::kMaxAgeSeconds || file.stx_size > ServiceLog::kMaxBytes;
 }
 
-/// Opens the log, after deleting one that exceeds a limit. Returns the file
-/// descriptor, or -1 when there is no log or it is not a regular file: a FIFO or a
-/// device could block the writer or swallow its lines.
+/// Opens the log, after deleting one that exceeds a limit. Returns the file descriptor, or -1 when
+/// there is no log or it is not a regular file.
 /// @param creation O_CREAT or 0
 int openLog(int creation)
 {
-    const int flags = O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | creation;
-    const int file = ::open(logFilePathIn.constData(), flags, kLogMode);
-    struct statx status = {};
-    if (file < 0 || statx(file, "", AT_EMPTY_PATH, kStatusFields, &status) != 0)
+    const int flags = O_RDWR | O_APPEND | creation;
+    const int file = RegularFile::open(logFilePathIn.constData(), flags, kLogMode);
+    if (file < 0 || !isOverLimit(file))
         return file;
-    if (S_ISREG(status.stx_mode) && !isOverLimit(status))
-        return file;
-
     ::close(file);
-    if (!S_ISREG(status.stx_mode))
-        return -1;
     ::unlink(logFilePathIn.constData());
-    return ::open(logFilePathIn.constData(), flags, kLogMode);
+    return RegularFile::open(logFilePathIn.constData(), flags, kLogMode);
 }
 
 /// Converting to local time costs more than the rest of a line, so the text is cached for one
@@ -87,14 +84,6 @@ void warnOnStderr(const char *fault)
         qWarning("%s", fault);
 }
 
-/// A write to a full disk can end inside the line, and the next line would join it.
-void truncatePartialLine(int file, ssize_t written)
-{
-    const off_t end = ::lseek(file, 0, SEEK_CUR);
-    if (::ftruncate(file, end - written) != 0)
-        warnOnStderr("logFile shortened failed");
-}
-
 /// A single write in append mode keeps the lines of several threads whole.
 bool appendLine(const std::string &line)
 {
@@ -103,8 +92,9 @@ bool appendLine(const std::string &line)
         return false;
     const ssize_t written = ::write(file, line.data(), line.size());
     const bool isWhole = written == static_cast<ssize_t>(line.size());
-    if (!isWhole && written > 0)
-        truncatePartialLine(file, written);
+    // A write to a full disk can end inside the line, and the next line would join it.
+    if (!isWhole && written > 0 && ::ftruncate(file, ::lseek(file, 0, SEEK_CUR) - written) != 0)
+        warnOnStderr("logFile shortened failed");
     ::close(file);
     return isWhole;
 }

@@ -1,18 +1,29 @@
 #pragma once
 
-#include <QFileInfo>
+#include <QtGlobal>
 
-/// The check before the daemon opens a file.
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/// Files from outside. A FIFO or a device could block the reader, or never end.
 namespace RegularFile {
 
-inline constexpr qint64 kMaxBytes = 1024 * 1024;
+inline constexpr qint64 kMaxBytes = 1024 * 1024; ///< of a file that is read whole
 
-/// Whether a regular file (or a link to one) of at most 1 MiB is at the
-/// path. Reading anything else could block for ever or fill the memory.
-inline bool isSmallRegularFile(const QString &path)
+/// Opens a file like open(2), close-on-exec. Returns the descriptor, or -1 with the reason in
+/// errno: ENOTSUP for anything but a regular file or a link to one.
+inline int open(const char *path, int flags, mode_t mode = 0)
 {
-    const QFileInfo file(path);
-    return file.isFile() && file.size() <= kMaxBytes;
+    const int file = ::open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode);
+    struct stat status = {};
+    if (file < 0 || (::fstat(file, &status) == 0 && S_ISREG(status.st_mode)))
+        return file;
+    ::close(file);
+    errno = ENOTSUP;
+    return -1;
 }
 
 } // namespace RegularFile

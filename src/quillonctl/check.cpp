@@ -11,7 +11,7 @@
 #include "serverconf.h"
 
 #include <QDeadlineTimer>
-#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>

@@ -1,9 +1,9 @@
 #include "logfile.h"
 
 #include "paths.h"
+#include "regularfile.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <cerrno>
 #include <utility>
@@ -20,14 +20,13 @@ LogFile::LogFile(const QString &path)
 bool LogFile::open()
 {
     close();
-    // Opening a FIFO would wait for its writer, which is right only for one that the user names.
-    const QFileInfo file(QFile::decodeName(m_path));
-    if (m_path == Paths::logFile.data() && file.exists() && !file.isFile()) {
-        errno = ENOTSUP;
-        return false;
-    }
-    m_descriptor = m_path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                 : ::open(m_path.constData(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    // Opening a FIFO waits for its writer, which is right only for one that the user names.
+    if (m_path == Paths::logFile.data())
+        m_descriptor = RegularFile::open(m_path.constData(), O_RDONLY);
+    else if (m_path == "-")
+        m_descriptor = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+    else
+        m_descriptor = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     return m_descriptor >= 0;
 }
 
