@@ -1,5 +1,4 @@
-// The search for duplicate member names: the first byte is the size of the pieces in which the
-// text comes.
+// The search for duplicate member names in a text.
 
 #include "target.h"
 
@@ -20,18 +19,6 @@ extern "C" const char *__asan_default_options()
 }
 
 namespace {
-
-bool hasDuplicateNames(const QVector<QByteArray> &pieces)
-{
-    JsonText::DuplicateNames names;
-    bool isFound = false;
-    for (const QByteArray &piece : pieces) {
-        const bool isStillFound = names.add(piece);
-        require(isStillFound || !isFound, "more bytes change no duplicate");
-        isFound = isStillFound;
-    }
-    return isFound;
-}
 
 // NOLINTNEXTLINE(misc-no-recursion): Qt's parser refuses more than 1,024 levels
 int membersIn(const QJsonValue &value)
@@ -64,14 +51,9 @@ int colonsOutsideStrings(const QByteArray &text)
 
 } // namespace
 
-void Fuzz::run(const QByteArray &input)
+void Fuzz::run(const QByteArray &text)
 {
-    const int size = input.isEmpty() ? 1 : static_cast<uchar>(input.front()) + 1;
-    const QByteArray text = input.mid(1);
-    const bool isFound = JsonText::DuplicateNames().add(text);
-    require(hasDuplicateNames(Fuzz::piecesOf(text, size)) == isFound,
-            "pieces give the same verdict");
-
+    const bool isFound = JsonText::hasDuplicateNames(text);
     const QJsonDocument document = QJsonDocument::fromJson(text);
     if (document.isNull())
         return;

@@ -31,17 +31,16 @@ std::optional<QJsonObject> objectIn(const QByteArray &bytes)
 }
 
 /// Returns why the daemon drops the frame and all that follows; null when it does not.
-/// @param pendingBytes of the frame's object so far
-const char *faultOf(const Frame::Slice &frame, int pendingBytes, int cost,
-                    JsonText::DuplicateNames &names)
+/// @param pending the frame's object so far
+const char *faultOf(const Frame::Slice &frame, const QByteArray &pending, int cost)
 {
     if (frame.state == Frame::State::ForeignSender)
         return "foreign sender";
     if (frame.state != Frame::State::Complete)
         return "broken frame";
-    if (pendingBytes > Requests::kMaxObjectBytes || cost > Requests::kMaxCost)
+    if (pending.size() > Requests::kMaxObjectBytes || cost > Requests::kMaxCost)
         return "too large";
-    return names.add(frame.payload) ? "two members of the same name" : nullptr;
+    return JsonText::hasDuplicateNames(pending) ? "two members of the same name" : nullptr;
 }
 
 } // namespace
@@ -50,7 +49,6 @@ QVariantList Requests::parse(const QByteArray &received)
 {
     QVariantList objects;
     QByteArray pending; // payloads of consecutive frames, until they are a complete object
-    JsonText::DuplicateNames names; // in the pending bytes
     int cost = 0;
     for (int position = 0; position < received.size();) {
         const Frame::Slice frame = Frame::take(received, position, Frame::Client);
@@ -58,14 +56,13 @@ QVariantList Requests::parse(const QByteArray &received)
         pending += frame.payload;
         cost += kLineBytes + pending.size();
         cost += kContainerBytes * (frame.payload.count('[') + frame.payload.count('{'));
-        if (const char *fault = faultOf(frame, pending.size(), cost, names)) {
+        if (const char *fault = faultOf(frame, pending, cost)) {
             qWarning() << "data not sent by a quillon client, the rest of it is dropped:" << fault;
             break;
         }
         if (const auto object = objectIn(pending)) {
             objects.append(*object);
             pending.clear();
-            names = {};
         }
     }
     return objects;

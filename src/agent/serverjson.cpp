@@ -28,7 +28,7 @@ ServerJson::~ServerJson()
 
 QJsonDocument ServerJson::transQBytearrayToJsonDocument(const QByteArray &bytes)
 {
-    if (JsonText::DuplicateNames().add(bytes)) {
+    if (JsonText::hasDuplicateNames(bytes)) {
         qWarning() << "QJsonParseError " << QStringLiteral("two members of the same name");
         return {};
     }

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
+#include <vector>
 
 namespace {
 
@@ -28,6 +30,26 @@ std::optional<QString> nameIn(const QByteArray &string)
     const QString name = QString::fromUcs4(characters.constData(), characters.size());
     return name.left(name.indexOf(QChar::Null));
 }
+
+/// The end of the string, or of the single byte, that starts at the position.
+int endOfToken(const QByteArray &text, int position)
+{
+    if (text.at(position) != '"')
+        return position + 1;
+    for (int end = position + 1; end < text.size(); ++end) {
+        if (text.at(end) == '"')
+            return end + 1;
+        if (text.at(end) == '\\')
+            ++end;
+    }
+    return text.size();
+}
+
+struct Level
+{
+    bool isObject;
+    std::set<QString> names; // not a hash table: nobody can provoke collisions
+};
 
 } // namespace
 
@@ -58,59 +80,30 @@ QByteArray JsonText::faultIn(const QByteArray &text)
                              : '\'' + QString::fromUcs4(next.constData(), 1).toUtf8() + '\'');
 }
 
-bool JsonText::DuplicateNames::add(const QByteArray &piece)
+bool JsonText::hasDuplicateNames(const QByteArray &text)
 {
-    for (const char byte : piece) {
-        if (m_isOver || m_isFound)
-            break;
-        if (m_isInString)
-            takeOfString(byte);
-        else
-            take(byte);
+    std::vector<Level> levels; // the objects and lists that are open
+    QByteArray string; // the last one, in quotation marks
+    for (int position = 0; position < text.size();) {
+        const int end = endOfToken(text, position);
+        const char byte = text.at(position);
+        if (byte == '"')
+            string = text.mid(position, end - position);
+        if (byte == '{' || byte == '[')
+            levels.push_back({byte == '{', {}});
+        if ((byte == '}' || byte == ']') && !levels.empty())
+            levels.pop_back();
+        if (byte == ':' && !levels.empty() && levels.back().isObject && !string.isEmpty()) {
+            const std::optional<QString> name = nameIn(string);
+            if (!name)
+                return false;
+            if (!levels.back().names.insert(*name).second)
+                return true;
+            string.clear(); // it names at most one member
+        }
+        if (levels.size() > kMaxNesting)
+            return false;
+        position = end;
     }
-    return m_isFound;
-}
-
-void JsonText::DuplicateNames::takeOfString(char byte)
-{
-    m_string += byte;
-    if (m_isEscaped)
-        m_isEscaped = false;
-    else if (byte == '\\')
-        m_isEscaped = true;
-    else
-        m_isInString = byte != '"';
-}
-
-void JsonText::DuplicateNames::take(char byte)
-{
-    switch (byte) {
-    case '"':
-        m_string = "\"";
-        m_isInString = true;
-        break;
-    case ':':
-        endName();
-        break;
-    case '{':
-    case '[':
-        m_isOver = m_levels.size() == kMaxNesting;
-        m_levels.push_back({byte == '{', {}});
-        break;
-    case '}':
-    case ']':
-        if (!m_levels.empty())
-            m_levels.pop_back();
-        break;
-    }
-}
-
-void JsonText::DuplicateNames::endName()
-{
-    if (m_levels.empty() || !m_levels.back().isObject || m_string.isEmpty())
-        return;
-    const std::optional<QString> name = nameIn(m_string);
-    m_string.clear(); // a string names at most one member
-    m_isOver = !name;
-    m_isFound = name && !m_levels.back().names.insert(*name).second;
+    return false;
 }

@@ -159,7 +159,7 @@ FileFindings findingsIn(const QByteArray &content)
     }
     if (!document.isObject())
         findings.fault("mistyped", {}, "the document is not an object");
-    if (JsonText::DuplicateNames().add(content))
+    if (JsonText::hasDuplicateNames(content))
         findings.fault("repeated", {}, "a member name appears twice; the last one counts");
     compareMembers(document.object(), findings);
     checkIndices(document.object(), findings);
