@@ -1,8 +1,8 @@
 #include "httpcommunication.h"
 
-#include "healthprobe.h"
 #include "logencryption.h"
 #include "logmessages.h"
+#include "serverconf.h"
 #include "sharedconstants.h"
 
 #include <QCoreApplication>
@@ -151,7 +151,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
         qWarning() << LogMessages::requestFailed << status << reply->error()
                    << reply->errorString();
 
-    if (HealthProbe::isReply(reply->url())) {
+    if (ServerConf::isProbe(reply->url())) {
         emit receiveHealth(headers, status);
         return;
     }

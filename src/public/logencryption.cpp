@@ -4,19 +4,12 @@ namespace {
 
 constexpr char secretKey[] = {'k', 'v', 'x', '-', 'j', 'o', 'u', 'r', 'n', 'a', 'l'};
 
-// XOR with each byte of the key in turn equals XOR with this one byte.
-constexpr char foldedKey()
-{
-    char folded = 0;
-    for (const char byte : secretKey)
-        folded ^= byte;
-    return folded;
-}
-
 QByteArray xored(QByteArray bytes)
 {
-    for (char &byte : bytes)
-        byte ^= foldedKey();
+    for (char &byte : bytes) {
+        for (const char key : secretKey)
+            byte ^= key;
+    }
     return bytes;
 }
 

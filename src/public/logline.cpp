@@ -4,6 +4,7 @@
 #include "logmessages.h"
 
 #include <QDateTime>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cstring>
@@ -12,38 +13,17 @@ namespace {
 
 constexpr int kMaxLineBytes = 1024 * 1024;
 constexpr char kContinued[] = "(continued) ";
+constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 // By QtMsgType.
 constexpr std::array<LogLine::Level, LogMessages::tags.size()> kLevels{
     LogLine::Level::Debug, LogLine::Level::Warning, LogLine::Level::Critical, LogLine::Level::Fatal,
     LogLine::Level::Info};
 
-const char *baseName(const char *file)
-{
-    if (file == nullptr)
-        return "";
-    const char *slash = std::strrchr(file, '/');
-    return slash == nullptr ? file : slash + 1;
-}
-
-bool isDigit(char byte)
-{
-    return byte >= '0' && byte <= '9';
-}
-
-bool isBase64(char byte)
-{
-    return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') || isDigit(byte)
-           || byte == '+' || byte == '/';
-}
-
 bool isTime(const QByteArray &text)
 {
-    const auto fits = [](char byte, char format) {
-        return format >= 'A' ? isDigit(byte) : byte == format;
-    };
-    const char *const end = LogLine::kTimeFormat + LogLine::kTimeSize;
-    return std::equal(text.cbegin(), text.cend(), LogLine::kTimeFormat, end, fits);
+    static const QRegularExpression time(QStringLiteral(R"(^\d{4}(-\d\d){2} \d\d(:\d\d){2}$)"));
+    return time.match(QString::fromLatin1(text)).hasMatch();
 }
 
 } // namespace
@@ -67,12 +47,13 @@ std::string LogLine::compose(QtMsgType type, const char *time, const QMessageLog
                              const QString &message)
 {
     constexpr size_t headBytes = 96; // roughly
+    const QByteArray file = context.file;
     const QByteArray text = message.toUtf8();
     const auto textBytes = static_cast<size_t>(text.size());
     std::string line;
     line.reserve(headBytes + textBytes);
     line.append(LogMessages::tags.at(type)).append(time);
-    line.append(":").append(baseName(context.file));
+    line.append(":").append(file.constData() + file.lastIndexOf('/') + 1);
     line.append(" line:").append(std::to_string(context.line)).append("] ");
     line.append(text.constData(), textBytes).push_back('\n');
     return line;
@@ -94,12 +75,10 @@ std::optional<LogLine::Head> LogLine::headOf(const QByteArray &line)
 
 int LogLine::endOfScrambled(const QByteArray &line, int start)
 {
-    int end = start;
-    while (end < line.size() && isBase64(line.at(end)))
-        ++end;
-    for (int padding = 0; padding < 2 && end < line.size() && line.at(end) == '='; ++padding)
-        ++end;
-    return end;
+    const char *const text = line.constData() + start; // ends with a NUL
+    const auto size = static_cast<int>(std::strspn(text, kBase64));
+    const auto padding = static_cast<int>(std::strspn(text + size, "="));
+    return start + size + std::min(padding, 2);
 }
 
 QByteArray LogLine::unscrambled(const QByteArray &text)
@@ -111,19 +90,16 @@ QByteArray LogLine::unscrambled(const QByteArray &text)
     return bytes.toBase64() == base64 ? LogEncryption::decryptionMessage(bytes) : QByteArray();
 }
 
-QVector<QByteArray> LogLines::add(const QByteArray &bytes)
+QVector<QByteArray> LogLine::takeLines(QByteArray &unread)
 {
     QVector<QByteArray> lines;
     int start = 0;
-    m_pending += bytes;
-    for (int end = m_pending.indexOf('\n'); end >= 0; end = m_pending.indexOf('\n', start)) {
-        lines.append(m_pending.mid(start, end - start));
-        start = end + 1;
-    }
-    m_pending.remove(0, start);
-    while (m_pending.size() > kMaxLineBytes) {
-        lines.append(m_pending.left(kMaxLineBytes));
-        m_pending.replace(0, kMaxLineBytes, kContinued);
+    for (int end = 0; (end = unread.indexOf('\n', start)) >= 0; start = end + 1)
+        lines.append(unread.mid(start, end - start));
+    unread.remove(0, start);
+    while (unread.size() > kMaxLineBytes) {
+        lines.append(unread.left(kMaxLineBytes));
+        unread.replace(0, kMaxLineBytes, kContinued);
     }
     return lines;
 }

@@ -52,19 +52,9 @@ int endOfScrambled(const QByteArray &line, int start);
 /// Undoes the scrambling of a marker and its base64. Nothing for any other text.
 QByteArray unscrambled(const QByteArray &text);
 
+/// Takes the complete lines, without their line feeds, from the start of the bytes. A line above
+/// 1 MiB is cut into several. All but the first begin with a mark, so that none is taken for a
+/// message.
+QVector<QByteArray> takeLines(QByteArray &unread);
+
 } // namespace LogLine
-
-/// Splits a log into lines. Takes it in pieces of any size.
-class LogLines
-{
-public:
-    /// Returns the next complete lines, without their line feeds. A line above 1 MiB is cut into
-    /// several. All but the first begin with a mark, so that none is taken for a message.
-    QVector<QByteArray> add(const QByteArray &bytes);
-
-    /// The incomplete line at the end.
-    QByteArray rest() const { return m_pending; }
-
-private:
-    QByteArray m_pending;
-};

@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStringList>
+#include <QUrl>
 
 namespace {
 
@@ -82,4 +83,9 @@ QString ServerConf::serverUrl(const QVariantMap &map)
     const bool isPlain = map.value(confCustomHeadindexName).toInt() == 1;
     const QLatin1String scheme(isPlain ? "http://" : "https://");
     return scheme + map.value(confCustomUrlName).toString();
+}
+
+bool ServerConf::isProbe(const QUrl &url)
+{
+    return url.fileName(QUrl::FullyDecoded) == QLatin1String("health");
 }

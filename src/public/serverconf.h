@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QVariantMap>
 
+class QUrl;
+
 /// The server configuration as a map with the keys of confkeys.h: bool, int, int, string, string
 /// and list of the default servers' base URLs. Pure functions between that map and its JSON forms.
 namespace ServerConf {
@@ -29,5 +31,9 @@ QVariantMap toReply(const QVariantMap &map);
 /// chosen index, or empty when there is none. Otherwise the scheme (confCustomHeadindex)
 /// followed by the custom address, which is not validated.
 QString serverUrl(const QVariantMap &map);
+
+/// Whether a reply from the URL answers a health probe: the last segment of its path is exactly
+/// "health". With another path the daemon does not recognise the reply, and the probe times out.
+bool isProbe(const QUrl &url);
 
 } // namespace ServerConf

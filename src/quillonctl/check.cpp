@@ -4,7 +4,6 @@
 #include "configuration.h"
 #include "confkeys.h"
 #include "daemonclient.h"
-#include "healthprobe.h"
 #include "jsontext.h"
 #include "paths.h"
 #include "regularfile.h"
@@ -109,7 +108,7 @@ void checkHealthPath(FileFindings &findings)
     // Without a path, the address can have it.
     const QString base =
         path.isEmpty() ? ServerConf::serverUrl(findings.map) : QStringLiteral("http://h");
-    if (flawOf(base).isEmpty() && !HealthProbe::isReply(QUrl(findings.probeUrl(base))))
+    if (flawOf(base).isEmpty() && !ServerConf::isProbe(QUrl(findings.probeUrl(base))))
         findings.fault("no-probe", healthPathName,
                        "the path of the probe URL does not end in /health: every probe times out");
 }

@@ -62,7 +62,8 @@ QByteArray labelOf(const QByteArray &text)
 QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 {
     QVector<LogEvent> events;
-    const QVector<QByteArray> lines = m_lines.add(bytes);
+    m_unread += bytes;
+    const QVector<QByteArray> lines = LogLine::takeLines(m_unread);
     for (const QByteArray &line : lines)
         take(line, events);
     return events;

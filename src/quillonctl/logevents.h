@@ -40,7 +40,7 @@ private:
     void fill(LogEvent &event, const QByteArray &text, const QByteArray &value);
     void fillOutcome(LogEvent &outcome, int httpStatus);
 
-    LogLines m_lines;
+    QByteArray m_unread; // the incomplete line at the end
     std::optional<LogLine::Head> m_head; // of the message that the line belongs to
     QVector<int> m_choices; // in the client's last write; the daemon has not acted on them yet
     QByteArray m_tlsErrors; // of the request that fails next

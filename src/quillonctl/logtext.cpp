@@ -68,7 +68,8 @@ LogRenderer::LogRenderer(LogLine::Level level, QByteArray since)
 QByteArray LogRenderer::add(const QByteArray &bytes)
 {
     QByteArray text;
-    const QVector<QByteArray> lines = m_lines.add(bytes);
+    m_unread += bytes;
+    const QVector<QByteArray> lines = LogLine::takeLines(m_unread);
     for (const QByteArray &line : lines) {
         if (shows(line))
             text += LogText::inClear(line) + '\n';
@@ -78,7 +79,7 @@ QByteArray LogRenderer::add(const QByteArray &bytes)
 
 QByteArray LogRenderer::rest()
 {
-    return shows(m_lines.rest()) ? LogText::inClear(m_lines.rest()) : QByteArray();
+    return shows(m_unread) ? LogText::inClear(m_unread) : QByteArray();
 }
 
 bool LogRenderer::shows(const QByteArray &line)

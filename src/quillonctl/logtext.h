@@ -41,6 +41,6 @@ private:
 
     const LogLine::Level m_level;
     const QByteArray m_since;
-    LogLines m_lines;
+    QByteArray m_unread; // the incomplete line at the end
     bool m_isShown; // the message that the line belongs to
 };
