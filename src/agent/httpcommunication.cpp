@@ -26,16 +26,6 @@ constexpr qint64 kMaxBodyBytes = 64 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
 constexpr std::chrono::milliseconds kIdleInterval{20};
 
-// Reading takes time that grows with the square of the number of chunks, which can have one byte
-// each. Deleting unread data takes linear time.
-QByteArray bodyOf(QNetworkReply &reply)
-{
-    if (reply.bytesAvailable() <= kMaxBodyBytes)
-        return reply.readAll();
-    qWarning() << "reply body of more than 64 KiB, it is dropped";
-    return {};
-}
-
 void abortLater(QNetworkReply *reply)
 {
     auto *timer = new QTimer(reply);
@@ -156,7 +146,13 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
         return;
     }
 
-    const QByteArray body = bodyOf(*reply);
+    // Reading takes time that grows with the square of the number of chunks, which can have one
+    // byte each. Deleting unread data takes linear time.
+    QByteArray body;
+    if (reply->bytesAvailable() <= kMaxBodyBytes)
+        body = reply->readAll();
+    else
+        qWarning() << "reply body of more than 64 KiB, it is dropped";
     qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
     emit receiveHttpsData(status, headers, body, reply->url().toString());
 }

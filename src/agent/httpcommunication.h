@@ -42,8 +42,7 @@ signals:
     void receiveHttpsData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                           QString postName);
 
-    /// Emitted instead for a reply whose URL path ends in the segment "health".
-    /// Its body is not read.
+    /// Emitted instead, without reading the body, for a reply whose URL path ends in "/health".
     void receiveHealth(const QVariantMap &headerData, int statusCode);
 
 private:

@@ -29,22 +29,24 @@ bool ConfFile::exists() const
 std::optional<QByteArray> ConfFile::read() const
 {
     QFile file;
-    const int descriptor = RegularFile::open(QFile::encodeName(m_path), O_RDONLY);
+    struct statx status = {};
+    const int descriptor = RegularFile::open(QFile::encodeName(m_path), O_RDONLY, status);
     constexpr auto mode = QIODevice::ReadOnly | QIODevice::Text;
     if (descriptor < 0 || !file.open(descriptor, mode, QFileDevice::AutoCloseHandle)
-        || file.size() > RegularFile::kMaxBytes)
+        || status.stx_size > RegularFile::kMaxBytes)
         return std::nullopt;
     return file.read(RegularFile::kMaxBytes);
 }
 
 bool ConfFile::isWritable() const
 {
-    const int file = RegularFile::open(QFile::encodeName(m_path), O_RDWR);
+    struct statx status = {};
+    const int file = RegularFile::open(QFile::encodeName(m_path), O_RDWR, status);
     return file >= 0 && ::close(file) == 0;
 }
 
-// Not QSaveFile: it loses the owner, and its commit() replaces the file by an empty
-// one on a full disk.
+// Not QSaveFile: it loses the owner, and its commit() replaces the file by an empty one
+// on a full disk.
 bool ConfFile::replace(const QByteArray &content) const
 {
     if (content.size() > RegularFile::kMaxBytes)

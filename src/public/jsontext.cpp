@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr size_t kMaxNesting = 1024; // Qt's parser refuses more
-
 /// Decodes a string in quotation marks as Qt's parser does; returns nothing if Qt rejects it.
 /// The result is cut at a NUL, and half of a surrogate pair becomes the replacement character:
 /// Qt considers some names equal that differ only there.
@@ -44,12 +42,6 @@ int endOfToken(const QByteArray &text, int position)
     }
     return text.size();
 }
-
-struct Level
-{
-    bool isObject;
-    std::set<QString> names; // not a hash table: nobody can provoke collisions
-};
 
 } // namespace
 
@@ -82,7 +74,8 @@ QByteArray JsonText::faultIn(const QByteArray &text)
 
 bool JsonText::hasDuplicateNames(const QByteArray &text)
 {
-    std::vector<Level> levels; // the objects and lists that are open
+    // By open object or list. Not a hash table: nobody can provoke collisions.
+    std::vector<std::set<QString>> names;
     QByteArray string; // the last one, in quotation marks
     for (int position = 0; position < text.size();) {
         const int end = endOfToken(text, position);
@@ -90,19 +83,17 @@ bool JsonText::hasDuplicateNames(const QByteArray &text)
         if (byte == '"')
             string = text.mid(position, end - position);
         if (byte == '{' || byte == '[')
-            levels.push_back({byte == '{', {}});
-        if ((byte == '}' || byte == ']') && !levels.empty())
-            levels.pop_back();
-        if (byte == ':' && !levels.empty() && levels.back().isObject && !string.isEmpty()) {
+            names.emplace_back();
+        if ((byte == '}' || byte == ']') && !names.empty())
+            names.pop_back();
+        if (byte == ':' && !names.empty() && !string.isEmpty()) {
             const std::optional<QString> name = nameIn(string);
             if (!name)
                 return false;
-            if (!levels.back().names.insert(*name).second)
+            if (!names.back().insert(*name).second)
                 return true;
             string.clear(); // it names at most one member
         }
-        if (levels.size() > kMaxNesting)
-            return false;
         position = end;
     }
     return false;

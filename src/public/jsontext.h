@@ -7,17 +7,16 @@ class QJsonDocument;
 /// Checks of JSON texts that Qt's parser does not make.
 namespace JsonText {
 
-/// Whether there is no document, or it is `{}` or `[]`. QJsonDocument::isEmpty() is
-/// true only for the first.
+/// Whether there is no document, or it is `{}` or `[]`, for which QJsonDocument::isEmpty() is
+/// false.
 bool isEmpty(const QJsonDocument &document);
 
 /// Why the text is not JSON, after the line and the column; empty if it is.
 QByteArray faultIn(const QByteArray &text);
 
-/// Whether an object in the text, which need not be valid JSON, has two members of the same name.
-/// Qt's parser leaks the first of these members if it is a list or an object, so the daemon scans
-/// text from outside before it parses it. Stops where Qt's parser does. Time is O(n log n) and
-/// memory O(n) in the bytes of the text, for any input.
+/// Whether an object in the text has two members of the same name. Qt's parser leaks the first of
+/// these members if it is a list or an object, so the daemon scans text from outside before it
+/// parses it. Time is O(n log n) and memory O(n) in the bytes of the text, which may be any.
 bool hasDuplicateNames(const QByteArray &text);
 
 } // namespace JsonText

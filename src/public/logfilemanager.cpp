@@ -20,7 +20,6 @@
 namespace {
 
 constexpr mode_t kLogMode = 0666; // the umask restricts it
-constexpr unsigned kStatusFields = STATX_SIZE | STATX_MTIME | STATX_BTIME;
 
 // Set once, before the handler is installed, and used until the process ends.
 QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
@@ -29,15 +28,11 @@ QByteArray logFilePathIn; // clazy:exclude=non-pod-global-static
 // to be from the future and be deleted.
 qint64 currentSeconds()
 {
-    using namespace std::chrono;
-    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
 }
 
-bool isOverLimit(int descriptor)
+bool isOverLimit(const struct statx &file)
 {
-    struct statx file = {};
-    if (statx(descriptor, "", AT_EMPTY_PATH, kStatusFields, &file) != 0)
-        return false;
     const auto &time = (file.stx_mask & STATX_BTIME) != 0 ? file.stx_btime : file.stx_mtime;
     const auto created = static_cast<quint32>(time.tv_sec);
     const auto now = static_cast<quint32>(currentSeconds());
@@ -51,12 +46,13 @@ bool isOverLimit(int descriptor)
 int openLog(int creation)
 {
     const int flags = O_RDWR | O_APPEND | creation;
-    const int file = RegularFile::open(logFilePathIn.constData(), flags, kLogMode);
-    if (file < 0 || !isOverLimit(file))
+    struct statx status = {};
+    const int file = RegularFile::open(logFilePathIn.constData(), flags, status, kLogMode);
+    if (file < 0 || !isOverLimit(status))
         return file;
     ::close(file);
     ::unlink(logFilePathIn.constData());
-    return RegularFile::open(logFilePathIn.constData(), flags, kLogMode);
+    return RegularFile::open(logFilePathIn.constData(), flags, status, kLogMode);
 }
 
 /// Converting to local time costs more than the rest of a line, so the text is cached for one

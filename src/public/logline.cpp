@@ -8,11 +8,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
-constexpr int kMaxLineBytes = 1024 * 1024;
-constexpr char kContinued[] = "(continued) ";
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 // By QtMsgType.
@@ -47,13 +46,13 @@ std::string LogLine::compose(QtMsgType type, const char *time, const QMessageLog
                              const QString &message)
 {
     constexpr size_t headBytes = 96; // roughly
-    const QByteArray file = context.file;
+    const std::string_view file = context.file == nullptr ? "" : context.file;
     const QByteArray text = message.toUtf8();
     const auto textBytes = static_cast<size_t>(text.size());
     std::string line;
     line.reserve(headBytes + textBytes);
     line.append(LogMessages::tags.at(type)).append(time);
-    line.append(":").append(file.constData() + file.lastIndexOf('/') + 1);
+    line.append(":").append(file.substr(file.rfind('/') + 1));
     line.append(" line:").append(std::to_string(context.line)).append("] ");
     line.append(text.constData(), textBytes).push_back('\n');
     return line;
@@ -88,18 +87,4 @@ QByteArray LogLine::unscrambled(const QByteArray &text)
     const QByteArray base64 = text.mid(encryptedIdentity.size());
     const QByteArray bytes = QByteArray::fromBase64(base64);
     return bytes.toBase64() == base64 ? LogEncryption::decryptionMessage(bytes) : QByteArray();
-}
-
-QVector<QByteArray> LogLine::takeLines(QByteArray &unread)
-{
-    QVector<QByteArray> lines;
-    int start = 0;
-    for (int end = 0; (end = unread.indexOf('\n', start)) >= 0; start = end + 1)
-        lines.append(unread.mid(start, end - start));
-    unread.remove(0, start);
-    while (unread.size() > kMaxLineBytes) {
-        lines.append(unread.left(kMaxLineBytes));
-        unread.replace(0, kMaxLineBytes, kContinued);
-    }
-    return lines;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QVector>
 
 #include <array>
 #include <ctime>
@@ -51,10 +50,5 @@ int endOfScrambled(const QByteArray &line, int start);
 
 /// Undoes the scrambling of a marker and its base64. Nothing for any other text.
 QByteArray unscrambled(const QByteArray &text);
-
-/// Takes the complete lines, without their line feeds, from the start of the bytes. A line above
-/// 1 MiB is cut into several. All but the first begin with a mark, so that none is taken for a
-/// message.
-QVector<QByteArray> takeLines(QByteArray &unread);
 
 } // namespace LogLine

@@ -9,8 +9,7 @@ namespace LogMessages {
 inline constexpr std::array<const char *, 5> tags{
     "[Debug:", "[qWarning:", "[Cirtiacl:", "[Fatal:", "[Qinfo:"};
 
-// Texts, or their beginnings. A value follows a text that ends in a colon, an equals
-// sign or a blank.
+// Texts, or their beginnings. A value follows a text that ends in a colon, "=" or a blank.
 
 inline constexpr char version[] = "\n\nversion:";
 

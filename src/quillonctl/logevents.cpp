@@ -63,7 +63,7 @@ QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
 {
     QVector<LogEvent> events;
     m_unread += bytes;
-    const QVector<QByteArray> lines = LogLine::takeLines(m_unread);
+    const QVector<QByteArray> lines = LogText::takeLines(m_unread);
     for (const QByteArray &line : lines)
         take(line, events);
     return events;

@@ -21,8 +21,9 @@ bool LogFile::open()
 {
     close();
     // Opening a FIFO waits for its writer, which is right only for one that the user names.
+    struct statx status = {};
     if (m_path == Paths::logFile.data())
-        m_descriptor = RegularFile::open(m_path.constData(), O_RDONLY);
+        m_descriptor = RegularFile::open(m_path.constData(), O_RDONLY, status);
     else if (m_path == "-")
         m_descriptor = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
     else

@@ -11,6 +11,9 @@
 
 namespace {
 
+constexpr int kMaxLineBytes = 1024 * 1024;
+constexpr char kContinued[] = "(continued) ";
+
 // By level, separated by blanks.
 const char *const kLevelNames[] = {"debug", "info", "warning warn", "critical crit error err",
                                    "fatal"};
@@ -58,6 +61,20 @@ QByteArray LogText::inClear(const QByteArray &line)
     return shown + Output::escaped(line.mid(done));
 }
 
+QVector<QByteArray> LogText::takeLines(QByteArray &unread)
+{
+    QVector<QByteArray> lines;
+    int start = 0;
+    for (int end = 0; (end = unread.indexOf('\n', start)) >= 0; start = end + 1)
+        lines.append(unread.mid(start, end - start));
+    unread.remove(0, start);
+    while (unread.size() > kMaxLineBytes) {
+        lines.append(unread.left(kMaxLineBytes));
+        unread.replace(0, kMaxLineBytes, kContinued);
+    }
+    return lines;
+}
+
 LogRenderer::LogRenderer(LogLine::Level level, QByteArray since)
     : m_level(level)
     , m_since(std::move(since))
@@ -69,7 +86,7 @@ QByteArray LogRenderer::add(const QByteArray &bytes)
 {
     QByteArray text;
     m_unread += bytes;
-    const QVector<QByteArray> lines = LogLine::takeLines(m_unread);
+    const QVector<QByteArray> lines = LogText::takeLines(m_unread);
     for (const QByteArray &line : lines) {
         if (shows(line))
             text += LogText::inClear(line) + '\n';

@@ -2,6 +2,8 @@
 
 #include "logline.h"
 
+#include <QVector>
+
 class QDateTime;
 class QJsonValue;
 
@@ -21,6 +23,10 @@ QJsonValue jsonTime(const QByteArray &time);
 /// the whole line escaped. Backslashes in scrambled texts are doubled, to distinguish
 /// them from escapes. A text that only looks scrambled is unchanged.
 QByteArray inClear(const QByteArray &line);
+
+/// Takes the complete lines, without their line feeds, from the start of the bytes. A line above
+/// 1 MiB is cut into several. All but the first begin with a mark, so none is taken for a message.
+QVector<QByteArray> takeLines(QByteArray &unread);
 
 } // namespace LogText
 
