@@ -1,7 +1,6 @@
 #include "configuration.h"
 
 #include "conffile.h"
-#include "confkeys.h"
 #include "jsontext.h"
 #include "output.h"
 #include "paths.h"
@@ -9,30 +8,20 @@
 
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <unistd.h>
-
-namespace {
-
-/// Whether the daemon sends this message when it has loaded this map.
-bool isReply(const QJsonObject &message, const QVariantMap &map)
-{
-    const QJsonObject reply = QJsonObject::fromVariantMap(ServerConf::toReply(map));
-    for (auto member = reply.begin(); member != reply.end(); ++member) {
-        if (message.value(member.key()) != member.value())
-            return false;
-    }
-    return true;
-}
-
-} // namespace
 
 std::optional<Configuration> Configuration::fromMessage(const QJsonObject &message)
 {
     const QVariantMap loaded = ServerConf::parse(QJsonDocument(message).toJson()).map;
     for (const QVariantMap &map : {QVariantMap(), loaded}) {
-        if (isReply(message, map))
+        // What the daemon sends when it has loaded this map.
+        const QJsonObject reply = QJsonObject::fromVariantMap(ServerConf::toReply(map));
+        const QStringList names = reply.keys();
+        const auto agrees = [&](const QString &name) { return message[name] == reply[name]; };
+        if (std::all_of(names.begin(), names.end(), agrees))
             return Configuration(map);
     }
     return {};
@@ -71,15 +60,13 @@ FileComparison Configuration::compareWithFile() const
 
 QString Configuration::serverInUse() const
 {
-    const bool isEmptyCustom = !m_map.value(confDefaultName).toBool()
-                               && m_map.value(confCustomUrlName).toString().isEmpty();
-    return isEmptyCustom ? QString() : ServerConf::serverUrl(m_map);
+    const bool lacksCustom = !usesDefault() && m_map.value(confCustomUrlName).toString().isEmpty();
+    return lacksCustom ? QString() : ServerConf::serverUrl(m_map);
 }
 
 int Configuration::chosenIndex() const
 {
-    const bool isDefault = m_map.value(confDefaultName).toBool();
-    return isDefault ? m_map.value(confDefaultIndexName).toInt() : -1;
+    return usesDefault() ? m_map.value(confDefaultIndexName).toInt() : -1;
 }
 
 int Configuration::indexOf(const QString &shown) const
@@ -96,8 +83,7 @@ QByteArray Configuration::serverText() const
 {
     const QByteArray server = Output::escaped(serverInUse().toUtf8());
     const QByteArray index = m_map.value(confDefaultIndexName).toByteArray();
-    const bool isDefault = m_map.value(confDefaultName).toBool();
-    const QByteArray choice = isDefault ? "default server " + index : "custom address";
+    const QByteArray choice = usesDefault() ? "default server " + index : "custom address";
     if (!server.isEmpty())
         return server + " (" + choice + ')';
     return m_map.isEmpty() ? "none (no configuration)" : "none (" + choice + " missing or empty)";
@@ -106,7 +92,7 @@ QByteArray Configuration::serverText() const
 QJsonObject Configuration::toJson() const
 {
     QJsonObject document = QJsonObject::fromVariantMap(ServerConf::toReply(m_map));
-    document.insert(confDefaultName, m_map.value(confDefaultName).toBool());
+    document.insert(confDefaultName, usesDefault());
     document.insert(QStringLiteral("loaded"), !m_map.isEmpty());
     return document;
 }

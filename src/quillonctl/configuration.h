@@ -1,5 +1,7 @@
 #pragma once
 
+#include "confkeys.h"
+
 #include <QJsonObject>
 #include <QVariantMap>
 
@@ -58,5 +60,7 @@ public:
     QByteArray toText() const;
 
 private:
+    bool usesDefault() const { return m_map.value(confDefaultName).toBool(); }
+
     QVariantMap m_map;
 };
