@@ -56,13 +56,8 @@ QByteArray requestOf(Protocol::MessageType type, QJsonObject members = {})
     return Frame::pack(Frame::Client, QJsonDocument(members).toJson(QJsonDocument::Compact));
 }
 
-Verdict badAnswer(const QByteArray &flaw)
-{
-    return {ExitStatus::Failed, "bad-answer", "the daemon sent an invalid answer: " + flaw};
-}
-
-/// Returns true when the reply is complete.
-bool takeMessage(const QByteArray &payload, Reply &reply)
+/// Returns what is wrong with the message; empty if nothing.
+QByteArray takeMessage(const QByteArray &payload, Reply &reply)
 {
     const QJsonDocument document = QJsonDocument::fromJson(payload);
     const QJsonObject message = document.object();
@@ -72,10 +67,9 @@ bool takeMessage(const QByteArray &payload, Reply &reply)
     if (type == Protocol::Configuration)
         reply.configuration = Configuration::fromMessage(message);
     if (!document.isObject())
-        reply.verdict = badAnswer("it is not a JSON object");
-    else if (type == Protocol::Configuration && !reply.configuration)
-        reply.verdict = badAnswer("members are missing or have the wrong type");
-    return type == Protocol::Configuration || !reply.verdict.isDone();
+        return "it is not a JSON object";
+    const bool isFlawed = type == Protocol::Configuration && !reply.configuration;
+    return isFlawed ? "members are missing or have the wrong type" : "";
 }
 
 /// Moves the complete messages to the reply. Returns true when it needs no more bytes.
@@ -83,17 +77,18 @@ bool take(QByteArray &bytes, Reply &reply)
 {
     for (int position = 0;;) {
         const Frame::Slice frame = Frame::take(bytes, position, Frame::Daemon);
-        const QByteArray flaw = flawOf(frame);
-        if (!flaw.isEmpty()) {
-            reply.verdict = badAnswer(flaw);
+        QByteArray flaw = flawOf(frame);
+        if (flaw.isEmpty() && frame.state == Frame::State::Complete)
+            flaw = takeMessage(frame.payload, reply);
+        if (!flaw.isEmpty())
+            reply.verdict = {ExitStatus::Failed, "bad-answer",
+                             "the daemon sent an invalid answer: " + flaw};
+        if (!flaw.isEmpty() || reply.configuration)
             return true;
-        }
         if (frame.state == Frame::State::CutShort) {
             bytes.remove(0, position);
             return false;
         }
-        if (takeMessage(frame.payload, reply))
-            return true;
         position = frame.end;
     }
 }
@@ -136,19 +131,18 @@ Reply attempt(const QByteArray &request, const QDeadlineTimer &deadline)
     // No waitForConnected(): a local connect succeeds or fails at once, and with a
     // full backlog Qt would retry without a pause.
     socket.connectToServer(Paths::socket);
-    if (socket.state() == QLocalSocket::ConnectedState) {
-        reply.process = processOf(socket);
-        socket.write(request);
-        socket.flush();
-        collect(socket, deadline, reply);
+    if (socket.state() == QLocalSocket::ConnectingState)
+        reply.verdict = {ExitStatus::NoAnswer, "no-answer",
+                         "the daemon serves one program at a time, and too many programs wait"};
+    else if (socket.state() != QLocalSocket::ConnectedState)
+        reply.verdict = {ExitStatus::NoDaemon, "no-daemon", "the daemon refused the connection"};
+    if (!reply.verdict.isDone())
         return reply;
-    }
-    reply.verdict =
-        socket.state() == QLocalSocket::ConnectingState
-            ? Verdict{ExitStatus::NoAnswer, "no-answer",
-                      "the daemon serves one program at a time, and too many programs wait"}
-            : Verdict{ExitStatus::NoDaemon, "no-daemon", "the daemon refused the connection"};
-    socket.abort();
+
+    reply.process = processOf(socket);
+    socket.write(request);
+    socket.flush();
+    collect(socket, deadline, reply);
     return reply;
 }
 
