@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr int kCountWidth = 6;
 constexpr unsigned long kPauseMilliseconds = 200;
 
 struct DaemonState
@@ -22,8 +21,7 @@ struct DaemonState
     Reply reply;
     FileComparison file; ///< with what the daemon reports
 
-    QByteArray version; ///< of the last start in the log; empty if there is none
-    QByteArray startTime; ///< of the daemon; empty when it is unknown
+    LogEvent start; ///< of the daemon; the time or the text is empty if it is unknown
     QByteArray lastTime; ///< of any event in the log
     LastProbe probe;
     QJsonObject warnings; ///< of the last 24 hours: how many of each kind
@@ -34,10 +32,8 @@ void add(const LogEvent &event, const QByteArray &yesterday, DaemonState &state)
 {
     state.lastTime = event.time;
     state.probe.add(event);
-    if (event.kind == LogEvent::Start) {
-        state.version = event.text;
-        state.startTime = event.time;
-    }
+    if (event.kind == LogEvent::Start)
+        state.start = event;
     if (event.kind != LogEvent::Warning || event.time < yesterday)
         return;
     const QString label = QString::fromUtf8(event.text);
@@ -74,9 +70,9 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
     const QDateTime logged = state.reply.verdict.isDone() ? visit : listening;
     if (state.logFault.isEmpty() && state.lastTime < LogText::timeText(logged.addSecs(-1)))
         state.logFault = QByteArray("the running daemon does not write ") + Paths::logFile.data();
-    state.startTime = LogText::timeText(listening);
+    state.start.time = LogText::timeText(listening);
     if (!state.logFault.isEmpty())
-        state.version.clear();
+        state.start.text.clear();
     if (!state.logFault.isEmpty() || state.reply.isUnconfigured())
         state.probe = {};
     if (state.probe.isUnsent() && state.file.differs.value_or(false))
@@ -101,12 +97,12 @@ QByteArray daemonText(const DaemonState &state)
 {
     const Reply &reply = state.reply;
     QByteArray text = reply.verdict.isDone() ? "answers" : Output::escaped(reply.verdict.message);
-    if (state.startTime.isEmpty())
+    if (state.start.time.isEmpty())
         return text;
     text += reply.process == 0 ? "\nLast start:  "
                                : "\nProcess:     " + QByteArray::number(reply.process) + ", since ";
-    return text + state.startTime + ", version "
-           + (state.version.isEmpty() ? "unknown" : state.version);
+    return text + state.start.time + ", version "
+           + (state.start.text.isEmpty() ? "unknown" : state.start.text);
 }
 
 QByteArray textOf(const DaemonState &state)
@@ -130,25 +126,24 @@ QByteArray textOf(const DaemonState &state)
         text += QByteArray("\nWarnings of the last 24 hours:")
                 + (state.warnings.isEmpty() ? " none" : "");
     for (auto warning = state.warnings.begin(); warning != state.warnings.end(); ++warning)
-        text += '\n' + QByteArray::number(warning.value().toInt()).rightJustified(kCountWidth)
-                + "  " + warning.key().toUtf8();
+        text += '\n' + QByteArray::number(warning.value().toInt()).rightJustified(6) + "  "
+                + warning.key().toUtf8();
     return text + '\n';
 }
 
 QJsonObject jsonOf(const DaemonState &state)
 {
-    const auto &configuration = state.reply.configuration;
-    const QString server = configuration ? configuration->serverInUse() : QString();
-    const int index = configuration ? configuration->chosenIndex() : -1;
+    const auto configuration = state.reply.configuration.value_or(Configuration(QVariantMap()));
+    const int index = configuration.chosenIndex();
     const QJsonObject daemon{
         {QStringLiteral("answers"), state.reply.verdict.isDone()},
         {QStringLiteral("reason"), Output::orNull(state.reply.verdict.message)},
         {QStringLiteral("process"), state.reply.process == 0 ? QJsonValue() : state.reply.process},
-        {QStringLiteral("since"), LogText::jsonTime(state.startTime)},
-        {QStringLiteral("version"), Output::orNull(state.version)}};
+        {QStringLiteral("since"), LogText::jsonTime(state.start.time)},
+        {QStringLiteral("version"), Output::orNull(state.start.text)}};
     return verdictOf(state).toJson(
         {{QStringLiteral("daemon"), daemon},
-         {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
+         {QStringLiteral("serverInUse"), Output::orNull(configuration.serverInUse().toUtf8())},
          {QStringLiteral("serverIndex"), index == -1 ? QJsonValue() : index},
          {QStringLiteral("fileDiffers"), state.file.differs ? *state.file.differs : QJsonValue()},
          {QStringLiteral("fileFault"), Output::orNull(state.file.text())},
