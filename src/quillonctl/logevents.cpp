@@ -57,6 +57,15 @@ QByteArray labelOf(const QByteArray &text)
     return Output::escaped(words.remove(value).simplified().toUtf8());
 }
 
+/// How many seconds ago it was; nothing if this is not a time.
+std::optional<qint64> ageOf(const QByteArray &time)
+{
+    const QDateTime past = LogLine::dateTimeIn(time);
+    if (!past.isValid())
+        return {};
+    return std::max<qint64>(0, past.secsTo(QDateTime::currentDateTime()));
+}
+
 } // namespace
 
 QVector<LogEvent> LogEvents::add(const QByteArray &bytes)
@@ -118,8 +127,7 @@ void LogEvents::noteChoice(const QByteArray &text)
         m_choices.clear();
     if (!text.startsWith(LogMessages::frame))
         return;
-    const QJsonObject message =
-        QJsonDocument::fromJson(LogLine::unscrambled(quoted(text))).object();
+    const auto message = QJsonDocument::fromJson(LogLine::unscrambled(quoted(text))).object();
     if (Protocol::numberIn(message.value(Protocol::typeName)) == Protocol::ChooseServer)
         m_choices.append(Protocol::numberIn(message.value(Protocol::serverIndexName)));
 }
@@ -131,24 +139,19 @@ void LogEvents::fill(LogEvent &event, const QByteArray &text, const QByteArray &
         m_failure.clear();
         event.text = quoted(LogText::inClear(value));
     } else if (event.kind == LogEvent::Outcome) {
-        fillOutcome(event, value.simplified().split(' ').constFirst().toInt());
+        event.httpStatus = value.simplified().split(' ').constFirst().toInt();
+        event.text = "HTTP status " + QByteArray::number(event.httpStatus);
     } else if (event.kind == LogEvent::Choice && !m_choices.isEmpty()) {
         event.text = QByteArray::number(m_choices.takeFirst());
     } else if (event.kind == LogEvent::Fault) {
         event.text = LogText::inClear(text);
     }
-}
-
-void LogEvents::fillOutcome(LogEvent &outcome, int httpStatus)
-{
-    outcome.httpStatus = httpStatus;
-    outcome.text = "HTTP status " + QByteArray::number(httpStatus);
-    if (httpStatus != 0)
+    if (event.httpStatus != 0)
         return;
-    outcome.failure = m_failure;
-    outcome.text = "no HTTP response";
+    event.failure = m_failure;
+    event.text = "no HTTP response";
     if (!m_failure.isEmpty())
-        outcome.text += " (" + m_failure + ')';
+        event.text += " (" + m_failure + ')';
 }
 
 void LastProbe::add(const LogEvent &event)
@@ -182,19 +185,11 @@ QByteArray LastProbe::toText() const
     return m_isUnsent ? "none since this server was chosen" : "none in the log";
 }
 
-std::optional<qint64> LastProbe::age() const
-{
-    const QDateTime end = LogLine::dateTimeIn(m_outcome.time);
-    if (!end.isValid())
-        return {};
-    return std::max<qint64>(0, end.secsTo(QDateTime::currentDateTime()));
-}
-
 QByteArray LastProbe::ageText() const
 {
     constexpr std::pair<int, const char *> units[] = {
         {86400, " days ago"}, {3600, " h ago"}, {60, " min ago"}, {1, " s ago"}};
-    const std::optional<qint64> seconds = age();
+    const auto seconds = ageOf(m_outcome.time);
     for (const auto &[size, name] : units) {
         if (seconds && (*seconds >= 2 * size || size == 1)) // "1 days" would be wrong
             return " (" + QByteArray::number(*seconds / size) + name + ')';
@@ -204,7 +199,7 @@ QByteArray LastProbe::ageText() const
 
 QJsonObject LastProbe::toJson() const
 {
-    const std::optional<qint64> age = this->age();
+    const auto age = ageOf(m_outcome.time);
     const bool isAnswered = isOver() && !hasTimedOut();
     QByteArray state = m_isUnsent ? "unsent" : "";
     if (isPending())

@@ -38,7 +38,6 @@ private:
     void noteFailure(const QByteArray &text);
     void noteChoice(const QByteArray &text);
     void fill(LogEvent &event, const QByteArray &text, const QByteArray &value);
-    void fillOutcome(LogEvent &outcome, int httpStatus);
 
     QByteArray m_unread; // the incomplete line at the end
     std::optional<LogLine::Head> m_head; // of the message that the line belongs to
@@ -69,9 +68,6 @@ public:
 
     /// The outcome on one line; safe for a terminal.
     QByteArray toText() const;
-
-    /// How many seconds ago the probe ended; nothing before its end.
-    std::optional<qint64> age() const;
 
     /// The age for people, in brackets after a blank; empty before the end of the probe.
     QByteArray ageText() const;
