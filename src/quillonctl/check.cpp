@@ -33,19 +33,19 @@ struct FileFindings
 
     QString probeUrl(const QString &base) const
     {
-        return base + map.value(healthPathName).toString();
+        return base.isEmpty() ? base : base + map.value(healthPathName).toString();
     }
 
     /// The member is empty for a fault of the whole file; used is what the daemon uses, if known.
     void fault(const char *kind, const QString &member, const QByteArray &message,
                const QJsonValue &used = QJsonValue::Undefined)
     {
-        QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
-                           {QStringLiteral("message"), QString::fromUtf8(message)}};
-        object.insert(QStringLiteral("used"), used); // nothing when it is undefined
-        if (!member.isEmpty())
-            object.insert(QStringLiteral("member"), member);
-        faults.append(object);
+        // Qt inserts no member that is undefined.
+        const QJsonValue name = member.isEmpty() ? QJsonValue(QJsonValue::Undefined) : member;
+        faults.append(QJsonObject{{QStringLiteral("kind"), QLatin1String(kind)},
+                                  {QStringLiteral("member"), name},
+                                  {QStringLiteral("message"), QString::fromUtf8(message)},
+                                  {QStringLiteral("used"), used}});
     }
 };
 
@@ -89,26 +89,16 @@ QByteArray flawOf(const QString &base)
     return base.endsWith(QLatin1Char('/')) ? "a slash at the end, and healthPath adds another" : "";
 }
 
-void checkAddress(const QString &base, QLatin1String member, const QByteArray &label,
-                  FileFindings &findings)
-{
-    const QByteArray flaw = flawOf(base);
-    if (!flaw.isEmpty())
-        findings.fault("bad-url", member, label + flaw);
-}
-
 void checkHealthPath(FileFindings &findings)
 {
     const QString path = findings.map.value(healthPathName).toString();
-    if (!path.isEmpty() && !path.startsWith(QLatin1Char('/'))) {
-        findings.fault("bad-path", healthPathName,
-                       "no slash at the start: the probe goes to another host or port");
-        return;
-    }
     // Without a path, the address can have it.
     const QString base =
         path.isEmpty() ? ServerConf::serverUrl(findings.map) : QStringLiteral("http://h");
-    if (flawOf(base).isEmpty() && !ServerConf::isProbe(QUrl(findings.probeUrl(base))))
+    if (!path.isEmpty() && !path.startsWith(QLatin1Char('/')))
+        findings.fault("bad-path", healthPathName,
+                       "no slash at the start: the probe goes to another host or port");
+    else if (flawOf(base).isEmpty() && !ServerConf::isProbe(QUrl(findings.probeUrl(base))))
         findings.fault("no-probe", healthPathName,
                        "the path of the probe URL does not end in /health: every probe times out");
 }
@@ -120,17 +110,19 @@ void checkAddresses(FileFindings &findings)
     for (int index = 0; index < servers.size(); ++index) {
         const QByteArray entry = "entry " + QByteArray::number(index) + ": ";
         const QString server = servers.at(index).toString();
+        const QByteArray flaw = flawOf(server);
         if (servers.at(index).type() != QVariant::String)
             findings.fault("mistyped", defaultUrlName, entry + "not a string", server);
-        else
-            checkAddress(server, defaultUrlName, entry, findings);
+        else if (!flaw.isEmpty())
+            findings.fault("bad-url", defaultUrlName, entry + flaw);
     }
     if (findings.map.value(confDefaultName).toBool())
         return;
+    const QByteArray flaw = flawOf(ServerConf::serverUrl(findings.map));
     if (findings.map.value(confCustomUrlName).toString().isEmpty())
         findings.fault("no-address", confCustomUrlName, "empty, but in use");
-    else
-        checkAddress(ServerConf::serverUrl(findings.map), confCustomUrlName, {}, findings);
+    else if (!flaw.isEmpty())
+        findings.fault("bad-url", confCustomUrlName, flaw);
 }
 
 void checkIndices(const QJsonObject &written, FileFindings &findings)
@@ -223,15 +215,13 @@ QByteArray textOf(const FileFindings &findings)
 QJsonObject jsonOf(const FileFindings &findings, const Verdict &verdict)
 {
     const QString server = Configuration(findings.map).serverInUse();
-    const QString probe = server.isEmpty() ? QString() : findings.probeUrl(server);
     return verdict.toJson(
         {{QStringLiteral("configuration"), QJsonObject::fromVariantMap(findings.map)},
          {QStringLiteral("serverInUse"), Output::orNull(server.toUtf8())},
-         {QStringLiteral("probeUrl"), Output::orNull(probe.toUtf8())},
+         {QStringLiteral("probeUrl"), Output::orNull(findings.probeUrl(server).toUtf8())},
          {QStringLiteral("absent"), findings.absent},
          {QStringLiteral("faults"), findings.faults},
-         {QStringLiteral("notCompared"),
-          Output::orNull(findings.notCompared.value_or(QByteArray()))}});
+         {QStringLiteral("notCompared"), Output::orNull(findings.notCompared.value_or(""))}});
 }
 
 } // namespace
