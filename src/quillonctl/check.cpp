@@ -228,7 +228,7 @@ QJsonObject jsonOf(const FileFindings &findings, const Verdict &verdict)
 
 ExitStatus Commands::check(const Options &options)
 {
-    const QString path = options.argument.value_or(Paths::configuration);
+    const QString path = options.argument.isEmpty() ? Paths::configuration : options.argument;
     Verdict verdict;
     const auto content = read(path, verdict);
     if (!content)

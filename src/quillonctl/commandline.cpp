@@ -10,7 +10,6 @@
 namespace {
 
 constexpr std::chrono::milliseconds kProbeTimeout{15000}; // the probe alone may take 8 s
-constexpr int kSyntaxWidth = 22;
 
 struct Command
 {
@@ -82,9 +81,8 @@ bool readLines(const QString &value, Options &options)
 
 bool readLevel(const QString &value, Options &options)
 {
-    const auto level = LogText::levelNamed(value);
-    options.level = level.value_or(options.level);
-    return level.has_value();
+    options.level = LogText::levelNamed(value);
+    return options.level.has_value();
 }
 
 const Option kOptions[] = {
@@ -162,7 +160,7 @@ QByteArray programHelp()
     QByteArray text = "Usage: quillonctl [COMMAND] [OPTION]...\n\nCommands:\n";
     for (const Command &command : kCommands) {
         const QByteArray syntax = QByteArray(command.name) + ' ' + command.argument;
-        text += "  " + syntax.leftJustified(kSyntaxWidth) + command.description + '\n';
+        text += "  " + syntax.leftJustified(22) + command.description + '\n';
     }
     return text
            + "\nWithout COMMAND: status. Run 'quillonctl help COMMAND' for its options, and\n"
@@ -182,13 +180,21 @@ QByteArray helpOf(const Command &command)
 
 ExitStatus help(const Options &options)
 {
-    const Command *topic = commandNamed(options.argument.value_or(QString()));
+    const Command *topic = commandNamed(options.argument);
     Output::print(topic == nullptr ? programHelp() : helpOf(*topic));
     return ExitStatus::Done;
 }
 
+bool takesArgument(const Command &command, const Options &options)
+{
+    if (command.run == help)
+        return commandNamed(options.argument) != nullptr;
+    const bool followsInput = options.follow && options.argument == QLatin1String("-");
+    return *command.argument != '\0' && !options.argument.isEmpty() && !followsInput;
+}
+
 /// Returns the fault, in words; empty if there is none.
-QByteArray readOptions(const QCommandLineParser &parser, Options &options)
+QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
 {
     for (const Option &option : kOptions) {
         const QString name = QString::fromLatin1(option.names).section(QLatin1Char(','), -1);
@@ -200,33 +206,15 @@ QByteArray readOptions(const QCommandLineParser &parser, Options &options)
         else if (!option.read(value, options))
             return "--" + name.toUtf8() + " does not take '" + value.toUtf8() + '\'';
     }
-    return {};
-}
-
-bool takesArgument(const Command &command, const Options &options)
-{
-    if (command.run == help)
-        return commandNamed(*options.argument) != nullptr;
-    const bool isStandardInput = *options.argument == QLatin1String("-");
-    return *command.argument != '\0' && !options.argument->isEmpty()
-           && !(isStandardInput && options.follow);
-}
-
-/// Returns the fault, in words; empty if there is none.
-QByteArray read(const Command &command, const QCommandLineParser &parser, Options &options)
-{
-    QByteArray fault = readOptions(parser, options);
-    const QStringList arguments = parser.positionalArguments();
     const bool awaitsProbe = options.probe || (options.wait && command.run == Commands::status);
     if (awaitsProbe && !parser.isSet(QStringLiteral("timeout")))
         options.timeout = kProbeTimeout;
-    if (!fault.isEmpty())
-        return fault;
+
+    const QStringList arguments = parser.positionalArguments();
     if (arguments.isEmpty() && command.run == Commands::use && !options.probe)
         return "use needs the INDEX or the ADDRESS of a server";
-    if (!arguments.isEmpty())
-        options.argument = arguments.constFirst();
-    options.index = decimal(options.argument.value_or(QString()));
+    options.argument = arguments.value(0);
+    options.index = decimal(options.argument);
     if (arguments.isEmpty() || (arguments.size() == 1 && takesArgument(command, options)))
         return {};
     return command.name + (" does not take '" + arguments.constLast().toUtf8()) + '\'';

@@ -11,7 +11,7 @@
 /// The checked values of the command line. Each command reads its own members.
 struct Options
 {
-    std::optional<QString> argument; ///< a FILE ("-" is standard input), server or command
+    QString argument; ///< a FILE ("-" is standard input), server or command; empty without one
     std::optional<int> index; ///< of a server, if the argument is a decimal number
     bool json = false;
 
@@ -21,7 +21,7 @@ struct Options
 
     bool follow = false;
     std::optional<int> lines; ///< how many of the last lines; nothing means all
-    LogLine::Level level = LogLine::Level::Debug;
+    std::optional<LogLine::Level> level; ///< and above; nothing means all
     QByteArray since; ///< in the log's time format; empty means no limit
 };
 

@@ -84,13 +84,13 @@ Reply choose(const Options &options, const QDeadlineTimer &deadline, int &index)
     if (!options.index) {
         Reply reply = DaemonClient::ask(deadline, options.wait);
         if (reply.configuration)
-            index = options.argument ? reply.configuration->indexOf(*options.argument)
-                                     : reply.configuration->chosenIndex();
+            index = options.argument.isEmpty() ? reply.configuration->chosenIndex()
+                                               : reply.configuration->indexOf(options.argument);
         if (reply.configuration && index < 0)
             reply.verdict = {ExitStatus::Failed, "no-such-server",
-                             options.argument
-                                 ? "no default server has this address; see 'quillonctl show'"
-                                 : "no default server is in use"};
+                             options.argument.isEmpty()
+                                 ? "no default server is in use"
+                                 : "no default server has this address; see 'quillonctl show'"};
         if (index < 0)
             return reply;
     }

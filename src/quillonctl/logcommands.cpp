@@ -17,7 +17,6 @@ namespace {
 // Polls, because a kernel watch ends when the daemon deletes the log.
 constexpr int kPollMilliseconds = 200;
 constexpr int kMaxHeldBytes = 16 * 1024 * 1024;
-constexpr int kWordWidth = 9;
 
 constexpr char kRed[] = "\x1b[31m";
 constexpr char kGreen[] = "\x1b[32m";
@@ -84,11 +83,6 @@ ExitStatus print(LogFile &log, const QString &path, bool follows, bool json, con
     }
 }
 
-bool isShown(const LogEvent &event)
-{
-    return event.kind != LogEvent::Server && event.kind != LogEvent::Warning;
-}
-
 const char *colourOf(const LogEvent &event)
 {
     if (event.kind == LogEvent::Outcome)
@@ -101,7 +95,7 @@ const char *colourOf(const LogEvent &event)
 QByteArray lineOf(const LogEvent &event, bool isColoured)
 {
     const QByteArray kind(event.kind.data(), event.kind.size());
-    const QByteArray shown = kind.leftJustified(kWordWidth) + event.label + event.text;
+    const QByteArray shown = kind.leftJustified(9) + event.label + event.text;
     const char *colour = isColoured ? colourOf(event) : "";
     return event.time + "  " + colour + shown + (*colour == '\0' ? "" : kPlain) + '\n';
 }
@@ -123,9 +117,9 @@ QByteArray jsonOf(const LogEvent &event)
 
 ExitStatus Commands::log(const Options &options)
 {
-    const QString path = options.argument.value_or(Paths::logFile);
+    const QString path = options.argument.isEmpty() ? Paths::logFile : options.argument;
     LogFile log(path);
-    LogRenderer renderer(options.level, options.since);
+    LogRenderer renderer(options.level.value_or(LogLine::Level::Debug), options.since);
     const Renderer render = [&](const QByteArray &bytes) {
         return bytes.isEmpty() && !options.follow ? renderer.rest() : renderer.add(bytes);
     };
@@ -145,7 +139,8 @@ ExitStatus Commands::monitor(const Options &options)
         QByteArray lines;
         const QVector<LogEvent> found = events.add(bytes);
         for (const LogEvent &event : found) {
-            if (isShown(event) && event.time >= options.since)
+            const bool isShown = event.kind != LogEvent::Server && event.kind != LogEvent::Warning;
+            if (isShown && event.time >= options.since)
                 lines += options.json ? jsonOf(event) : lineOf(event, isColoured);
         }
         return lines;

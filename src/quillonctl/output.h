@@ -49,9 +49,8 @@ QByteArray jsonLine(const QJsonObject &object);
 /// The text as JSON; null when it is empty.
 QJsonValue orNull(const QByteArray &utf8);
 
-/// Makes a text safe for a terminal. Printable UTF-8 is unchanged. Control, format and
-/// direction characters and line separators become \n, \r, \t, \xNN or \u{N}.
-/// In a text that is not UTF-8, all bytes above 0x7E become \xNN. Pure.
+/// Makes a text safe for a terminal: control, format and direction characters and line separators
+/// become \n, \r, \t, \xNN or \u{N}. In a text that is not UTF-8, bytes above 0x7E become \xNN.
 QByteArray escaped(const QByteArray &text);
 
 /// The verdict for a file that cannot be read. Names a user who can, if permission is missing.
