@@ -133,10 +133,10 @@ class Real(Checks):
             self.look(f"File:        {CONF}: missing; the daemon goes on", 1, *PATIENT)
             configure('{"defaultUrl":')
             self.look("column 15: unexpected end; the daemon goes on", 1, *PATIENT)
-            self.check(["check"], 1, "before a restart; the next choice overwrites this file\n")
+            self.check(["check"], 1, "before a restart; until then, any choice overwrites the file\n")
             configure({"defaultUrl": URLS})
-            self.look("after an edit; the next choice overwrites this file\n", 1, *PATIENT)
-            self.check(["check", f"/{CONF}"], 1, "healthPath; restart it after an edit\nWrong:\n")
+            self.look("to load this file; until then, any choice overwrites the file\n", 1, *PATIENT)
+            self.check(["check", f"/{CONF}"], 1, "healthPath; restart it after you edit that\nWrong:\n")
         self.look('"process":null,"reason":"no daemon listens', 3, "--json")
 
     def test_busy_daemon(self):
@@ -241,7 +241,7 @@ class Alone(Checks):
         self.assertGreater(time.monotonic(), begun + 0.9)
         with start("show", "--wait", *PATIENT) as patient, Daemon():
             self.assertEqual(patient.wait(DEADLINE), 0)
-            self.look("missing; see the example in 'man quillon-agent.json'", 1, *PATIENT)
+            self.look("missing; create or repair it ('man quillon-agent.json' has", 1, *PATIENT)
             self.look("none, because the daemon has no configuration\n", 1, *PATIENT)
             self.look('"state":null', 1, "--json", *PATIENT)
             self.check(["show", "--json", *PATIENT], 0, '"serverInUse":null')
@@ -319,6 +319,7 @@ class Alone(Checks):
         rows = (
             ("", "line 1, column 1: unexpected end"), ("{}", "no member"), ("[1]", "not an object"),
             ('{\n "é": [1, ]}', "line 2, column 11: unexpected ']'"),
+            ('{"a": ["b"\n }  ', "line 2, column 2: unexpected '}'"),
             ({"confDefault": 1}, "confDefault: not true or false: false is used"),
             ({"confDefaultIndex": 0.7}, "confDefaultIndex: not a whole number"),
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),

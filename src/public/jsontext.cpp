@@ -50,28 +50,6 @@ bool JsonText::isEmpty(const QJsonDocument &document)
     return document.object().isEmpty() && document.array().isEmpty();
 }
 
-QByteArray JsonText::faultIn(const QByteArray &text)
-{
-    QJsonParseError error = {};
-    QJsonDocument::fromJson(text, &error);
-    if (error.error == QJsonParseError::NoError)
-        return {};
-    // One more byte, so that Qt finds something unexpected if the text ends too early.
-    QJsonDocument::fromJson(text + '\x1', &error);
-    // Qt stops behind the unexpected character, except in these cases.
-    const bool isBefore = error.error == QJsonParseError::IllegalNumber
-                          || error.error == QJsonParseError::TerminationByNumber
-                          || error.error == QJsonParseError::IllegalUTF8String;
-    const QByteArray before = text.left(isBefore ? error.offset : error.offset - 1);
-    const QByteArray line = before.mid(before.lastIndexOf('\n') + 1);
-    constexpr int longestCharacter = 4;
-    const auto next = QString::fromUtf8(text.mid(before.size(), longestCharacter)).toUcs4();
-    return "line " + QByteArray::number(before.count('\n') + 1) + ", column "
-           + QByteArray::number(QString::fromUtf8(line).size() + 1) + ": unexpected "
-           + (next.isEmpty() ? QByteArray("end")
-                             : '\'' + QString::fromUcs4(next.constData(), 1).toUtf8() + '\'');
-}
-
 bool JsonText::hasDuplicateNames(const QByteArray &text)
 {
     // By open object or list. Not a hash table: nobody can provoke collisions.

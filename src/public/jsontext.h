@@ -7,12 +7,8 @@ class QJsonDocument;
 /// Checks of JSON texts that Qt's parser does not make.
 namespace JsonText {
 
-/// Whether there is no document, or it is `{}` or `[]`, for which QJsonDocument::isEmpty() is
-/// false.
+/// Whether there is no document or an empty one, for which QJsonDocument::isEmpty() is false.
 bool isEmpty(const QJsonDocument &document);
-
-/// Why the text is not JSON, after the line and the column; empty if it is.
-QByteArray faultIn(const QByteArray &text);
 
 /// Whether an object in the text has two members of the same name. Qt's parser leaks the first of
 /// these members if it is a list or an object, so the daemon scans text from outside before it

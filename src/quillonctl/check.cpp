@@ -206,9 +206,9 @@ QByteArray textOf(const FileFindings &findings)
     if (findings.notCompared) {
         const QByteArray reason = Output::escaped(*findings.notCompared);
         text += "Not compared with the daemon: "
-                + (reason.isEmpty() ? "healthPath; restart it after an edit" : reason) + '\n';
+                + (reason.isEmpty() ? "healthPath; restart it after you edit that" : reason) + '\n';
     }
-    text += findings.faults.isEmpty() ? "Nothing is wrong.\n" : "Wrong:\n";
+    text += findings.faults.isEmpty() ? "No fault found.\n" : "Wrong:\n";
     return text + linesOf(findings.faults);
 }
 

@@ -212,7 +212,7 @@ QByteArray read(const Command &command, const QCommandLineParser &parser, Option
 
     const QStringList arguments = parser.positionalArguments();
     if (arguments.isEmpty() && command.run == Commands::use && !options.probe)
-        return "use needs the INDEX or the ADDRESS of a server";
+        return "use needs the INDEX or the ADDRESS of a server, or --probe";
     options.argument = arguments.value(0);
     options.index = decimal(options.argument);
     if (arguments.isEmpty() || (arguments.size() == 1 && takesArgument(command, options)))

@@ -23,10 +23,11 @@ Verdict refusal(const Reply &reply, bool isInUse)
     const bool isMissing = !ConfFile(Paths::configuration).exists();
     // The server is in use if only the write failed, or if it was in use before.
     if (code == Protocol::FileUnusable)
-        reason = QByteArray(isInUse ? "the server is in use, but the choice was not saved"
-                                    : "the choice was not made")
-                 + ", because " + Paths::configuration.data()
-                 + (isMissing ? " is missing" : ", or a new file beside it, cannot be written");
+        reason =
+            QByteArray(isInUse ? "the server is in use, but the choice was not saved"
+                               : "the choice was not made")
+            + ", because " + Paths::configuration.data()
+            + (isMissing ? " is missing" : " cannot be replaced; see DIAGNOSTICS in 'man quillon'");
     if (code == Protocol::IndexOutOfRange)
         reason = "no default server has this index; see 'quillonctl show'";
     return {ExitStatus::Failed, "refused",

@@ -1,7 +1,6 @@
 #include "configuration.h"
 
 #include "conffile.h"
-#include "jsontext.h"
 #include "output.h"
 #include "paths.h"
 #include "serverconf.h"
@@ -9,9 +8,44 @@
 #include <QJsonDocument>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 
 #include <unistd.h>
+
+namespace {
+
+/// The position of the first character that is not JSON.
+int endOfJson(const QByteArray &text)
+{
+    QJsonParseError error = {};
+    // One more byte, so that Qt finds something unexpected if the text ends too early.
+    QJsonDocument::fromJson(text + '\x1', &error);
+    if (error.error == QJsonParseError::IllegalNumber
+        || error.error == QJsonParseError::TerminationByNumber
+        || error.error == QJsonParseError::IllegalUTF8String)
+        return error.offset;
+    // Qt has read the character, and perhaps the blanks after it.
+    int end = error.offset - 1;
+    while (end > 0 && end < text.size() && std::isspace(uchar(text.at(end))) != 0)
+        --end;
+    return end;
+}
+
+/// The position and the character for people.
+QByteArray placeText(const QByteArray &text, int position)
+{
+    constexpr int longestCharacter = 4;
+    const QByteArray before = text.left(position);
+    const QString line = QString::fromUtf8(before.mid(before.lastIndexOf('\n') + 1));
+    const auto next = QString::fromUtf8(text.mid(position, longestCharacter)).toUcs4();
+    const QByteArray shown = QString::fromUcs4(next.constData(), 1).toUtf8();
+    return "line " + QByteArray::number(before.count('\n') + 1) + ", column "
+           + QByteArray::number(line.size() + 1) + ": unexpected "
+           + (next.isEmpty() ? QByteArray("end") : '\'' + shown + '\'');
+}
+
+} // namespace
 
 std::optional<Configuration> Configuration::fromMessage(const QJsonObject &message)
 {
@@ -29,9 +63,10 @@ std::optional<Configuration> Configuration::fromMessage(const QJsonObject &messa
 
 QByteArray Configuration::faultIn(const QByteArray &content)
 {
-    const QByteArray fault = JsonText::faultIn(content);
-    if (!fault.isEmpty())
-        return "not a valid JSON object or list: " + fault;
+    QJsonParseError error = {};
+    QJsonDocument::fromJson(content, &error);
+    if (error.error != QJsonParseError::NoError)
+        return "not a valid JSON object or array: " + placeText(content, endOfJson(content));
     return ServerConf::parse(content).map.isEmpty() ? "empty: it has no member" : "";
 }
 
@@ -49,12 +84,12 @@ FileComparison Configuration::compareWithFile() const
     if (!result.fault.isEmpty())
         result.advice = isLoaded() ? "the daemon goes on with what it has loaded; repair the file "
                                      "before a restart"
-                                   : "see the example in 'man quillon-agent.json', run "
-                                     "'quillonctl check', then restart the daemon";
+                                   : "create or repair it ('man quillon-agent.json' has an "
+                                     "example), then restart the daemon";
     else if (*result.differs)
-        result.advice = "the running daemon has another configuration; restart it after an edit";
+        result.advice = "the daemon has another configuration; restart it to load this file";
     if (result.differs.value_or(false) && !m_map.value(defaultUrlName).toList().isEmpty())
-        result.advice += "; the next choice overwrites this file";
+        result.advice += "; until then, any choice overwrites the file";
     return result;
 }
 
@@ -101,7 +136,7 @@ QByteArray Configuration::toText() const
 {
     QByteArray text = "In use: " + serverText() + '\n';
     if (m_map.isEmpty())
-        text += "Run 'quillonctl check', then restart the daemon.\n";
+        text += "Run 'quillonctl check', repair the file, then restart the daemon.\n";
     const QStringList servers = m_map.value(defaultUrlName).toStringList();
     if (!servers.isEmpty())
         text += "Default servers:\n";

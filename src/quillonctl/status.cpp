@@ -75,9 +75,9 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
         state.start.text.clear();
     if (!state.logFault.isEmpty() || state.reply.isUnconfigured())
         state.probe = {};
-    if (state.probe.isUnsent() && state.file.differs.value_or(false))
-        state.file.advice = "the choice is not saved: make this file and its directory writable, "
-                            "then choose the server again; a restart discards the choice";
+    if (state.probe.isUnsent())
+        state.file.advice = "the choice is not saved, because this file cannot be replaced; see "
+                            "DIAGNOSTICS in 'man quillon'; a restart discards the choice";
     return state;
 }
 
