@@ -84,21 +84,14 @@ class Case(unittest.TestCase):
         for path in (os.path.dirname(CONF), os.path.dirname(LOG), os.path.dirname(SOCKET)):
             shutil.rmtree(path, ignore_errors=True)
 
-    def silent_server(self):
-        """Returns a server that never answers, and its URL."""
-        server = self.enterContext(socket.create_server(("127.0.0.1", 0)))
-        server.settimeout(DEADLINE)
-        return server, f"http://127.0.0.1:{server.getsockname()[1]}"
-
 
 class Daemon:
     """A running daemon. The constructor waits until the first probe is sent."""
 
-    def __init__(self, *arguments, is_ready=None, **options):
+    def __init__(self, *arguments, **options):
         sent = log().count("http sendPost")
-        is_ready = is_ready or (lambda: log().count("http sendPost") > sent)
         self.process = subprocess.Popen([f"{BIN}/quillon", *arguments], **options)
-        poll(lambda: is_ready() or self.process.poll() is not None)
+        poll(lambda: log().count("http sendPost") > sent or self.process.poll() is not None)
 
     def __enter__(self):
         return self
@@ -121,10 +114,6 @@ class Daemon:
         status = Path(f"/proc/{self.process.pid}/status").read_text("ascii")
         return int(re.search(r"VmHWM:\s+(\d+)", status)[1]) * 1024
 
-    def resident_bytes(self):
-        pages = int(Path(f"/proc/{self.process.pid}/statm").read_text("ascii").split()[1])
-        return pages * os.sysconf("SC_PAGESIZE")
-
 
 def frame(message, sender=2, length=None):
     payload = message if isinstance(message, bytes) else json.dumps(message).encode()
@@ -142,26 +131,19 @@ class Client:
     def __init__(self, *messages):
         self.socket = socket.socket(socket.AF_UNIX)
         weakref.finalize(self, self.socket.close)
-        # With settimeout() it would not wait for a place in the backlog.
-        patience = struct.pack("ll", DEADLINE, 0)
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDTIMEO, patience)
+        # With settimeout() it would not wait for a place in the backlog, or for a whole answer.
+        for option in socket.SO_SNDTIMEO, socket.SO_RCVTIMEO:
+            self.socket.setsockopt(socket.SOL_SOCKET, option, struct.pack("ll", DEADLINE, 0))
         self.socket.connect(SOCKET)
-        self.socket.settimeout(DEADLINE)
         if messages:  # even nothing cannot be sent to a daemon that has closed already
             self.socket.sendall(b"".join(messages))
 
     def answer(self):
-        sender, length = struct.unpack("=ii", self.read(8))
+        header = self.socket.recv(8, socket.MSG_WAITALL)
+        assert header, "the daemon has left"
+        sender, length = struct.unpack("=ii", header)
         assert sender == 1
-        return json.loads(self.read(length))
-
-    def read(self, size):
-        data = b""
-        while len(data) < size:
-            more = self.socket.recv(size - len(data))
-            assert more, "the daemon has left"
-            data += more
-        return data
+        return json.loads(self.socket.recv(length, socket.MSG_WAITALL))
 
     def ask(self, *messages):
         """Returns the answers, of which the last is the configuration."""
@@ -193,12 +175,12 @@ def served():
     return client.answer()
 
 
-def probe(index, text, asking=ask):
+def probe(index, text):
     """Chooses the server until the log shows the text, since a reply after 8 s is ignored."""
     start = len(log())
     for _ in range(DEADLINE // 8):
         timeouts = log().count(TIMEOUT)
-        asking(choose(index))
+        ask(choose(index))
         poll(lambda: text in log()[start:] or log().count(TIMEOUT) > timeouts)
         if text in log()[start:]:
             return log()[start:]

@@ -32,6 +32,7 @@ def run(*command, status=0, **options):
 
 class Docs(Case):
     def test_pages(self):
+        """Of the completions only the words are compared, not what a shell makes of them."""
         client, file = text("doc/man/*.1"), text("doc/man/*.5")
         configure({"defaultUrl": URLS})
         with Daemon():
@@ -44,20 +45,16 @@ class Docs(Case):
         tests = found(r"`((?:test_|keeps)\w+)`", text("doc/robustness.md"))
         self.assertLessEqual(tests, found(r"\w+(?=\()", text("tests/*")))
         for command in COMMANDS:
-            options = found(r"^  -(-?\w+)", quillonctl("help", command).stdout)
+            shown = quillonctl("help", command).stdout
+            options = found(r"^  -(-?\w+)", shown)
             self.assertLessEqual(options, found(r"^\.It Fl \\?(-?\w+)", client))
             synopsis = re.search(rf"^\.Cm {command}\n((?:\.(?!Nm).*\n)*)", client, re.M)[1]
             described = found(r"^\.Op Fl \\?(-?\w+)", synopsis)
             self.assertEqual(options - {"h", "v", "-version"}, described)
+            words = {command, *found(r"--(\w+)", shown)}
+            for path in glob.glob("completion/*"):
+                self.assertLessEqual(words, found(r"\w+", text(path)), path)
         self.assertEqual(run("mandoc", "-T", "lint", *os.listdir("doc/man"), cwd="doc/man"), "")
-
-    def test_completion(self):
-        """Only the words of the files are compared, not what a shell makes of them."""
-        for path in glob.glob("completion/*"):
-            words = found(r"\w+", text(path))
-            for command in COMMANDS:
-                options = found(r"--(\w+)", quillonctl("help", command).stdout)
-                self.assertLessEqual({command, *options}, words, path)
 
     def test_protocol(self):
         configure({"defaultUrl": URLS, "confDefaultIndex": 1})

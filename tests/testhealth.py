@@ -1,8 +1,7 @@
 import os
 import re
-import select
 
-from daemon import BIN, TMP, Case, Daemon, Site, ask, choose, configure, log, poll
+from daemon import BIN, TMP, Case, Daemon, Site, ask, choose, configure, connections, log, poll
 
 CLOCK = f"{TMP}/clock"
 # Start, answer and timeout of a check; the end of a reply after a minute.
@@ -66,23 +65,19 @@ class Health(Case):
 
     def test_minute(self):
         """A reply and its connection end after 60 s, also within a handshake. Others go on."""
-        server, silent = self.silent_server()
-        other = Site((3600, b"HTTP/1.1 200 X\r\n\r\nother"))
-        self.start(f"{silent}/health", silent.replace("http", "https"), other.url)
-        peers = [self.enterContext(server.accept()[0])]
+        silent, other = Site((3600, 200)), Site((3600, b"HTTP/1.1 200 X\r\n\r\nother"))
+        self.start(f"{silent.url}/health", silent.url.replace("http", "https"), other.url)
         ask(choose(1))
-        peers.append(self.enterContext(server.accept()[0]))
-        for peer in peers:
-            self.assertTrue(peer.recv(65536))
+        poll(lambda: len(silent.requests) == 2)
         for _ in range(59):  # in steps, so that the daemon sees the connections early
             advance(1000)
         self.assertEqual(events(), "sst")
-        self.assertEqual(select.select(peers, [], [], 0)[0], [])
+        self.assertEqual(connections(silent.url), 2)
         ask(choose(2))
         poll(lambda: other.requests)
         for _ in range(20):
             advance(1000)
-        poll(lambda: select.select(peers, [], [], 0)[0] == peers)
+        poll(lambda: not connections(silent.url))
         poll(lambda: sorted(events()) == sorted("sstsmmt"))
         other.release.set()
         poll(lambda: 'returnByte "other"' in log())

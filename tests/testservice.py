@@ -27,7 +27,6 @@ class Tls(Case):
             (self.urls["OK_URL"], 200, ""),
             (self.urls["UNTRUSTED_URL"], 0, "0 QNetworkReply::SslHandshakeFailedError"),
             (self.urls["MISNAMED_URL"], 0, "0 QNetworkReply::SslHandshakeFailedError"),
-            ("https://127.0.0.1:1", 0, "0 QNetworkReply::ConnectionRefusedError"),
         )
         configure({"defaultUrl": [url for url, *_ in rows],
                    "confDefault": False, "confCustomUrl": rows[0][0].removeprefix("https://")})
@@ -54,23 +53,22 @@ class Tls(Case):
         def outcomes():
             return Path(LOG).read_bytes().count(b"Status Code Attribute")
 
-        server, silent = self.silent_server()
-        configure({"healthPath": "/v1/harbor/health", "confDefaultIndex": 2, "defaultUrl": [
-            self.urls["UNTRUSTED_URL"], self.urls["OK_URL"], silent]})
-        with Daemon() as daemon, server.accept()[0] as peer:
-            peer.recv(65536)
+        silent, good = Site((3600, 200)).url, self.urls["OK_URL"]
+        configure({"confDefaultIndex": 2,
+                   "defaultUrl": [self.urls["UNTRUSTED_URL"], good, silent]})
+        with Daemon() as daemon:
+            poll(lambda: connections(silent))
             client = Client()
             for repetitions in 100, 400:
-                before = daemon.resident_bytes()
+                before = daemon.peak_bytes()
                 for index in range(repetitions):
                     count = outcomes()
                     client.socket.sendall(choose(index % 2))
                     poll(lambda known=count: outcomes() > known)
-            self.assertLess(daemon.resident_bytes() - before, 2 * SLACK * 2**20)
+            self.assertLess(daemon.peak_bytes() - before, 2 * SLACK * 2**20)
             # The outstanding reply has been dropped, so that the connections could be closed.
-            self.assertEqual(select.select([peer], [], [], 0)[0], [peer])
-            threads = f"/proc/{daemon.process.pid}/task/*/comm"
-            poll(lambda: os.system(f"grep -qsx QNetworkAccessM {threads}"))
+            self.assertEqual(connections(silent), 0)
+            poll(lambda: not connections(good))
             # Qt's network plugins would wake the daemon regularly.
             maps = Path(f"/proc/{daemon.process.pid}/maps")
             self.assertNotIn("/bearer/", maps.read_text("utf-8"))
@@ -80,21 +78,16 @@ class Tls(Case):
         tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         tls.load_cert_chain(f"{SITE}/good.pem", f"{SITE}/good.key")
         junk = bytes(65536)  # no TLS record
-        tickets = self.enterContext(subprocess.Popen(
-            ["openssl", "s_server", "-quiet", "-accept", "127.0.0.1:8440", "-cert", "good.pem",
-             "-key", "good.key", "-num_tickets", "1000000000"], cwd=SITE,
-            stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
-        self.addCleanup(tickets.kill)
-        poll(lambda: " 0100007F:20F8 00000000:0000 0A " in Path("/proc/net/tcp").read_text("ascii"))
-        for name, url in (("before a reply", Site((0, b"", junk), tls=tls).url),
-                          ("after a reply", Site((0, 200, junk), tls=tls).url),
-                          ("session tickets", "https://127.0.0.1:8440")):
+        for name, answer, tickets in (("before a reply", (0, b"", junk), 2),
+                                      ("after a reply", (0, 200, junk), 2),
+                                      ("session tickets", (0, 200), 10**9)):
             with self.subTest(name):
                 super().setUp()
+                tls.num_tickets = tickets
+                url = Site(answer, tls=tls).url
                 configure({"defaultUrl": [url, self.urls["OK_URL"]]})
                 with Daemon() as daemon:
-                    before = daemon.resident_bytes()
-                    # Qt tries again, and s_server may still be busy with the first connection.
+                    before = daemon.peak_bytes()
                     poll(lambda: "Status Code" in log() or TIMEOUT in log())
                     probe(1, "Attribute  200")
                     poll(lambda site=url: not connections(site))
