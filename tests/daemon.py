@@ -28,8 +28,6 @@ LOG = "/var/log/zeno/quillon/quillon.log"
 CONF = "/etc/.zeno/.agent.json"
 TIMEOUT = "warning: checkNetworkTimeout()"
 DEADLINE = 120  # seconds; longer than anything takes on a slow machine
-# False if an ordinary user runs the tests.
-HAS_USERS = Path("/proc/self/uid_map").read_text("ascii").split()[2] != "1"
 os.umask(0o022)
 # A large quarantine would count as memory. The clock library is loaded before the sanitizer's.
 os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1:verify_asan_link_order=0"

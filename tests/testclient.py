@@ -190,23 +190,20 @@ class Alone(Checks):
         return server
 
     def test_misbehaving_daemon(self):
-        """Rows: what the daemon sends before it goes silent; None closes the connection."""
+        """Rows: what the daemon sends before it closes the connection."""
         good = frame(ANSWER, 1)
         rows = (
-            (frame({"type": "9"}, 1) + good, 0), (good[:-1], 4), (None, 4), (frame(ANSWER), 1),
+            (frame({"type": "9"}, 1) + good, 0), (good[:-1], 4), (frame(ANSWER), 1),
             (frame(b"", 1, -1), 1), (frame(b"", 1, 2**31 - 1), 1), (frame([1], 1), 1),
             (frame(ANSWER | {"defaultUrl": [5]}, 1), 1),
             (frame(ANSWER | {"defaultUrl": URLS * 10000}, 1), 0),
         )
         for answer, status in rows:
-            timeout = ("--timeout", "400ms") if status == 4 else PATIENT
-            with (self.subTest(answer=answer), self.listen() as server,
-                  start("show", "--json", *timeout) as client, server.accept()[0] as peer):
-                peer.recv(4096)
-                with contextlib.suppress(BrokenPipeError):  # the client may have given up
-                    peer.sendall(answer or b"")
-                if answer is None:
-                    peer.close()
+            with (self.subTest(answer=answer[:100]), self.listen() as server,
+                  start("show", "--json", *PATIENT) as client):
+                with server.accept()[0] as peer:
+                    peer.recv(4096)
+                    peer.sendall(answer)
                 document = json.loads(client.communicate()[0])
                 self.assertEqual((client.returncode, document["status"]), (status, status))
 
@@ -225,10 +222,6 @@ class Alone(Checks):
     def test_no_daemon(self):
         self.check([], 3, "Daemon:      no daemon listens")
         self.check(["show", "--json"], 3, '"error":"no-daemon"', "No such file")
-        with self.listen():
-            os.chmod(SOCKET, 0)
-            run(f"setpriv --bounding-set=-dac_override {BIN}/quillonctl show 2>&1"
-                " | grep -q 'no permission to connect'")
         run(f"! {BIN}/quillonctl help >/dev/full 2>&1")
         with start("log", "--follow", "/run/later") as follower:
             self.assertIn("no log /run/later; waiting", follower.stderr.readline())
@@ -288,7 +281,6 @@ class Alone(Checks):
             (probe + tls + failed + none, "no HTTP response (No: Expired), 2"),
             (probe + tls + failed + none + probe + failed + none, "no HTTP response (No), 2"),
             (probe + failed.replace("x", "SslHandshakeFailedError") + none, "(No: no certificate"),
-            (probe + line(f"{STATUS}  200 --------", age=3), " (3 h ago)\n"),
             (probe + line(f"{STATUS}  200 --------", age=1.5), " (90 min ago)\n"),
             (probe + long(f"{STATUS}  200 --------"), "pending"),
             (probe + line('server-url=  "x"') + none, "none since this server was chosen\n"),

@@ -1,7 +1,6 @@
 import json
 import os
 import re
-import select
 import ssl
 import stat
 import subprocess
