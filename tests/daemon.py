@@ -7,7 +7,6 @@ import json
 import operator
 import os
 import re
-import select
 import shutil
 import signal
 import socket
@@ -164,13 +163,6 @@ def ask(*messages):
     answers = client.ask(*messages)
     client.leave()
     return answers
-
-
-def served():
-    """Returns the configuration. If the daemon waits for one more connection, makes one."""
-    client = Client(ASK)
-    poll(lambda: select.select([client.socket], [], [], 0.02)[0] or Client().socket.close())
-    return client.answer()
 
 
 def probe(index, text):

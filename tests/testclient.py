@@ -133,11 +133,10 @@ class Real(Checks):
             self.look(f"File:        {CONF}: missing; the daemon goes on", 1, *PATIENT)
             configure('{"defaultUrl":')
             self.look("column 15: unexpected end; the daemon goes on", 1, *PATIENT)
-            self.check(["check"], 1, "before a restart; until then, any choice overwrites the file\n")
+            self.check(["check"], 1, "restart; until then, any choice overwrites the file\n")
             configure({"defaultUrl": URLS})
-            self.look("to load this file; until then, any choice overwrites the file\n", 1, *PATIENT)
-            self.check(["check", f"/{CONF}"], 1, "healthPath; restart it after you edit that\nWrong:\n")
-        self.look('"process":null,"reason":"no daemon listens', 3, "--json")
+            self.look("this file; until then, any choice overwrites the file\n", 1, *PATIENT)
+            self.check(["check", f"/{CONF}"], 1, "restart it after you edit that\nWrong:\n")
 
     def test_busy_daemon(self):
         with Daemon():
@@ -221,7 +220,7 @@ class Alone(Checks):
 
     def test_no_daemon(self):
         self.check([], 3, "Daemon:      no daemon listens")
-        self.check(["show", "--json"], 3, '"error":"no-daemon"', "No such file")
+        self.check(["--json"], 3, '"process":null,"reason":"no daemon listens')
         run(f"! {BIN}/quillonctl help >/dev/full 2>&1")
         with start("log", "--follow", "/run/later") as follower:
             self.assertIn("no log /run/later; waiting", follower.stderr.readline())
@@ -230,7 +229,8 @@ class Alone(Checks):
 
     def test_wait(self):
         begun = time.monotonic()
-        self.check(["show", "--wait", "--timeout", "1"], 3, "", "No such file")
+        patience = ["--wait", "--timeout", "1"]
+        self.check(["show", "--json", *patience], 3, '"error":"no-daemon"', "No such file")
         self.assertGreater(time.monotonic(), begun + 0.9)
         with start("show", "--wait", *PATIENT) as patient, Daemon():
             self.assertEqual(patient.wait(DEADLINE), 0)

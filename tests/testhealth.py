@@ -1,5 +1,6 @@
 import os
 import re
+from pathlib import Path
 
 from daemon import BIN, TMP, Case, Daemon, Site, ask, choose, configure, connections, log, poll
 
@@ -26,8 +27,7 @@ def advance(milliseconds):
 class Health(Case):
     def setUp(self):
         super().setUp()
-        with open(CLOCK, "wb"):
-            pass
+        Path(CLOCK).write_bytes(b"")
 
     def start(self, *urls):
         configure({"healthPath": "", "defaultUrl": urls})

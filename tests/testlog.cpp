@@ -6,7 +6,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <optional>
 #include <thread>
 #include <tuple>
 
@@ -14,15 +13,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-static std::optional<qint64> pretendedAge; // seconds
+static qint64 pretendedAge = 0; // seconds
 
 // No system call sets a file's creation time, so the handler gets it from here.
 extern "C" int statx(int directory, const char *path, int flags, unsigned int mask,
                      struct statx *file)
 {
     const auto result = syscall(SYS_statx, directory, path, flags, mask, file);
-    if (result == 0 && pretendedAge)
-        file->stx_btime.tv_sec = QDateTime::currentSecsSinceEpoch() - *pretendedAge;
+    file->stx_btime.tv_sec = QDateTime::currentSecsSinceEpoch() - pretendedAge;
     return static_cast<int>(result);
 }
 
@@ -33,7 +31,7 @@ class TestLog : public QObject
 private slots:
     void init()
     {
-        pretendedAge.reset();
+        pretendedAge = 0;
         QFile::remove(m_path);
         ServiceLog::getLogFilePath(m_path);
     }
