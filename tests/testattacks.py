@@ -150,7 +150,7 @@ class Local(Attack):
             if "fsize" in spoil:  # full; the partial line is removed
                 poll(lambda: Path(LOG).read_bytes().endswith(b"\n"))
                 self.assertGreater(os.path.getsize(LOG), 8192 - 800)
-            for _ in range(40):  # nobody reads what they write to standard error
+            for _ in range(80):  # nobody reads what they write to standard error
                 client.ask()
             run(mend)
             client.ask()
