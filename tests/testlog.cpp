@@ -63,20 +63,26 @@ void TestLog::writesLines()
     const qint64 before = QDateTime::currentSecsSinceEpoch();
     QTRY_VERIFY_WITH_TIMEOUT(QDateTime::currentSecsSinceEpoch() > before, 120'000);
 
-    using Row = std::tuple<QtMsgType, const char *, const char *, QByteArray>;
-    for (const auto &[type, file, text, written] : {
-             Row{QtDebugMsg, "/x/y/m.cpp", "a", "[Debug:TIME:m.cpp line:7] a\n"},
-             Row{QtWarningMsg, "m.cpp", "a", "[qWarning:TIME:m.cpp line:7] a\n"},
-             Row{QtCriticalMsg, nullptr, "a", "[Cirtiacl:TIME: line:7] a\n"},
-             Row{QtFatalMsg, "m", "%1 %4", "[Fatal:TIME:m line:7] %1 %4\n"},
-             Row{QtInfoMsg, "m", "\n\n\xc3\xa9\n", "[Qinfo:TIME:m line:7] \n\n\xc3\xa9\n\n"},
+    using LogLine::Level;
+    using Row = std::tuple<QtMsgType, Level, const char *, const char *, QByteArray>;
+    for (const auto &[type, level, file, text, written] : {
+             Row{QtDebugMsg, Level::Debug, "/x/y/m.cpp", "a", "[Debug:TIME:m.cpp line:7] a\n"},
+             Row{QtWarningMsg, Level::Warning, "m.cpp", "a", "[qWarning:TIME:m.cpp line:7] a\n"},
+             Row{QtCriticalMsg, Level::Critical, nullptr, "a", "[Cirtiacl:TIME: line:7] a\n"},
+             Row{QtFatalMsg, Level::Fatal, "m", "%1 %4", "[Fatal:TIME:m line:7] %1 %4\n"},
+             Row{QtInfoMsg, Level::Info, "m", "\n\n\xc3\xa9\n",
+                 "[Qinfo:TIME:m line:7] \n\n\xc3\xa9\n\n"},
          }) {
         QFile::remove(m_path);
         log(type, file, 7, QString::fromUtf8(text));
 
         QByteArray line = content();
         const int start = line.indexOf(':') + 1;
-        const QDateTime time = LogLine::dateTimeIn(line.mid(start, LogLine::kTimeSize));
+        const auto head = LogLine::headOf(line);
+        QVERIFY(head.has_value());
+        QCOMPARE(head->level, level);
+        QCOMPARE(line.mid(head->textStart), QByteArray(text) + '\n');
+        const QDateTime time = LogLine::dateTimeIn(head->time);
         QVERIFY(qAbs(time.secsTo(QDateTime::currentDateTime())) < 600);
         QCOMPARE(line.replace(start, LogLine::kTimeSize, "TIME"), written);
     }
