@@ -312,6 +312,7 @@ class Alone(Checks):
             ("", "line 1, column 1: unexpected end"), ("{}", "no member"), ("[1]", "not an object"),
             ('{\n "é": [1, ]}', "line 2, column 11: unexpected ']'"),
             ('{"a": ["b"\n }  ', "line 2, column 2: unexpected '}'"),
+            ('{"a": 1}\n}', "line 2, column 1: unexpected '}'"),
             ({"confDefault": 1}, "confDefault: not true or false: false is used"),
             ({"confDefaultIndex": 0.7}, "confDefaultIndex: not a whole number"),
             ({"confDefaultIndex": 2}, "no address in defaultUrl has this index"),

@@ -8,7 +8,6 @@
 #include <QJsonDocument>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 
 #include <unistd.h>
@@ -23,11 +22,12 @@ int endOfJson(const QByteArray &text)
     QJsonDocument::fromJson(text + '\x1', &error);
     if (error.error == QJsonParseError::IllegalNumber
         || error.error == QJsonParseError::TerminationByNumber
-        || error.error == QJsonParseError::IllegalUTF8String)
+        || error.error == QJsonParseError::IllegalUTF8String
+        || error.error == QJsonParseError::GarbageAtEnd)
         return error.offset;
     // Qt has read the character, and perhaps the blanks after it.
     int end = error.offset - 1;
-    while (end > 0 && end < text.size() && std::isspace(uchar(text.at(end))) != 0)
+    while (end > 0 && end < text.size() && QByteArray(" \t\r\n").contains(text.at(end)))
         --end;
     return end;
 }

@@ -77,7 +77,7 @@ DaemonState stateNow(const QDeadlineTimer &deadline, bool isPatient)
         state.probe = {};
     if (state.probe.isUnsent())
         state.file.advice = "the choice is not saved, because this file cannot be replaced; see "
-                            "DIAGNOSTICS in 'man quillon'; a restart discards the choice";
+                            "DIAGNOSTICS in 'man quillon', then choose again";
     return state;
 }
 
