@@ -8,8 +8,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-using Fuzz::require;
-
 // Of two members with the same name, Qt's JSON parser leaks the first one if it is a list or an
 // object. That would end every run.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the sanitizer's name
