@@ -35,13 +35,13 @@ void ConnectionLimits::enforce()
 void ConnectionLimits::endAll()
 {
     stop();
-    end(Which::All);
+    shutDown(Which::All);
 }
 
 void ConnectionLimits::run()
 {
     while (!m_stop.tryAcquire(1, static_cast<int>(kInterval.count())))
-        end(Which::Excessive);
+        shutDown(Which::Excessive);
 }
 
 void ConnectionLimits::stop()
@@ -51,7 +51,7 @@ void ConnectionLimits::stop()
 }
 
 // Looks at all descriptors, because Qt does not reveal the connections of its replies.
-void ConnectionLimits::end(Which which)
+void ConnectionLimits::shutDown(Which which)
 {
     QHash<quint64, QDeadlineTimer> deadlines;
     // Not QDir, which calls stat() on each descriptor.

@@ -36,7 +36,7 @@ private:
     enum class Which { Excessive, All };
 
     void stop();
-    void end(Which which);
+    void shutDown(Which which);
 
     QSemaphore m_stop; // available when the thread is to end
     QHash<quint64, QDeadlineTimer> m_deadlines; // by the kernel's ID of the socket

@@ -26,6 +26,16 @@ constexpr qint64 kMaxBodyBytes = 64 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
 constexpr std::chrono::milliseconds kIdleInterval{20};
 
+// Reading takes time that grows with the square of the number of chunks, which can have one byte
+// each. Deleting unread data takes linear time.
+QByteArray bodyOf(QNetworkReply &reply)
+{
+    if (reply.bytesAvailable() <= kMaxBodyBytes)
+        return reply.readAll();
+    qWarning() << "reply body of more than 64 KiB, it is dropped";
+    return {};
+}
+
 void abortLater(QNetworkReply *reply)
 {
     auto *timer = new QTimer(reply);
@@ -50,7 +60,7 @@ HttpCommunication::HttpCommunication(QObject *parent)
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
     connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
     connect(&m_idleTimer, &QTimer::timeout, this, [this] {
-        if (m_manager.findChild<QNetworkReply *>() == nullptr)
+        if (outstanding().isEmpty())
             closeConnections();
     });
 }
@@ -96,11 +106,19 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
+QList<QNetworkReply *> HttpCommunication::outstanding() const
+{
+    auto replies = m_manager.findChildren<QNetworkReply *>();
+    const auto isFinished = [](const QNetworkReply *reply) { return reply->isFinished(); };
+    replies.erase(std::remove_if(replies.begin(), replies.end(), isFinished), replies.end());
+    return replies;
+}
+
 // A silent server keeps requests outstanding, and they keep the connections from being closed.
 // Emits no signal for a dropped request, because a newer one replaces it.
 void HttpCommunication::makeRoom()
 {
-    auto surplus = m_manager.findChildren<QNetworkReply *>();
+    QList<QNetworkReply *> surplus = outstanding();
     const bool closes = ++m_requests > kMaxRequests;
     if (!closes) // keep the newest
         surplus = surplus.mid(0, std::max(0, surplus.size() - kMaxOutstanding + 1));
@@ -126,7 +144,6 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
-    reply->setParent(nullptr); // no longer outstanding
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
         qInfo() << "TimeoutError return"
@@ -146,13 +163,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
         return;
     }
 
-    // Reading takes time that grows with the square of the number of chunks, which can have one
-    // byte each. Deleting unread data takes linear time.
-    QByteArray body;
-    if (reply->bytesAvailable() <= kMaxBodyBytes)
-        body = reply->readAll();
-    else
-        qWarning() << "reply body of more than 64 KiB, it is dropped";
+    const QByteArray body = bodyOf(*reply);
     qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
     emit receiveHttpsData(status, headers, body, reply->url().toString());
 }

@@ -2,6 +2,7 @@
 
 #include "connectionlimits.h"
 
+#include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QTimer>
@@ -24,7 +25,7 @@ public:
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
     /// if the request times out (after 60 s at the latest) or is dropped: a fifth outstanding
-    /// request drops the oldest, and each 100th request without a pause drops all others.
+    /// request drops the oldest, and the 101st without a pause drops all others.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -35,8 +36,7 @@ public slots:
 signals:
     /// Emitted once for each reply, except a health probe's and one that timed out.
     /// @param httpCode HTTP status; 0 when there was no HTTP response
-    /// @param headerData maps each header name, as the server wrote it, to the raw
-    /// value (QByteArray)
+    /// @param headerData maps each header name, as the server wrote it, to the raw QByteArray
     /// @param returnData the body; empty when it is longer than 64 KiB
     /// @param postName the reply's URL
     void receiveHttpsData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
@@ -47,6 +47,7 @@ signals:
 
 private:
     void enableNetwork();
+    QList<QNetworkReply *> outstanding() const;
     void makeRoom();
     void closeConnections();
 

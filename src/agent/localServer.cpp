@@ -11,7 +11,6 @@
 
 #include <QDebug>
 #include <QDir>
-#include <QFile>
 #include <QJsonDocument>
 #include <QLocalSocket>
 #include <QTimer>
@@ -28,21 +27,15 @@ constexpr qint64 kMaxUnsentBytes = 1024 * 1024;
 constexpr std::chrono::milliseconds kListenInterval{1000};
 constexpr mode_t kRunDirectoryMode = 0755;
 
-void makeRunDirectory()
-{
-    const QString path = Paths::runDirectory;
-    // Every user must reach the socket, whatever the umask.
-    if (!QDir(path).exists() && QDir().mkpath(path))
-        ::chmod(QFile::encodeName(path).constData(), kRunDirectoryMode);
-}
-
 } // namespace
 
 LocalServer::LocalServer(QObject * /*parent*/)
     : QObject(nullptr)
     , m_socketPath(Paths::socket)
 {
-    makeRunDirectory();
+    // Every user must reach the socket, whatever the umask.
+    if (!QDir(Paths::runDirectory).exists() && QDir().mkpath(Paths::runDirectory))
+        ::chmod(Paths::runDirectory.data(), kRunDirectoryMode);
     initLocalServer();
 }
 

@@ -23,8 +23,7 @@ public:
     /// Returns the document's top-level object; empty when there is none.
     QVariantMap parseJsonData(const QJsonDocument &document);
 
-    /// Sets the server's base URL and the health path from a configuration
-    /// (serverconf.h). Either may be empty.
+    /// Sets base URL and health path from a configuration (serverconf.h). Either may be empty.
     void getServerUrlConf(QVariantMap map);
     /// Posts an empty body to the base URL followed by the health path.
     void sendHealthInfo();

@@ -42,7 +42,8 @@ bool ConfFile::isWritable() const
 {
     struct statx status = {};
     const int file = RegularFile::open(QFile::encodeName(m_path), O_RDWR, status);
-    return file >= 0 && ::close(file) == 0;
+    ::close(file);
+    return file >= 0;
 }
 
 // Not QSaveFile: it loses the owner, and its commit() replaces the file by an empty one
@@ -52,7 +53,7 @@ bool ConfFile::replace(const QByteArray &content) const
     if (content.size() > RegularFile::kMaxBytes)
         return false; // the next start would refuse to read it
     QFile original(QFileInfo(m_path).canonicalFilePath());
-    if (!original.open(QIODevice::ReadOnly))
+    if (original.fileName().isEmpty() || !original.open(QIODevice::ReadOnly))
         return false;
     // The name is fixed, so that the draft of a killed process is found.
     QFile draft(original.fileName() + QLatin1String(".quillon-draft"));

@@ -33,6 +33,8 @@ qint64 currentSeconds()
 
 bool isOverLimit(const struct statx &file)
 {
+    if (file.stx_mask == 0) // the kernel, or a filter of system calls, refuses statx()
+        return false;
     const auto &time = (file.stx_mask & STATX_BTIME) != 0 ? file.stx_btime : file.stx_mtime;
     const auto created = static_cast<quint32>(time.tv_sec);
     const auto now = static_cast<quint32>(currentSeconds());
@@ -80,21 +82,6 @@ void warnOnStderr(const char *fault)
         qWarning("%s", fault);
 }
 
-/// A single write in append mode keeps the lines of several threads whole.
-bool appendLine(const std::string &line)
-{
-    const int file = openLog(O_CREAT);
-    if (file < 0)
-        return false;
-    const ssize_t written = ::write(file, line.data(), line.size());
-    const bool isWhole = written == static_cast<ssize_t>(line.size());
-    // A write to a full disk can end inside the line, and the next line would join it.
-    if (!isWhole && written > 0 && ::ftruncate(file, ::lseek(file, 0, SEEK_CUR) - written) != 0)
-        warnOnStderr("logFile shortened failed");
-    ::close(file);
-    return isWhole;
-}
-
 } // namespace
 
 void ServiceLog::getLogFilePath(const QString &path)
@@ -105,7 +92,18 @@ void ServiceLog::getLogFilePath(const QString &path)
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
                                         const QString &message)
 {
-    if (!appendLine(LogLine::compose(type, localTimeText(), context, message)))
+    const std::string line = LogLine::compose(type, localTimeText(), context, message);
+    const int file = openLog(O_CREAT);
+    if (file < 0)
+        return warnOnStderr("logFile closed failed");
+    // A single write in append mode keeps the lines of several threads whole.
+    const ssize_t written = ::write(file, line.data(), line.size());
+    const bool isWhole = written == static_cast<ssize_t>(line.size());
+    // A write to a full disk can end inside the line, and the next line would join it.
+    if (!isWhole && written > 0 && ::ftruncate(file, ::lseek(file, 0, SEEK_CUR) - written) != 0)
+        warnOnStderr("logFile shortened failed");
+    ::close(file);
+    if (!isWhole)
         warnOnStderr("logFile closed failed");
 }
 

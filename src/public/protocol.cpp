@@ -1,18 +1,21 @@
 #include "protocol.h"
 
 #include <QJsonValue>
-#include <QRegularExpression>
+#include <QString>
 
+#include <algorithm>
 #include <limits>
 
 int Protocol::numberIn(const QJsonValue &value)
 {
-    // U+2212 is a minus to toInt().
-    static const QRegularExpression integer(QStringLiteral("^[+\u2212-]?[0-9]+$"));
     const QString text = value.toString();
     bool isInt = false;
     const int number = text.toInt(&isInt);
-    if (isInt || !integer.match(text.trimmed()).hasMatch())
+    QString digits = text.trimmed();
+    if (QStringLiteral("+-\u2212").contains(digits.leftRef(1))) // U+2212 is a minus to toInt()
+        digits.remove(0, 1);
+    const auto isDigit = [](QChar unit) { return unit.unicode() >= '0' && unit.unicode() <= '9'; };
+    if (isInt || digits.isEmpty() || !std::all_of(digits.cbegin(), digits.cend(), isDigit))
         return number;
     return std::numeric_limits<int>::max();
 }

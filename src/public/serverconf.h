@@ -6,7 +6,7 @@
 class QUrl;
 
 /// The server configuration as a map with the keys of confkeys.h: bool, int, int, string, string
-/// and list of the default servers' base URLs. Pure functions between that map and its JSON forms.
+/// and list of the default servers' base URLs. Pure functions that convert and interpret it.
 namespace ServerConf {
 
 struct Parsed
