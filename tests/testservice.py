@@ -78,11 +78,13 @@ class Tls(Case):
         tls.load_cert_chain(f"{SITE}/good.pem", f"{SITE}/good.key")
         ok, junk = b"HTTP/1.1 200 OK\r\n", bytes(65536)
         chunked = ok + b"Transfer-Encoding: chunked\r\n\r\n"
-        cookies = ok + b"Set-Cookie: a=b\r\n" * 2000 + b"\r\n"
+        cookies = ok + b"Set-Cookie: a=b\r\n" * 50000 + b"\r\n"
+        domains = ok + b"Set-Cookie: a;domain=" + b"\xcd\x84" * 7000 + b"\r\n"
         # Rows: name, TLS, session tickets, choices of the second server, answer.
         rows = (
             ("body of a 401", None, 0, 1, b"HTTP/1.1 401 No\r\n\r\n", junk),
-            ("body after many cookies", None, 0, 1, cookies, junk),
+            ("cookies", None, 0, 1, cookies, b""),
+            ("domains", None, 0, 1, domains + b"Set-Cookie:a\r\n" * 1200 + b"\r\n"),
             ("interim responses", None, 0, 5, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
             ("chunks of one byte", None, 0, 5, chunked, b"1\r\nx\r\n" * 8192),
             ("no TLS record before a reply", tls, 0, 1, b"", junk),

@@ -3,9 +3,7 @@
 #include <QByteArray>
 
 #include <chrono>
-#include <memory>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
@@ -32,6 +30,11 @@ void ConnectionLimits::enforce()
     start();
 }
 
+bool ConnectionLimits::endExcessive()
+{
+    return shutDown(Which::Excessive);
+}
+
 void ConnectionLimits::endAll()
 {
     stop();
@@ -51,12 +54,15 @@ void ConnectionLimits::stop()
 }
 
 // Looks at all descriptors, because Qt does not reveal the connections of its replies.
-void ConnectionLimits::shutDown(Which which)
+bool ConnectionLimits::shutDown(Which which)
 {
+    if (!m_descriptors)
+        return false;
+    const QMutexLocker locker(&m_mutex);
     QHash<quint64, QDeadlineTimer> deadlines;
-    // Not QDir, which calls stat() on each descriptor.
-    const std::unique_ptr<DIR, int (*)(DIR *)> directory(::opendir("/proc/self/fd"), ::closedir);
-    while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
+    bool areExcessive = false;
+    ::rewinddir(m_descriptors.get());
+    while (const dirent *entry = ::readdir(m_descriptors.get())) {
         const int descriptor = QByteArray(entry->d_name).toInt();
         tcp_info info = {};
         socklen_t infoBytes = sizeof info;
@@ -70,7 +76,9 @@ void ConnectionLimits::shutDown(Which which)
         const bool isExcessive = info.tcpi_bytes_received > kMaxBytes || deadline.hasExpired();
         if (isExcessive || which == Which::All)
             ::shutdown(descriptor, SHUT_RDWR);
+        areExcessive |= isExcessive;
         deadlines.insert(id, deadline);
     }
     m_deadlines.swap(deadlines);
+    return areExcessive;
 }

@@ -2,11 +2,16 @@
 
 #include <QDeadlineTimer>
 #include <QHash>
+#include <QMutex>
 #include <QSemaphore>
 #include <QThread>
 
+#include <memory>
+
+#include <dirent.h>
+
 /// Limits what a server can do to the daemon, whatever it sends: shuts down each TCP connection of
-/// the process after 60 s or 128 KiB. Qt reads some replies without a limit, and others on a thread
+/// the process after 60 s or 32 KiB. Qt reads some replies without a limit, and others on a thread
 /// that then serves no other request. Has a thread of its own, because Qt parses headers on the
 /// main thread and reads on meanwhile, which takes minutes if the server wants.
 class ConnectionLimits : public QThread
@@ -15,9 +20,9 @@ class ConnectionLimits : public QThread
     Q_DISABLE_COPY(ConnectionLimits)
 
 public:
-    /// Received bytes, before decryption. An ordinary probe receives less than 10 KB, OpenSSL
-    /// accepts certificates of 100 KB. Qt's time for some headers grows with the square of this.
-    static constexpr quint64 kMaxBytes = 128 * 1024;
+    /// Received bytes, before decryption; an ordinary probe receives less than 10 KB. Qt's time for
+    /// some headers grows with the square of this.
+    static constexpr quint64 kMaxBytes = 32 * 1024;
 
     ConnectionLimits() = default;
     ~ConnectionLimits() override;
@@ -25,6 +30,9 @@ public:
     /// Starts to enforce the limits, unless that runs already. A connection counts from the moment
     /// when it is found, and can exceed the limits for 20 ms.
     void enforce();
+
+    /// Enforces the limits at once. Returns whether a connection exceeded them.
+    bool endExcessive();
 
     /// Shuts down all connections and stops. Bytes that have already arrived can still be read.
     void endAll();
@@ -36,8 +44,12 @@ private:
     enum class Which { Excessive, All };
 
     void stop();
-    void shutDown(Which which);
+    bool shutDown(Which which);
 
+    // Open all the time: there may be no free descriptor. Not QDir, which calls stat() on each.
+    const std::unique_ptr<DIR, int (*)(DIR *)> m_descriptors{::opendir("/proc/self/fd"),
+                                                             ::closedir};
+    QMutex m_mutex; // guards what follows and the position in the directory
     QSemaphore m_stop; // available when the thread is to end
     QHash<quint64, QDeadlineTimer> m_deadlines; // by the kernel's ID of the socket
 };

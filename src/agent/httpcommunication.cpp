@@ -21,9 +21,10 @@
 namespace {
 
 constexpr int kMaxOutstanding = 4;
-constexpr int kMaxRequests = 100;
-constexpr qint64 kMaxBodyBytes = 64 * 1024;
+constexpr int kMaxRequests = 8;
+constexpr qint64 kMaxBodyBytes = 16 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
+constexpr auto kStatus = QNetworkRequest::HttpStatusCodeAttribute;
 constexpr std::chrono::milliseconds kIdleInterval{20};
 
 // Reading takes time that grows with the square of the number of chunks, which can have one byte
@@ -32,7 +33,7 @@ QByteArray bodyOf(QNetworkReply &reply)
 {
     if (reply.bytesAvailable() <= kMaxBodyBytes)
         return reply.readAll();
-    qWarning() << "reply body of more than 64 KiB, it is dropped";
+    qWarning() << "reply body of more than 16 KiB, it is dropped";
     return {};
 }
 
@@ -99,11 +100,24 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     makeRoom();
-    abortLater(m_manager.post(request, data));
+    QNetworkReply *reply = m_manager.post(request, data);
+    reply->installEventFilter(this);
+    abortLater(reply);
     m_connectionLimits.enforce();
     if (!m_idleTimer.isActive()) // or frequent requests would put it off for ever
         m_idleTimer.start(kIdleInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
+}
+
+// Before Qt calls the reply to parse the header: within 20 ms a server can send too much of it.
+bool HttpCommunication::eventFilter(QObject *reply, QEvent *event)
+{
+    auto *outstanding = static_cast<QNetworkReply *>(reply);
+    if (event->type() != QEvent::MetaCall || outstanding->attribute(kStatus).isValid()
+        || !m_connectionLimits.endExcessive())
+        return false;
+    outstanding->abort();
+    return true;
 }
 
 QList<QNetworkReply *> HttpCommunication::outstanding() const
@@ -142,7 +156,7 @@ void HttpCommunication::closeConnections()
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const int status = reply->attribute(kStatus).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {

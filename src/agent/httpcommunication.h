@@ -25,7 +25,7 @@ public:
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
     /// if the request times out (after 60 s at the latest) or is dropped: a fifth outstanding
-    /// request drops the oldest, and the 101st without a pause drops all others.
+    /// request drops the oldest, and the ninth without a pause drops all others.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -37,13 +37,16 @@ signals:
     /// Emitted once for each reply, except a health probe's and one that timed out.
     /// @param httpCode HTTP status; 0 when there was no HTTP response
     /// @param headerData maps each header name, as the server wrote it, to the raw QByteArray
-    /// @param returnData the body; empty when it is longer than 64 KiB
+    /// @param returnData the body; empty when it is longer than 16 KiB
     /// @param postName the reply's URL
     void receiveHttpsData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                           QString postName);
 
     /// Emitted instead, without reading the body, for a reply whose URL path ends in "/health".
     void receiveHealth(const QVariantMap &headerData, int statusCode);
+
+protected:
+    bool eventFilter(QObject *reply, QEvent *event) override;
 
 private:
     void enableNetwork();
