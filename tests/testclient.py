@@ -38,9 +38,9 @@ def scrambled(text):
 
 
 @contextlib.contextmanager
-def start(*arguments):
-    with subprocess.Popen([f"{BIN}/quillonctl", *arguments], text=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE) as process:
+def start(*arguments, stdout=subprocess.PIPE, **options):
+    with subprocess.Popen([f"{BIN}/quillonctl", *arguments], text=True, stdout=stdout,
+                          stderr=subprocess.PIPE, **options) as process:
         timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block
         timer.start()
         yield process
@@ -92,22 +92,24 @@ class Real(Checks):
                         self.look(f"{CONF}: the choice is not saved", 5, *PATIENT)
 
     def test_use_with_probe(self):
-        site = Site((0, 200), (0, 200), (0, 503), (3600, 200))
+        site = Site((0, 200), (0, 200), (0, 204), (3600, 200))
         configure({"defaultUrl": [site.url, URLS[0], Site((4, 200)).url]})
         with Daemon(stderr=subprocess.DEVNULL) as daemon:
             poll(lambda: "Attribute  200" in log())
             probe = ["--probe", *PATIENT]
+            os.remove(LOG)
             self.check(["use", "0", *probe], 0, "Probe: HTTP status 200, 2")
-            self.check(["use", *probe], 6, "* 0", "the probe failed: HTTP status 503")
+            self.check(["use", *probe], 6, "* 0", "the probe failed: HTTP status 204")
             with start("use", "0", *probe) as ours:
                 poll(lambda: len(site.requests) == 4)
+                self.check(["status", "--wait", "--timeout", "3s"], 5, "pending, sent")
                 self.check(["use", "2", *PATIENT], 0)
                 self.assertEqual(ours.wait(DEADLINE), 5, ours.communicate())
             self.assertIn(quillonctl("use", "2", "--probe").returncode, (0, 6))  # 6 if slow
             limit = f"prlimit --pid {daemon.process.pid} --fsize="
             with broken(f"{limit}$(stat -c %s {LOG}):", f"{limit}unlimited:"):
                 self.look("does not write", 5, *PATIENT)
-                self.check(["use", "1", *probe], 5, "", "does not show it")
+                self.check(["use", "1", "--json", *probe], 5, '"probe":{', "does not show it")
 
     def test_log(self):
         configure({"defaultUrl": URLS})
@@ -226,12 +228,17 @@ class Alone(Checks):
             self.assertIn("no log /run/later; waiting", follower.stderr.readline())
             follower.stdout.close()
             self.assertEqual(follower.wait(DEADLINE), 0)  # sees that the reader has left
+        run("mkdir -m 0 /run/quillon && setpriv --bounding-set=-dac_override,-dac_read_search "
+            f"{BIN}/quillonctl show --json 2>&1 | grep -q no-permission")
 
     def test_wait(self):
         begun = time.monotonic()
         patience = ["--wait", "--timeout", "1"]
         self.check(["show", "--json", *patience], 3, '"error":"no-daemon"', "No such file")
         self.assertGreater(time.monotonic(), begun + 0.9)
+        with start("show", "--wait") as usual, start("show", "--wait", "--timeout", "10") as late:
+            usual.communicate()
+            self.assertIsNone(late.poll())
         with start("show", "--wait", *PATIENT) as patient, Daemon():
             self.assertEqual(patient.wait(DEADLINE), 0)
             self.look("missing; create or repair it ('man quillon-agent.json' has", 1, *PATIENT)
@@ -290,7 +297,7 @@ class Alone(Checks):
         os.makedirs(os.path.dirname(LOG))
         for content, shown in rows:
             Path(LOG).write_text(content, "utf-8")
-            self.check(["status"], 3, shown)
+            self.check(["status", "--wait", "--timeout", "100ms"], 3, shown, timeout=DEADLINE)
         content = line("client disconnect !", age=2)
         for index in (7, 1):
             content += line("recv client data : ")
@@ -299,6 +306,13 @@ class Alone(Checks):
         Path(LOG).write_text(content, "utf-8")
         with start("monitor", "--since", "1h") as monitor:
             self.assertRegex(monitor.stdout.readline(), "  choice   default server 1\n")
+        for no_colour in "", "1":
+            ours, theirs = os.openpty()
+            wish = os.environ | {"TERM": "xterm", "NO_COLOR": no_colour}
+            with start("monitor", "--since", "1h", stdout=theirs, env=wish):
+                os.close(theirs)
+                self.assertEqual(b"\x1b" in os.read(ours, 999), not no_colour)
+            os.close(ours)
         Path(LOG).write_text("cut short", "utf-8")
         with start("monitor") as monitor, open(LOG, "a", encoding="utf-8") as writer:
             monitor.stderr.readline()  # comes after it has gone to the end of the log

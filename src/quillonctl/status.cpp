@@ -160,7 +160,7 @@ ExitStatus Commands::status(const Options &options)
     DaemonState state = stateNow(deadline, options.wait);
     while (options.wait && state.probe.isPending() && !deadline.hasExpired()) {
         QThread::msleep(kPauseMilliseconds);
-        state = stateNow(deadline, options.wait);
+        state = stateNow(QDeadlineTimer(options.timeout), options.wait);
     }
     Output::print(options.json ? Output::jsonLine(jsonOf(state)) : textOf(state));
     return verdictOf(state).status;
