@@ -12,8 +12,8 @@
 namespace {
 
 constexpr std::chrono::seconds kMaxAge{60};
-// On loopback a server sends 10 MiB in this time.
-constexpr std::chrono::milliseconds kInterval{20};
+// On loopback a server sends 5 MiB in this time.
+constexpr std::chrono::milliseconds kInterval{10};
 
 } // namespace
 

@@ -28,7 +28,7 @@ public:
     ~ConnectionLimits() override;
 
     /// Starts to enforce the limits, unless that runs already. A connection counts from the moment
-    /// when it is found, and can exceed the limits for 20 ms.
+    /// when it is found, and can exceed the limits for 10 ms.
     void enforce();
 
     /// Enforces the limits at once. Returns whether a connection exceeded them.

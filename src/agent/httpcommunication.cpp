@@ -109,7 +109,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
-// Before Qt calls the reply to parse the header: within 20 ms a server can send too much of it.
+// Before Qt calls the reply to parse the header: a server can send too much of it at once.
 bool HttpCommunication::eventFilter(QObject *reply, QEvent *event)
 {
     auto *outstanding = static_cast<QNetworkReply *>(reply);
