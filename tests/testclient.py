@@ -257,6 +257,7 @@ class Alone(Checks):
             ([], "\u202e\na\nb", "\\u{202E}\na\nb"),
             ([], scrambled(tricky), r"\x07\xA1-\xB4\xE3\xDB\x8F\xF1\x81\xB5))\\"),
             ([], "LogEncryptionabcde\n", "LogEncryptionabcde\n"),
+            ([], scrambled(b"a") + "=", "a="),
             ([], cut, cut[:2**20] + "\n(continued) " + cut[2**20:]),
             (["--level", "WARN"], line("x", "Qinfo") + near, near), (["--level", "err"], near, ""),
             (["--since", "yesterday"], line("far", age=49) + near, near),
@@ -352,6 +353,7 @@ class Alone(Checks):
         self.check(["check", "-"], 1, "", "not a file of at most 1 MiB", input="1" * 2**20 + "1")
 
     def test_usage(self):
+        self.check(["help"], 1, "", "cannot write the output", preexec_fn=lambda: os.close(1))
         for arguments in (
                 "x", "x\x1b", "show x", "use", "use 1 2", "help x",
                 "show --level info", "show --timeout 0", "show --timeout 9w", "log --level x",

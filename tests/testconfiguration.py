@@ -8,7 +8,7 @@ from pathlib import Path
 from daemon import CONF, Case, Client, Daemon, ask, broken, choose, configure, log
 
 RECORD = "/etc/os-version"
-URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2"]
+URLS = ["http://127.0.0.1:1", "http://127.0.0.1:2/é"]
 EMPTY = {"confDefault": 0, "confDefaultIndex": 0, "confCustomHeadindex": 0, "confCustomUrl": "",
          "defaultUrl": [], "type": "5"}
 

@@ -42,6 +42,8 @@ class Socket(Case):
             ("negative length", [ASK, frame(b"", length=-8), ASK], [1], ["broken frame"]),
             ("too long", [ASK, frame(b"{}", length=2**31 - 1)], [1], ["broken frame"]),
             ("64 KiB in two frames", [frame(long), frame(b'"}'), choose(2), ASK], [2], [ERROR]),
+            ("180 KB in one write", [frame({"type": "5", "x": "x" * 60000})] * 3, [2] * 3, []),
+            ("17000 objects", [frame(b'{"":[' + b"{}," * 17000 + b"1]}"), ASK], [], ["too large"]),
             ("64 KiB and a byte", [frame(long), frame(b' "}'), ASK], [], [ERROR, "too large"]),
         )
         client = Client()
