@@ -110,13 +110,14 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
 }
 
 // Before Qt calls the reply to parse the header: a server can send too much of it at once.
-bool HttpCommunication::eventFilter(QObject *reply, QEvent *event)
+bool HttpCommunication::eventFilter(QObject *watched, QEvent *event)
 {
-    auto *outstanding = static_cast<QNetworkReply *>(reply);
-    if (event->type() != QEvent::MetaCall || outstanding->attribute(kStatus).isValid()
+    const bool isCall = event->type() == QEvent::MetaCall;
+    auto *reply = isCall ? qobject_cast<QNetworkReply *>(watched) : nullptr;
+    if (reply == nullptr || reply->attribute(kStatus).isValid()
         || !m_connectionLimits.endExcessive())
         return false;
-    outstanding->abort();
+    reply->abort();
     return true;
 }
 

@@ -46,7 +46,7 @@ signals:
     void receiveHealth(const QVariantMap &headerData, int statusCode);
 
 protected:
-    bool eventFilter(QObject *reply, QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void enableNetwork();
