@@ -14,8 +14,8 @@ import subprocess
 import time
 from pathlib import Path
 
-from daemon import (ASK, BIN, CONF, DEADLINE, LOG, SLACK, SOCKET, Case, Client, Daemon, Site, ask,
-                    broken, choose, configure, connections, frame, log, poll, probe, run)
+from daemon import (ASK, BIN, CONF, DEADLINE, LOG, SLACK, SOCKET, TMP, Case, Client, Daemon, Site,
+                    ask, broken, choose, configure, connections, frame, log, poll, probe, run)
 
 MIB = 2**20
 EVENTS = {"Failed:", "returnByte", "Attribute", "getServerData", "QJsonParseError"}
@@ -160,8 +160,9 @@ class Local(Attack):
             self.assertIn("send data", poll(log))
 
     def test_file_that_grows_too_large(self):
-        """Indentation would make the file larger than 1 MiB."""
+        """It has exactly 1 MiB, and indentation would make it larger."""
         content = json.dumps({"defaultUrl": ["http://x"] * 80000}, separators=(",", ":"))
+        content = content.ljust(MIB)
         configure(content)
         self.start()
         self.assertEqual(ask(choose(1))[0]["activeMessageType"], "4")
@@ -200,6 +201,14 @@ class Server(Attack):
         with broken(f"[ ! -e {conf} ] || mv {conf} {conf}.x; mkfifo {conf}",
                     f"rm {conf}; [ ! -e {conf}.x ] || mv {conf}.x {conf}"), Daemon():
             poll(lambda: "Failed:  401" in log())
+
+    def test_longest_name(self):
+        """Qt gives each name to the function that qtlimits.cpp limits."""
+        name, hosts = ".".join(["n" * 62] * 4 + ["n"]), Path(f"{TMP}/hosts")
+        hosts.write_text(f"127.0.0.1 {name}\n", "ascii")
+        configure({"defaultUrl": [Site((0, 200)).url.replace("127.0.0.1", name)]})
+        with broken(f"mount --bind {hosts} /etc/hosts", "umount /etc/hosts"), Daemon():
+            probe(0, "Attribute  200")
 
     def test_fifth_silent_reply(self):
         sites = [Site((3600, 200)) for _ in range(5)]

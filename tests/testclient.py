@@ -75,7 +75,7 @@ class Real(Checks):
                    "confCustomHeadindex": 2})
         with Daemon():
             for arguments, status, out, err in (
-                    (["show"], 0, "In use: https://h/p (custom address)\n", ""),
+                    (["show"], 0, "In use: https://h/p (custom address)\nDefault servers:\n  ", ""),
                     (["use", "--probe"], 1, "", "no default server is in use"),
                     (["use", SHOWN], 0, f"* 1  {SHOWN}\n", ""),
                     (["use", "x"], 1, "", "no default server has this address; see"),
@@ -252,6 +252,7 @@ class Alone(Checks):
         """Rows: the arguments, the log, and what is printed of it."""
         tricky = bytes(byte ^ KEY for byte in base64.b64decode("LogEncryptionAAA")) + b"\\"
         far, near, cut = line("far", age=47), line("near", age=3), long("forged")
+        early = re.sub(r"\d\d:\d\d:\d\d", "00:00:00", line("early"))  # today
         east = time.gmtime(time.time() + 3600 * (14 - 20))  # 20 hours ago, east of here
         rows = (
             ([], "\u202e\na\nb", "\\u{202E}\na\nb"),
@@ -261,7 +262,7 @@ class Alone(Checks):
             ([], cut, cut[:2**20] + "\n(continued) " + cut[2**20:]),
             (["--level", "WARN"], line("x", "Qinfo") + near, near), (["--level", "err"], near, ""),
             (["--since", "yesterday"], line("far", age=49) + near, near),
-            (["--since", "today"], far + line("now"), line("now")),
+            (["--since", "today"], far + early, early),
             (["--since", "-4h"], far + near, near), (["--since", "1d"], far + near, near),
             (["--since", time.strftime("%Y-%m-%dT%H:%M:%S+14:00", east)], far + near, near),
         )
@@ -336,6 +337,7 @@ class Alone(Checks):
             ({"confDefault": False, "confCustomUrl": "http://h"}, "two schemes"),
             ('{"defaultUrl": ["http://u@%s:1/"]}' % ("\u0301" * 400000), "the host has more"),
             ({"defaultUrl": ["http://h/"]}, "Wrong:\n  defaultUrl: entry 0: a slash at the end"),
+            ({"defaultUrl": [URLS[0], "http://h/#x"]}, "entry 1: a query or a fragment"),
             ({"healthPath": "v/health", "defaultUrl": ["http://h:1"]}, "Wrong:\n  healthPath: no"),
             ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
             ({"healthPath": "/health/"}, "times out"),
@@ -358,4 +360,4 @@ class Alone(Checks):
                 "x", "x\x1b", "show x", "use", "use 1 2", "help x",
                 "show --level info", "show --timeout 0", "show --timeout 9w", "log --level x",
                 "show --timeout 4294968s", "log --since x", "log -n -1", "log - --follow"):
-            self.check(arguments.split(), 2, "", "see 'quillonctl help")
+            self.check(arguments.split(), 2, "", "see 'quillonctl help", timeout=DEADLINE)

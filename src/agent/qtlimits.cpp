@@ -10,13 +10,15 @@ constexpr int kMaxDomainSize = 253; // as in DNS
 
 } // namespace
 
-/// Qt calls this with the name in a certificate and with the domain of each cookie, as the server
-/// sends them. Its time grows with the square of their length: one reply took hours.
+/// Qt calls this with each host that it looks up, and with the name in a certificate and the domain
+/// of each cookie, as the server sends them. Its time grows with the square of their length: one
+/// reply took hours. The empty result for a longer name is no host and matches none.
 QByteArray QUrl::toAce(const QString &domain)
 {
     using Function = QByteArray (*)(const QString &);
     static const auto original =
         reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
-    const bool isUsable = original != nullptr && domain.size() <= kMaxDomainSize;
-    return isUsable ? original(domain) : QByteArray();
+    if (domain.size() > kMaxDomainSize)
+        return {};
+    return original == nullptr ? domain.toLatin1() : original(domain);
 }
