@@ -50,7 +50,7 @@ def run(command):
 
 @contextlib.contextmanager
 def broken(spoil, mend):
-    """Runs the commands before and after the block. Skips the test or row if it cannot mount."""
+    """Runs the commands before and after the block. Skips it if it cannot mount."""
     if spoil.startswith("mount") and os.environ["QUILLON_SANDBOX"] != "private":
         raise unittest.SkipTest("the sandbox runs in place, where mount may be refused")
     run(spoil)
@@ -128,7 +128,7 @@ class Client:
     def __init__(self, *messages):
         self.socket = socket.socket(socket.AF_UNIX)
         weakref.finalize(self, self.socket.close)
-        # With settimeout() it would not wait for a place in the backlog, or for a whole answer.
+        # With settimeout() it would not wait for a place in the backlog.
         for option in socket.SO_SNDTIMEO, socket.SO_RCVTIMEO:
             self.socket.setsockopt(socket.SOL_SOCKET, option, struct.pack("ll", DEADLINE, 0))
         self.socket.connect(SOCKET)
@@ -166,7 +166,7 @@ def ask(*messages):
 
 
 def probe(index, text):
-    """Chooses the server until the log shows the text, since a reply after 8 s is ignored."""
+    """Chooses the server until the log shows the text; a late reply is ignored."""
     start = len(log())
     for _ in range(DEADLINE // 8):
         timeouts = log().count(TIMEOUT)
@@ -189,8 +189,8 @@ def connections(url):
 
 
 class Site:
-    """An HTTP server. Each answer is (seconds to wait before release is set, status or bytes, bytes
-    to repeat without end, if any; not encrypted). The last answer serves all further requests."""
+    """An HTTP server. Each answer is (seconds to wait for the release, status or bytes, bytes to
+    repeat, if any; not encrypted). The last answer serves all further requests."""
 
     def __init__(self, *answers, tls=None):
         self.answers, self.tls = list(answers), tls

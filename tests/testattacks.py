@@ -72,7 +72,7 @@ class Local(Attack):
         configure({"defaultUrl": ["http://127.0.0.1:1"] * 2})
         self.start()
         crowd = [Client(choose(i % 2), ASK) for i in range(40)]
-        for _ in crowd * 2:  # each takes one turn of the event loop: Qt announces no more peers
+        for _ in crowd * 2:  # one turn of the event loop each
             crowd[0].ask()
         for index in range(8):
             self.assertEqual(crowd[index].answer()["confDefaultIndex"], index % 2)

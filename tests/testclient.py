@@ -41,7 +41,7 @@ def scrambled(text):
 def start(*arguments, stdout=subprocess.PIPE, **options):
     with subprocess.Popen([f"{BIN}/quillonctl", *arguments], text=True, stdout=stdout,
                           stderr=subprocess.PIPE, **options) as process:
-        timer = threading.Timer(DEADLINE, process.kill)  # or a line that never comes would block
+        timer = threading.Timer(DEADLINE, process.kill)  # or readline() could block
         timer.start()
         yield process
         process.kill()
@@ -121,7 +121,7 @@ class Real(Checks):
                 Client(b"rubbish")
                 self.assertEqual(follower.stdout.readline(), "cut short\n")
                 self.assertRegex(follower.stdout.readline(), "PeerClosedError|not sent by")
-                Path(LOG).write_text(line("anew"), "utf-8")  # shorter than what has been read
+                Path(LOG).write_text(line("anew"), "utf-8")  # shorter
                 self.assertTrue(any("anew" in text for text in iter(follower.stdout.readline, "")))
 
     def test_status(self):
@@ -260,10 +260,12 @@ class Alone(Checks):
             ([], "LogEncryptionabcde\n", "LogEncryptionabcde\n"),
             ([], scrambled(b"a") + "=", "a="),
             ([], cut, cut[:2**20] + "\n(continued) " + cut[2**20:]),
-            (["--level", "WARN"], line("x", "Qinfo") + near, near), (["--level", "err"], near, ""),
+            (["--level", "WARN"], line("x", "Qinfo") + near, near),
+            (["--level", "err"], near, ""),
             (["--since", "yesterday"], line("far", age=49) + near, near),
             (["--since", "today"], far + early, early),
-            (["--since", "-4h"], far + near, near), (["--since", "1d"], far + near, near),
+            (["--since", "-4h"], far + near, near),
+            (["--since", "1d"], far + near, near),
             (["--since", time.strftime("%Y-%m-%dT%H:%M:%S+14:00", east)], far + near, near),
         )
         for arguments, content, shown in rows:
@@ -272,9 +274,9 @@ class Alone(Checks):
             self.assertEqual(done.stdout, shown, arguments)
 
     def test_tail_of_long_log(self):
-        """It takes not much longer than the whole log, and begins with a whole line."""
+        """It takes not much longer than the whole log."""
         Path(f"{TMP}/log").write_text(line("x" * 80) * 160000, "utf-8")
-        seconds = [sum(os.times()[2:4])]  # of processor time, of all programs that have ended
+        seconds = [sum(os.times()[2:4])]  # of processor time
         for arguments in [], ["-n", "150000"]:  # which is more than it holds
             seen = quillonctl("log", f"{TMP}/log", *arguments).stdout
             seconds.append(sum(os.times()[2:4]))
@@ -325,7 +327,8 @@ class Alone(Checks):
     def test_check(self):
         custom = {"confDefault": False, "confCustomUrl": "h"}
         rows = (
-            ("", "line 1, column 1: unexpected end"), ("{}", "no member"), ("[1]", "not an object"),
+            ("", "line 1, column 1: unexpected end"),
+            ("{}", "no member"), ("[1]", "not an object"),
             ('{\n "é": [1, ]}', "line 2, column 11: unexpected ']'"),
             ('{"a": ["b"\n }  ', "line 2, column 2: unexpected '}'"),
             ('{"a": 1}\n}', "line 2, column 1: unexpected '}'"),
@@ -339,7 +342,8 @@ class Alone(Checks):
             ({"defaultUrl": ["http://h/"]}, "Wrong:\n  defaultUrl: entry 0: a slash at the end"),
             ({"defaultUrl": [URLS[0], "http://h/#x"]}, "entry 1: a query or a fragment"),
             ({"healthPath": "v/health", "defaultUrl": ["http://h:1"]}, "Wrong:\n  healthPath: no"),
-            ({"confCustomHeadindex": 2}, "neither 0 nor 1"), ({"x\x1b": 0}, r"x\x1B: not known"),
+            ({"confCustomHeadindex": 2}, "neither 0 nor 1"),
+            ({"x\x1b": 0}, r"x\x1B: not known"),
             ({"healthPath": "/health/"}, "times out"),
             ('{"healthPath":"","healthPath":""}', "appears twice"),
             ({"confDefault": False}, "confCustomUrl: empty, but in use\n"),

@@ -32,7 +32,7 @@ def run(*command, status=0, **options):
 
 class Docs(Case):
     def test_pages(self):
-        """Of the completions only the words are compared, not what a shell makes of them."""
+        """Of the completions only the words are compared."""
         client, file = text("doc/man/*.1"), text("doc/man/*.5")
         configure({"defaultUrl": URLS})
         with Daemon():
@@ -64,7 +64,7 @@ class Docs(Case):
             sent, answer = (bytes.fromhex("".join(re.findall(f"^    {way} (.{{47}})", page, re.M)))
                             for way in "><")
             client = Client(sent)
-            client.socket.shutdown(socket.SHUT_WR)  # so that the daemon leaves after the answers
+            client.socket.shutdown(socket.SHUT_WR)  # so that the daemon leaves
             seen = client.socket.recv(65536, socket.MSG_WAITALL)
             self.assertEqual(seen, answer, seen.hex(" "))
             for command in ["doc/examples/client.py"], [f"{TMP}/client"]:

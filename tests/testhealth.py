@@ -19,7 +19,7 @@ def events():
 
 
 def advance(milliseconds):
-    """Advances the daemon's clock, then gives the daemon some turns of its event loop."""
+    """Advances the daemon's clock, then gives it some turns of its loop."""
     os.truncate(CLOCK, os.path.getsize(CLOCK) + milliseconds)
     ask()
 
@@ -35,7 +35,7 @@ class Health(Case):
         self.enterContext(Daemon(env=environment))
 
     def test_checks(self):
-        """A late reply is ignored. A new choice restarts the timer and accepts an earlier reply."""
+        """A late reply is ignored. A new choice restarts the timer."""
         late, first, silent = Site((3600, 503)), Site((3600, 204)), Site((3600, 200))
         self.start(*(f"{site.url}/health" for site in (late, first, silent)))
         advance(7500)
@@ -64,7 +64,7 @@ class Health(Case):
         self.assertEqual(events(), "stsstssa")
 
     def test_minute(self):
-        """A reply and its connection end after 60 s, also within a handshake. Others go on."""
+        """A reply and its connection end after 60 s. Others go on."""
         silent, other = Site((3600, 200)), Site((3600, b"HTTP/1.1 200 X\r\n\r\nother"))
         self.start(f"{silent.url}/health", silent.url.replace("http", "https"), other.url)
         ask(choose(1))

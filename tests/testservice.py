@@ -49,7 +49,7 @@ class Tls(Case):
                 "authorization": ""})
 
     def test_repeated_probes(self):
-        """Qt keeps memory of each handshake and each reply until its connections are closed."""
+        """Qt keeps memory of each handshake until its connections are closed."""
         def outcomes():
             return Path(LOG).read_bytes().count(b"Status Code Attribute")
 
@@ -68,14 +68,13 @@ class Tls(Case):
                     client.socket.sendall(choose(index % 2))
                     poll(lambda known=count: outcomes() > known)
             self.assertLess(daemon.peak_bytes() - before, 2 * SLACK * 2**20)
-            # The outstanding reply has been dropped, so that the connections could be closed,
-            # but for the one that the starter has left open.
+            # All are closed, but for the starter's own.
             self.assertEqual(connections(silent), 1)
             poll(lambda: not connections(good))
-            # Nothing wakes the daemon: it waits in ppoll() without a timeout.
+            # Nothing wakes the daemon: its ppoll() has no timeout.
             state = Path(f"/proc/{daemon.process.pid}/syscall")
             poll(lambda: state.read_text("ascii").split()[3:4] == ["0x0"])
-            # The next requests are few again, so that they do not end an earlier one.
+            # The count of requests has begun anew.
             client.socket.sendall(choose(2))
             poll(lambda: connections(silent) == 2)
             count = outcomes()
@@ -87,7 +86,7 @@ class Tls(Case):
             self.assertNotIn("/bearer/", maps.read_text("utf-8"))
 
     def test_floods(self):
-        """The server, or somebody on the path to it, sends without end. The daemon ends that."""
+        """A server, or somebody on the path to it, sends without end."""
         tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         tls.load_cert_chain(f"{SITE}/good.pem", f"{SITE}/good.key")
         ok, junk = b"HTTP/1.1 200 OK\r\n", bytes(65536)
