@@ -28,7 +28,7 @@ CONF = "/etc/.zeno/.agent.json"
 TIMEOUT = "warning: checkNetworkTimeout()"
 DEADLINE = 120  # seconds; longer than anything takes on a slow machine
 os.umask(0o022)
-# A large quarantine would count as memory. The clock library is loaded before the sanitizer's.
+# A large quarantine counts as memory. The clock library precedes the sanitizer's.
 os.environ["ASAN_OPTIONS"] = "quarantine_size_mb=1:verify_asan_link_order=0"
 SLACK = 4 if b"__asan_init" in Path(f"{BIN}/quillon").read_bytes() else 1
 KEY = functools.reduce(operator.xor, b"kvx-journal")
@@ -143,7 +143,7 @@ class Client:
         return json.loads(self.socket.recv(length, socket.MSG_WAITALL))
 
     def ask(self, *messages):
-        """Returns the answers, of which the last is the configuration."""
+        """Returns the answers; the last is the configuration."""
         self.socket.sendall(b"".join(messages) + ASK)
         answers = [self.answer()]
         while answers[-1]["type"] != "5":

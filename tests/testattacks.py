@@ -93,7 +93,7 @@ class Local(Attack):
         self.start()
         first = Client()
         first.ask()
-        # Qt ends a process in which a new thread gets no descriptor. One thread stays.
+        # Qt ends a process in which a new thread gets no descriptor.
         threads = f"cat /proc/{self.pid}/task/*/comm 2>/dev/null"
         poll(lambda: os.popen(threads).read() == "quillon\nQt bearer threa\n")
         old = resource.prlimit(self.pid, resource.RLIMIT_NOFILE)
@@ -126,7 +126,7 @@ class Local(Attack):
         poll(lambda: log().count("local socket lost") == 2)
 
     def test_passed_descriptor(self):
-        """Closing the last reference to a lingering socket would block the daemon."""
+        """Closing a lingering socket would block the daemon."""
         self.start()
         client = Client()
         with contextlib.suppress(OSError):  # of a kernel before 6.16

@@ -17,6 +17,7 @@ private slots:
             {"ProductType=a\nEditionName=Home", HomeEdition},
             {"ProductType=server\nEditionName=Device", DeviceEdition},
             {"ProductType=Server\nEditionName=Device", ServerDeviceEdition},
+            {"ProductType=Server\n;" + QByteArray(1024 * 1024, 'x'), OtherEdition},
         };
         for (const auto &[keys, type] : rows) {
             QTemporaryFile file;
