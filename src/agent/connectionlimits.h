@@ -13,7 +13,7 @@
 /// Limits what a server can do to the daemon, whatever it sends: shuts down each TCP connection of
 /// the process after 60 s or 32 KiB. Qt reads some replies without a limit, and others on a thread
 /// that then serves no other request. Has a thread of its own, because Qt parses headers on the
-/// main thread and reads on meanwhile, which takes minutes if the server wants.
+/// main thread and reads on meanwhile.
 class ConnectionLimits : public QThread
 {
     Q_OBJECT

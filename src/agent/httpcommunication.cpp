@@ -40,7 +40,7 @@ QByteArray bodyOf(QNetworkReply &reply)
 void abortLater(QNetworkReply *reply)
 {
     auto *timer = new QTimer(reply);
-    timer->setTimerType(Qt::PreciseTimer); // before the limit of the connection
+    timer->setTimerType(Qt::PreciseTimer); // to fire before ConnectionLimits ends the connection
     QObject::connect(timer, &QTimer::timeout, reply, &QNetworkReply::abort);
     timer->start(kMaxReplyAge);
 }
@@ -109,7 +109,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
-// Before Qt calls the reply to parse the header: a server can send too much of it at once.
+// Qt calls the reply to parse the header. It may have become too long since the last check.
 bool HttpCommunication::eventFilter(QObject *watched, QEvent *event)
 {
     const bool isCall = event->type() == QEvent::MetaCall;

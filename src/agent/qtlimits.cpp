@@ -1,4 +1,5 @@
-// Limits a function of Qt. It replaces Qt's, because a program's functions precede a library's.
+// Replaces a function of Qt by one with a limit. The dynamic linker finds the program's function
+// before the one in Qt's library.
 
 #include <QUrl>
 
