@@ -82,7 +82,8 @@ void TestLog::writesLines()
         QVERIFY(head.has_value());
         QCOMPARE(head->level, level);
         QCOMPARE(line.mid(head->textStart), QByteArray(text) + '\n');
-        const QDateTime time = LogLine::dateTimeIn(head->time);
+        const QDateTime time =
+            QDateTime::fromString(QString::fromLatin1(head->time), LogLine::kTimeFormat);
         QVERIFY(qAbs(time.secsTo(QDateTime::currentDateTime())) < 600);
         QCOMPARE(line.replace(start, LogLine::kTimeSize, "TIME"), written);
     }

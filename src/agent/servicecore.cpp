@@ -136,7 +136,7 @@ void ServiceCore::parseNetWorkCheck(QVariantMap /*headerData*/, int nStatus)
         m_networkStatus = nStatus;
         qInfo() << LogMessages::probeStatus << m_networkStatus << "--------";
         if (m_networkStatus != kHttpOk)
-            qWarning() << LogMessages::probeFailed << m_networkStatus;
+            qWarning() << "warning: http nStatus " << m_networkStatus;
     }
     // Every reply stops the timer, whatever its status, or a timeout warning would follow.
     m_networkTimer.stop();

@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <ctime>
-#include <string>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -92,13 +91,13 @@ void ServiceLog::getLogFilePath(const QString &path)
 void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext &context,
                                         const QString &message)
 {
-    const std::string line = LogLine::compose(type, localTimeText(), context, message);
+    const QByteArray line = LogLine::compose(type, localTimeText(), context, message);
     const int file = openLog(O_CREAT);
     if (file < 0)
         return warnOnStderr("logFile closed failed");
     // A single write in append mode keeps the lines of several threads whole.
     const ssize_t written = ::write(file, line.data(), line.size());
-    const bool isWhole = written == static_cast<ssize_t>(line.size());
+    const bool isWhole = written == line.size();
     // A write to a full disk can end inside the line, and the next line would join it.
     if (!isWhole && written > 0 && ::ftruncate(file, ::lseek(file, 0, SEEK_CUR) - written) != 0)
         warnOnStderr("logFile shortened failed");

@@ -3,8 +3,8 @@
 #include "logencryption.h"
 #include "logmessages.h"
 
-#include <QDateTime>
 #include <QRegularExpression>
+#include <QStringBuilder>
 
 #include <algorithm>
 #include <cstring>
@@ -19,12 +19,6 @@ constexpr std::array<LogLine::Level, LogMessages::tags.size()> kLevels{
     LogLine::Level::Debug, LogLine::Level::Warning, LogLine::Level::Critical, LogLine::Level::Fatal,
     LogLine::Level::Info};
 
-bool isTime(const QByteArray &text)
-{
-    static const QRegularExpression time(QStringLiteral(R"(^\d{4}(-\d\d){2} \d\d(:\d\d){2}$)"));
-    return time.match(QString::fromLatin1(text)).hasMatch();
-}
-
 } // namespace
 
 LogLine::Time LogLine::timeText(std::time_t second)
@@ -37,36 +31,25 @@ LogLine::Time LogLine::timeText(std::time_t second)
     return text;
 }
 
-QDateTime LogLine::dateTimeIn(const QByteArray &text)
+QByteArray LogLine::compose(QtMsgType type, const char *time, const QMessageLogContext &context,
+                            const QString &message)
 {
-    return QDateTime::fromString(QString::fromLatin1(text), QLatin1String(kTimeFormat));
-}
-
-std::string LogLine::compose(QtMsgType type, const char *time, const QMessageLogContext &context,
-                             const QString &message)
-{
-    constexpr size_t headBytes = 96; // roughly
     const std::string_view file = context.file == nullptr ? "" : context.file;
-    const QByteArray text = message.toUtf8();
-    const auto textBytes = static_cast<size_t>(text.size());
-    std::string line;
-    line.reserve(headBytes + textBytes);
-    line.append(LogMessages::tags.at(type)).append(time);
-    line.append(":").append(file.substr(file.rfind('/') + 1));
-    line.append(" line:").append(std::to_string(context.line)).append("] ");
-    line.append(text.constData(), textBytes).push_back('\n');
-    return line;
+    const char *const name = file.data() + (file.rfind('/') + 1);
+    return QByteArray(LogMessages::tags.at(type)) % time % ':' % name % " line:"
+           % QByteArray::number(context.line) % "] " % message.toUtf8() % '\n';
 }
 
 std::optional<LogLine::Head> LogLine::headOf(const QByteArray &line)
 {
+    static const QRegularExpression isTime(QStringLiteral(R"(^\d{4}(-\d\d){2} \d\d(:\d\d){2}$)"));
     for (size_t type = 0; type < LogMessages::tags.size(); ++type) {
         const char *const tag = LogMessages::tags.at(type);
         if (!line.startsWith(tag))
             continue;
         const QByteArray time = line.mid(static_cast<int>(qstrlen(tag)), kTimeSize);
         const int bracket = line.indexOf("] ", line.indexOf(" line:"));
-        if (isTime(time))
+        if (isTime.match(QString::fromLatin1(time)).hasMatch())
             return Head{kLevels.at(type), time, bracket < 0 ? line.size() : bracket + 2};
     }
     return {};

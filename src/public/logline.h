@@ -1,13 +1,12 @@
 #pragma once
 
 #include <QByteArray>
+#include <QLatin1String>
 
 #include <array>
 #include <ctime>
 #include <optional>
-#include <string>
 
-class QDateTime;
 class QMessageLogContext;
 class QString;
 
@@ -17,8 +16,8 @@ namespace LogLine {
 
 enum class Level { Debug, Info, Warning, Critical, Fatal };
 
-inline constexpr char kTimeFormat[] = "yyyy-MM-dd hh:mm:ss"; ///< of QDateTime
-inline constexpr int kTimeSize = sizeof kTimeFormat - 1;
+inline const QLatin1String kTimeFormat{"yyyy-MM-dd hh:mm:ss"}; ///< of QDateTime
+inline constexpr int kTimeSize = 19;
 
 /// A text that ends with a NUL. Comparing two of these texts compares the times.
 using Time = std::array<char, kTimeSize + 1>;
@@ -26,13 +25,10 @@ using Time = std::array<char, kTimeSize + 1>;
 /// The local time; empty for a year of more than four digits.
 Time timeText(std::time_t second);
 
-/// The time in such a text; invalid if it is not one.
-QDateTime dateTimeIn(const QByteArray &text);
-
 /// The line for a message, with its line feed.
 /// @param time see timeText()
-std::string compose(QtMsgType type, const char *time, const QMessageLogContext &context,
-                    const QString &message);
+QByteArray compose(QtMsgType type, const char *time, const QMessageLogContext &context,
+                   const QString &message);
 
 struct Head
 {

@@ -25,7 +25,6 @@ inline constexpr char probe[] = "sendHealthInfo url :";
 inline constexpr char tlsFault[] = "TLS: ";
 inline constexpr char requestFailed[] = "Failed: ";
 inline constexpr char probeStatus[] = " --------Http Status Code Attribute ";
-inline constexpr char probeFailed[] = "warning: http nStatus ";
 inline constexpr char probeTimeout[] = "warning: checkNetworkTimeout()";
 
 inline constexpr char listenFailed[] = "quillon listen falie !";

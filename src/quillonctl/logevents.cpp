@@ -60,7 +60,7 @@ QByteArray labelOf(const QByteArray &text)
 /// How many seconds ago it was; nothing if this is not a time.
 std::optional<qint64> ageOf(const QByteArray &time)
 {
-    const QDateTime past = LogLine::dateTimeIn(time);
+    const QDateTime past = QDateTime::fromString(QString::fromLatin1(time), LogLine::kTimeFormat);
     if (!past.isValid())
         return {};
     return std::max<qint64>(0, past.secsTo(QDateTime::currentDateTime()));

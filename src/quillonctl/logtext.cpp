@@ -38,7 +38,7 @@ QByteArray LogText::timeText(const QDateTime &time)
 
 QJsonValue LogText::jsonTime(const QByteArray &time)
 {
-    const QDateTime local = LogLine::dateTimeIn(time);
+    const QDateTime local = QDateTime::fromString(QString::fromLatin1(time), LogLine::kTimeFormat);
     // Qt writes the offset only for a time that has an explicit one.
     return Output::orNull(
         local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate).toUtf8());
