@@ -286,10 +286,10 @@ class Alone(Checks):
     def test_written_log(self):
         """Rows: the log, and what status shows of it."""
         probe = line('sendHealthInfo url : "LogEncryptionAAAA"', "Debug")
-        tls, failed = line('TLS:  "Expired"'), line('Failed:  0 x "No"')
+        tls, failed = line('TLS:  ("Old", "No CA")'), line('Failed:  0 x "No"')
         none = line(f"{STATUS}  0 --------")
         rows = (
-            (probe + tls + failed + none, "no HTTP response (No: Expired), 2"),
+            (probe + tls + failed + none, "no HTTP response (No: Old; No CA), 2"),
             (probe + tls + failed + none + probe + failed + none, "no HTTP response (No), 2"),
             (probe + failed.replace("x", "SslHandshakeFailedError") + none, "(No: no certificate"),
             (probe + line(f"{STATUS}  200 --------", age=1.5), " (90 min ago)\n"),

@@ -38,7 +38,7 @@ class Tls(Case):
                 self.assertEqual(set(re.findall("Failed:  (.*?Error)", seen)), {failure} - {""})
             self.assertNotRegex(log(), "NotAccessible|nStatus  200")
             for fault in "issuer certificate", "host name did not match":
-                self.assertRegex(log(), rf'\[Qinfo:.*\] TLS:  "The {fault} .*"\n.*Failed:')
+                self.assertRegex(log(), rf'\[Qinfo:.*\] TLS:  \("The {fault} .*"\)\n.*Failed:')
         self.assertNotIn(self.urls["OK_URL"], Path(LOG).read_text("utf-8"))
         requests = Path(f"{SITE}/access.log").read_text("utf-8").splitlines()
         self.assertGreaterEqual(len(requests), 2)

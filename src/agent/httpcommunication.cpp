@@ -47,10 +47,7 @@ void abortLater(QNetworkReply *reply)
 
 void logTlsErrors(const QNetworkReply * /*reply*/, const QList<QSslError> &errors)
 {
-    QStringList texts;
-    for (const QSslError &error : errors)
-        texts.append(error.errorString());
-    qInfo() << LogMessages::tlsFault << texts.join(QLatin1String("; "));
+    qInfo() << LogMessages::tlsFault << errors;
 }
 
 } // namespace

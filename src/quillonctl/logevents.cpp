@@ -109,7 +109,8 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
 /// The errors of the TLS handshake precede the failure of the request.
 void LogEvents::noteFailure(const QByteArray &text)
 {
-    const QByteArray reason = Output::escaped(quoted(text).replace("\\\"", "\""));
+    const QByteArray reason =
+        Output::escaped(quoted(text).replace("\", \"", "; ").replace("\\\"", "\""));
     if (text.startsWith(LogMessages::tlsFault))
         m_tlsErrors = reason;
     if (!text.startsWith(LogMessages::requestFailed))
