@@ -3,6 +3,7 @@
 #include <QByteArray>
 
 #include <chrono>
+#include <thread>
 
 #include <fcntl.h>
 #include <linux/tcp.h>
@@ -19,42 +20,28 @@ constexpr std::chrono::milliseconds kInterval{10};
 
 ConnectionLimits::~ConnectionLimits()
 {
-    stop();
+    requestInterruption();
+    wait();
 }
 
 void ConnectionLimits::enforce()
 {
-    if (isRunning())
+    if (isRunning() && !isInterruptionRequested())
         return;
-    m_stop.acquire(m_stop.available()); // one is left if the last thread could not start
+    wait(); // for the last run, which ends within kInterval
     start();
-}
-
-bool ConnectionLimits::endExcessive()
-{
-    return shutDown(Which::Excessive);
-}
-
-void ConnectionLimits::endAll()
-{
-    stop();
-    shutDown(Which::All);
 }
 
 void ConnectionLimits::run()
 {
-    while (!m_stop.tryAcquire(1, static_cast<int>(kInterval.count())))
-        shutDown(Which::Excessive);
-}
-
-void ConnectionLimits::stop()
-{
-    m_stop.release();
-    wait();
+    while (!isInterruptionRequested()) {
+        shutDown();
+        std::this_thread::sleep_for(kInterval);
+    }
 }
 
 // Looks at all descriptors, because Qt does not reveal the connections of its replies.
-bool ConnectionLimits::shutDown(Which which)
+bool ConnectionLimits::shutDown(qint64 maxBytes)
 {
     if (!m_descriptors)
         return false;
@@ -73,11 +60,11 @@ bool ConnectionLimits::shutDown(Which which)
             || (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0) // inherited from the starter
             continue;
         const QDeadlineTimer deadline = m_deadlines.value(id, QDeadlineTimer(kMaxAge));
-        const bool isExcessive = info.tcpi_bytes_received > kMaxBytes || deadline.hasExpired();
-        if (isExcessive || which == Which::All)
-            ::shutdown(descriptor, SHUT_RDWR);
-        areExcessive |= isExcessive;
         deadlines.insert(id, deadline);
+        if (static_cast<qint64>(info.tcpi_bytes_received) <= maxBytes && !deadline.hasExpired())
+            continue;
+        ::shutdown(descriptor, SHUT_RDWR);
+        areExcessive = true;
     }
     m_deadlines.swap(deadlines);
     return areExcessive;

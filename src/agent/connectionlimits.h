@@ -3,7 +3,6 @@
 #include <QDeadlineTimer>
 #include <QHash>
 #include <QMutex>
-#include <QSemaphore>
 #include <QThread>
 
 #include <memory>
@@ -22,34 +21,25 @@ class ConnectionLimits : public QThread
 public:
     /// Received bytes, before decryption; an ordinary probe receives less than 10 KB. Qt's time for
     /// some headers grows with the square of this.
-    static constexpr quint64 kMaxBytes = 32 * 1024;
+    static constexpr qint64 kMaxBytes = 32 * 1024;
 
     ConnectionLimits() = default;
     ~ConnectionLimits() override;
 
-    /// Starts to enforce the limits, unless that runs already. A connection counts from the moment
-    /// when it is found, and can exceed the limits for 10 ms.
+    /// Starts to enforce the limits until requestInterruption(), unless that runs already. A
+    /// connection counts from the moment when it is found, and can exceed the limits for 10 ms.
     void enforce();
 
-    /// Enforces the limits at once. Returns whether a connection exceeded them.
-    bool endExcessive();
-
-    /// Shuts down all connections and stops. Bytes that have already arrived can still be read.
-    void endAll();
-
-protected:
-    void run() override;
+    /// Shuts down each connection that lasts for 60 s or has received more than these bytes; -1
+    /// shuts down all. Returns whether there was one. What has arrived can still be read.
+    bool shutDown(qint64 maxBytes = kMaxBytes);
 
 private:
-    enum class Which { Excessive, All };
-
-    void stop();
-    bool shutDown(Which which);
+    void run() override;
 
     // Open all the time: there may be no free descriptor. Not QDir, which calls stat() on each.
     const std::unique_ptr<DIR, int (*)(DIR *)> m_descriptors{::opendir("/proc/self/fd"),
                                                              ::closedir};
     QMutex m_mutex; // guards what follows and the position in the directory
-    QSemaphore m_stop; // available when the thread is to end
     QHash<quint64, QDeadlineTimer> m_deadlines; // by the kernel's ID of the socket
 };

@@ -12,20 +12,18 @@
 #include <QNetworkRequest>
 #include <QScopedPointer>
 #include <QSslError>
+#include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 namespace {
 
-constexpr int kMaxOutstanding = 4;
-constexpr int kMaxRequests = 8;
+constexpr int kMaxRequests = 4;
 constexpr qint64 kMaxBodyBytes = 16 * 1024;
 constexpr std::chrono::seconds kMaxReplyAge{60};
 constexpr auto kStatus = QNetworkRequest::HttpStatusCodeAttribute;
-constexpr std::chrono::milliseconds kIdleInterval{20};
 
 // Reading takes time that grows with the square of the number of chunks, which can have one byte
 // each. Deleting unread data takes linear time.
@@ -57,10 +55,6 @@ HttpCommunication::HttpCommunication(QObject *parent)
 {
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
     connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
-    connect(&m_idleTimer, &QTimer::timeout, this, [this] {
-        if (outstanding().isEmpty())
-            closeConnections();
-    });
 }
 
 // Qt's network plugins poll and load D-Bus. Without one, enableNetwork() has work to do.
@@ -75,8 +69,7 @@ void HttpCommunication::enableNetwork()
 {
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
-    if (!std::exchange(m_isManagerSetUp, true))
-        m_manager.setConfiguration(QNetworkConfiguration());
+    m_manager.setConfiguration(QNetworkConfiguration());
     if (m_manager.networkAccessible() != QNetworkAccessManager::NotAccessible)
         return;
     qWarning() << "m_manager.networkAccessible() NotAccessible";
@@ -96,13 +89,13 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    makeRoom();
+    if (m_requests == kMaxRequests)
+        dropRequests();
+    ++m_requests;
     QNetworkReply *reply = m_manager.post(request, data);
     reply->installEventFilter(this);
     abortLater(reply);
     m_connectionLimits.enforce();
-    if (!m_idleTimer.isActive()) // or frequent requests would put it off for ever
-        m_idleTimer.start(kIdleInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
@@ -111,8 +104,7 @@ bool HttpCommunication::eventFilter(QObject *watched, QEvent *event)
 {
     const bool isCall = event->type() == QEvent::MetaCall;
     auto *reply = isCall ? qobject_cast<QNetworkReply *>(watched) : nullptr;
-    if (reply == nullptr || reply->attribute(kStatus).isValid()
-        || !m_connectionLimits.endExcessive())
+    if (reply == nullptr || reply->attribute(kStatus).isValid() || !m_connectionLimits.shutDown())
         return false;
     reply->abort();
     return true;
@@ -127,19 +119,20 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
 }
 
 // A silent server keeps requests outstanding, and they keep the connections from being closed.
-// Emits no signal for a dropped request, because a newer one replaces it.
-void HttpCommunication::makeRoom()
+// Emits no signal for a dropped request, because a newer one replaces it. Not deleteLater():
+// thousands could pile up before the event loop runs.
+void HttpCommunication::dropRequests()
 {
-    QList<QNetworkReply *> surplus = outstanding();
-    const bool closes = ++m_requests > kMaxRequests;
-    if (!closes) // keep the newest
-        surplus = surplus.mid(0, std::max(0, surplus.size() - kMaxOutstanding + 1));
-    for (QNetworkReply *reply : qAsConst(surplus)) {
-        reply->disconnect(&m_manager);
-        delete reply; // not deleteLater(): thousands could pile up before the event loop runs
-    }
-    if (closes)
-        closeConnections();
+    qDeleteAll(outstanding());
+    closeConnections();
+}
+
+void HttpCommunication::closeIdleConnections()
+{
+    if (!outstanding().isEmpty())
+        return;
+    m_connectionLimits.requestInterruption();
+    closeConnections();
 }
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
@@ -147,13 +140,13 @@ void HttpCommunication::makeRoom()
 void HttpCommunication::closeConnections()
 {
     m_requests = 0;
-    m_idleTimer.stop();
-    m_connectionLimits.endAll();
+    m_connectionLimits.shutDown(-1);
     m_manager.clearConnectionCache();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
+    QMetaObject::invokeMethod(this, &HttpCommunication::closeIdleConnections, Qt::QueuedConnection);
     const int status = reply->attribute(kStatus).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;

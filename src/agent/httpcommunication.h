@@ -5,7 +5,6 @@
 #include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
-#include <QTimer>
 #include <QVariantMap>
 
 class QNetworkReply;
@@ -24,8 +23,8 @@ public:
     static void disablePlugins();
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
-    /// if the request times out (after 60 s at the latest) or is dropped: a fifth outstanding
-    /// request drops the oldest, and the ninth without a pause drops all others.
+    /// if the request times out (after 60 s at the latest) or is dropped: the fifth without a
+    /// pause drops those that are outstanding.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
@@ -45,18 +44,15 @@ signals:
     /// Emitted instead, without reading the body, for a reply whose URL path ends in "/health".
     void receiveHealth(const QVariantMap &headerData, int statusCode);
 
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
-
 private:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void enableNetwork();
     QList<QNetworkReply *> outstanding() const;
-    void makeRoom();
+    void dropRequests();
+    void closeIdleConnections();
     void closeConnections();
 
     QNetworkAccessManager m_manager;
-    bool m_isManagerSetUp = false;
     int m_requests = 0; // since Qt's connections were closed
     ConnectionLimits m_connectionLimits;
-    QTimer m_idleTimer; // runs while connections may be open
 };

@@ -7,6 +7,9 @@
 
 namespace {
 
+// For one peer; the kernel blocks the peer beyond that. Larger than any write that fits into the
+// kernel's default buffer.
+constexpr qint64 kMaxUnreadBytes = 256 * 1024;
 constexpr int kPassRights = 83; // SO_PASSRIGHTS of Linux 6.16
 
 const QSocketNotifier *notifierOf(const QLocalServer &server)
@@ -30,8 +33,7 @@ bool Listener::open(const QString &path)
     // The kernel refuses descriptors that a peer passes, because closing a lingering socket would
     // block. Peers inherit the option from the listener. Older kernels lack it.
     const int off = 0;
-    const auto descriptor = static_cast<int>(socketDescriptor());
-    ::setsockopt(descriptor, SOL_SOCKET, kPassRights, &off, sizeof off);
+    ::setsockopt(static_cast<int>(socketDescriptor()), SOL_SOCKET, kPassRights, &off, sizeof off);
     // When Qt cannot accept a connection, it gives up the socket without a signal,
     // and isListening() stays true. The only sign is that it deletes its notifier.
     if (const QSocketNotifier *notifier = notifierOf(*this))

@@ -11,10 +11,6 @@ class Listener : public QLocalServer
     Q_DISABLE_COPY(Listener)
 
 public:
-    /// Unread bytes kept for one peer; the kernel blocks the peer beyond that.
-    /// Larger than any write that fits into the kernel's default buffer.
-    static constexpr qint64 kMaxUnreadBytes = 256 * 1024;
-
     explicit Listener(QObject *parent);
 
     /// Listens at the path. Replaces whatever socket file is there.

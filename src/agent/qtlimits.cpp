@@ -5,12 +5,6 @@
 
 #include <dlfcn.h>
 
-namespace {
-
-constexpr int kMaxDomainSize = 253; // as in DNS
-
-} // namespace
-
 /// Qt calls this with each host that it looks up, and with the name in a certificate and the domain
 /// of each cookie, as the server sends them. Its time grows with the square of their length: one
 /// reply took hours. The empty result for a longer name is no host and matches none.
@@ -19,7 +13,8 @@ QByteArray QUrl::toAce(const QString &domain)
     using Function = QByteArray (*)(const QString &);
     static const auto original =
         reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
-    if (domain.size() > kMaxDomainSize)
+    constexpr int maxSize = 253; // as in DNS
+    if (domain.size() > maxSize)
         return {};
     return original == nullptr ? domain.toLatin1() : original(domain);
 }
