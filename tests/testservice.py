@@ -74,16 +74,6 @@ class Tls(Case):
             # Nothing wakes the daemon: its ppoll() has no timeout.
             state = Path(f"/proc/{daemon.process.pid}/syscall")
             poll(lambda: state.read_text("ascii").split()[3:4] == ["0x0"])
-            # The count of requests has begun anew.
-            client.socket.sendall(choose(2))
-            poll(lambda: connections(silent) == 2)
-            count = outcomes()
-            client.socket.sendall(choose(1))
-            poll(lambda: outcomes() > count)
-            self.assertEqual(connections(silent), 2)
-            # Qt's network plugins would wake the daemon regularly.
-            maps = Path(f"/proc/{daemon.process.pid}/maps")
-            self.assertNotIn("/bearer/", maps.read_text("utf-8"))
 
     def test_floods(self):
         """A server, or somebody on the path to it, sends without end."""
