@@ -96,7 +96,7 @@ void ServiceLog::InstallerMessageOutput(QtMsgType type, const QMessageLogContext
     if (file < 0)
         return warnOnStderr("logFile closed failed");
     // A single write in append mode keeps the lines of several threads whole.
-    const ssize_t written = ::write(file, line.data(), line.size());
+    const ssize_t written = ::write(file, line.data(), static_cast<size_t>(line.size()));
     const bool isWhole = written == line.size();
     // A write to a full disk can end inside the line, and the next line would join it.
     if (!isWhole && written > 0 && ::ftruncate(file, ::lseek(file, 0, SEEK_CUR) - written) != 0)
