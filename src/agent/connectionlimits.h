@@ -10,8 +10,8 @@
 #include <dirent.h>
 
 /// Limits what a server can do to the daemon, whatever it sends: shuts down each TCP connection of
-/// the process after 60 s or 32 KiB. Qt reads some replies without a limit, and others on a thread
-/// that then serves no other request. Has a thread of its own, because Qt parses headers on the
+/// the process after 60 s or 32 KiB. Qt reads some replies without a limit, and a long one blocks
+/// the thread of all requests. Has a thread of its own, because Qt parses headers on the
 /// main thread and reads on meanwhile.
 class ConnectionLimits : public QThread
 {
@@ -26,12 +26,12 @@ public:
     ConnectionLimits() = default;
     ~ConnectionLimits() override;
 
-    /// Starts to enforce the limits until requestInterruption(), unless that runs already. A
-    /// connection counts from the moment when it is found, and can exceed the limits for 10 ms.
+    /// Enforces the limits until requestInterruption(). No effect if it already does. A connection
+    /// counts from the moment when it is found, and can exceed the limits for 10 ms.
     void enforce();
 
-    /// Shuts down each connection that lasts for 60 s or has received more than these bytes; -1
-    /// shuts down all. Returns whether there was one. What has arrived can still be read.
+    /// Shuts down each connection that is older than 60 s or has received more than these bytes; -1
+    /// shuts down all. Returns whether it found one. What has arrived can still be read.
     bool shutDown(qint64 maxBytes = kMaxBytes);
 
 private:

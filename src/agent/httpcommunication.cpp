@@ -38,7 +38,7 @@ QByteArray bodyOf(QNetworkReply &reply)
 void abortLater(QNetworkReply *reply)
 {
     auto *timer = new QTimer(reply);
-    timer->setTimerType(Qt::PreciseTimer); // to fire before ConnectionLimits ends the connection
+    timer->setTimerType(Qt::PreciseTimer); // to fire before the connection ends
     QObject::connect(timer, &QTimer::timeout, reply, &QNetworkReply::abort);
     timer->start(kMaxReplyAge);
 }
@@ -57,14 +57,14 @@ HttpCommunication::HttpCommunication(QObject *parent)
     connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
 }
 
-// Qt's network plugins poll and load D-Bus. Without one, enableNetwork() has work to do.
+// Qt's network plugins poll and load D-Bus. enableNetwork() makes up for them.
 void HttpCommunication::disablePlugins()
 {
     QCoreApplication::setLibraryPaths({});
 }
 
 // Without a plugin, every request fails unless the manager's configuration is empty. Setting that
-// starts a thread, so it waits for the first request.
+// starts a thread, so the constructor does not do it.
 void HttpCommunication::enableNetwork()
 {
     QT_WARNING_PUSH
@@ -99,7 +99,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
-// Qt calls the reply to parse the header. It may have become too long since the last check.
+// Qt calls the reply to parse its header. If a connection exceeds the limits, that may be this one.
 bool HttpCommunication::eventFilter(QObject *watched, QEvent *event)
 {
     const bool isCall = event->type() == QEvent::MetaCall;

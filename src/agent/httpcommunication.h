@@ -9,8 +9,8 @@
 
 class QNetworkReply;
 
-/// The HTTPS client: posts JSON and turns each finished reply into one signal. It parses no body
-/// and does not retry. A reply is identified only by its URL.
+/// The HTTPS client: posts data and reports each reply by one signal, unless it timed out or was
+/// dropped. It parses no body and does not retry. A reply is identified only by its URL.
 class HttpCommunication : public QObject
 {
     Q_OBJECT
@@ -23,13 +23,13 @@ public:
     static void disablePlugins();
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
-    /// if the request times out (after 60 s at the latest) or is dropped: the fifth without a
-    /// pause drops those that are outstanding.
+    /// if the request times out (after 60 s at the latest) or is dropped: after four
+    /// requests since none was outstanding, the next one drops all that are.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
 public slots:
-    /// Emits the signal for a finished reply and schedules the reply's deletion.
+    /// Reports a finished reply and schedules its deletion.
     void replyFinished(QNetworkReply *reply);
 
 signals:

@@ -30,8 +30,8 @@ bool Listener::open(const QString &path)
     removeServer(path);
     if (!listen(path))
         return false;
-    // The kernel refuses descriptors that a peer passes, because closing a lingering socket would
-    // block. Peers inherit the option from the listener. Older kernels lack it.
+    // Closing a passed socket that lingers would block, so make the kernel refuse descriptors.
+    // Peers inherit the option from the listener. Older kernels lack it.
     const int off = 0;
     ::setsockopt(static_cast<int>(socketDescriptor()), SOL_SOCKET, kPassRights, &off, sizeof off);
     // When Qt cannot accept a connection, it gives up the socket without a signal,

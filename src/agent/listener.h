@@ -3,7 +3,7 @@
 #include <QLocalServer>
 
 /// The listening socket with the peers that wait to be served. Limits the bytes
-/// kept for a waiting peer. Reports two states that QLocalServer hides: it
+/// kept for a peer. Reports two states that QLocalServer hides: it
 /// announces no more peers, or it has given up the socket.
 class Listener : public QLocalServer
 {

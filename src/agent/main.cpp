@@ -32,10 +32,10 @@ void isolateFromStarter()
     // Qt's own event loop handles a request faster than glib's.
     ::setenv("QT_NO_GLIB", "1", 1);
     // Qt passes a server's "Negotiate" to Kerberos, which makes blocking DNS queries and looks for
-    // root's credentials. Without a configuration it fails at once. A missing file would not do.
+    // root's credentials. It fails at once if its configuration is unreadable, not if missing.
     ::setenv("KRB5_CONFIG", "/", 1);
-    // Qt starts a thread for each burst of requests. With an arena each, floods took twice the
-    // memory.
+    // Qt starts a thread for each burst of requests. With a malloc arena each, floods took
+    // twice the memory.
     ::mallopt(M_ARENA_MAX, 1);
     ::umask(::umask(0) | S_IWGRP | S_IWOTH); // only the owner can write new files
     // By default these signals end the process.
@@ -43,7 +43,7 @@ void isolateFromStarter()
     static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
 }
 
-/// Whether a daemon accepts a connection at the socket. Disconnects it.
+/// Whether a daemon listens at the socket.
 bool isAnotherInstanceAlive(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);

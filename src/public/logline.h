@@ -40,8 +40,8 @@ struct Head
 /// The head of a message; nothing when the line continues the one before.
 std::optional<Head> headOf(const QByteArray &line);
 
-/// Where a scrambled text that begins at the position would end. Its base64 can contain the letters
-/// of the marker by chance, so another marker does not end it.
+/// Where a scrambled text that starts with its marker (logencryption.h) at the position would end.
+/// Another marker does not end it: base64 can contain its letters.
 int endOfScrambled(const QByteArray &line, int start);
 
 /// Undoes the scrambling of a marker and its base64. Nothing for any other text.
