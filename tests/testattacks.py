@@ -93,8 +93,8 @@ class Local(Attack):
         self.start()
         first = Client()
         first.ask()
-        # Qt ends a process in which a new thread gets no descriptor. Without Qt's network plugins,
-        # which would wake the daemon regularly, these are all.
+        # Qt ends a process in which a new thread gets no descriptor. Qt's network plugins would
+        # start one more and wake the daemon regularly.
         threads = f"cat /proc/{self.pid}/task/*/comm 2>/dev/null"
         poll(lambda: os.popen(threads).read() == "quillon\nQt bearer threa\n")
         old = resource.prlimit(self.pid, resource.RLIMIT_NOFILE)

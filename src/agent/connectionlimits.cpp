@@ -1,9 +1,9 @@
 #include "connectionlimits.h"
 
 #include <QByteArray>
+#include <QTimer>
 
 #include <chrono>
-#include <thread>
 
 #include <fcntl.h>
 #include <linux/tcp.h>
@@ -20,24 +20,16 @@ constexpr std::chrono::milliseconds kInterval{10};
 
 ConnectionLimits::~ConnectionLimits()
 {
-    requestInterruption();
+    quit();
     wait();
-}
-
-void ConnectionLimits::enforce()
-{
-    if (isRunning() && !isInterruptionRequested())
-        return;
-    wait(); // for the last run, which ends within kInterval
-    start();
 }
 
 void ConnectionLimits::run()
 {
-    while (!isInterruptionRequested()) {
-        shutDown();
-        std::this_thread::sleep_for(kInterval);
-    }
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, &timer, [this] { shutDown(); });
+    timer.start(kInterval);
+    exec();
 }
 
 // Looks at all descriptors, because Qt does not reveal the connections of its replies.

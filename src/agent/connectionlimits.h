@@ -11,8 +11,9 @@
 
 /// Limits what a server can do to the daemon, whatever it sends: shuts down each TCP connection of
 /// the process after 60 s or 32 KiB. Qt reads some replies without a limit, and a long one blocks
-/// the thread of all requests. Has a thread of its own, because Qt parses headers on the
-/// main thread and reads on meanwhile.
+/// the thread of all requests. Runs from start() to quit() on a thread of its own, because Qt
+/// parses headers on the main thread and reads on meanwhile. A connection counts from the moment
+/// when it is found, and can exceed the limits for 10 ms.
 class ConnectionLimits : public QThread
 {
     Q_OBJECT
@@ -25,10 +26,6 @@ public:
 
     ConnectionLimits() = default;
     ~ConnectionLimits() override;
-
-    /// Enforces the limits until requestInterruption(). No effect if it already does. A connection
-    /// counts from the moment when it is found, and can exceed the limits for 10 ms.
-    void enforce();
 
     /// Shuts down each connection that is older than 60 s or has received more than these bytes; -1
     /// shuts down all. Returns whether it found one. What has arrived can still be read.

@@ -63,8 +63,7 @@ void HttpCommunication::disablePlugins()
     QCoreApplication::setLibraryPaths({});
 }
 
-// Without a plugin, every request fails unless the manager's configuration is empty. Setting that
-// starts a thread, so the constructor does not do it.
+// Without a plugin, every request fails unless the manager's configuration is empty.
 void HttpCommunication::enableNetwork()
 {
     QT_WARNING_PUSH
@@ -95,7 +94,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     QNetworkReply *reply = m_manager.post(request, data);
     reply->installEventFilter(this);
     abortLater(reply);
-    m_connectionLimits.enforce();
+    m_connectionLimits.start(); // has no effect while it runs
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
@@ -131,7 +130,8 @@ void HttpCommunication::closeIdleConnections()
 {
     if (!outstanding().isEmpty())
         return;
-    m_connectionLimits.requestInterruption();
+    m_connectionLimits.quit();
+    m_connectionLimits.wait(); // or start() would have no effect
     closeConnections();
 }
 
@@ -146,6 +146,7 @@ void HttpCommunication::closeConnections()
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
+    // Queued, because a receiver may send another request.
     QMetaObject::invokeMethod(this, &HttpCommunication::closeIdleConnections, Qt::QueuedConnection);
     const int status = reply->attribute(kStatus).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);

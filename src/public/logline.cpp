@@ -42,14 +42,14 @@ QByteArray LogLine::compose(QtMsgType type, const char *time, const QMessageLogC
 
 std::optional<LogLine::Head> LogLine::headOf(const QByteArray &line)
 {
-    static const QRegularExpression isTime(QStringLiteral(R"(^\d{4}(-\d\d){2} \d\d(:\d\d){2}$)"));
+    static const QRegularExpression pattern(QStringLiteral(R"(^\d{4}(-\d\d){2} \d\d(:\d\d){2}$)"));
     for (size_t type = 0; type < LogMessages::tags.size(); ++type) {
         const char *const tag = LogMessages::tags.at(type);
         if (!line.startsWith(tag))
             continue;
         const QByteArray time = line.mid(static_cast<int>(qstrlen(tag)), kTimeSize);
         const int bracket = line.indexOf("] ", line.indexOf(" line:"));
-        if (isTime.match(QString::fromLatin1(time)).hasMatch())
+        if (pattern.match(QString::fromLatin1(time)).hasMatch())
             return Head{kLevels.at(type), time, bracket < 0 ? line.size() : bracket + 2};
     }
     return {};

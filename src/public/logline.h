@@ -17,7 +17,7 @@ namespace LogLine {
 enum class Level { Debug, Info, Warning, Critical, Fatal };
 
 inline const QLatin1String kTimeFormat{"yyyy-MM-dd hh:mm:ss"}; ///< of QDateTime
-inline constexpr int kTimeSize = 19;
+inline constexpr int kTimeSize = 19; ///< bytes of kTimeFormat
 
 /// A text that ends with a NUL. Comparing two of these texts compares the times.
 using Time = std::array<char, kTimeSize + 1>;

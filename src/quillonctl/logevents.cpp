@@ -106,7 +106,7 @@ void LogEvents::take(const QByteArray &line, QVector<LogEvent> &events)
         events.append({LogEvent::Warning, head->time, "", labelOf(text), -1, {}});
 }
 
-/// The errors of the TLS handshake precede the failure of the request.
+/// The errors of the TLS handshake, a list of quoted texts, precede the failure of the request.
 void LogEvents::noteFailure(const QByteArray &text)
 {
     const QByteArray reason =
