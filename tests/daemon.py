@@ -107,6 +107,11 @@ class Daemon:
         yield
         self.process.send_signal(signal.SIGCONT)
 
+    def is_idle(self):
+        """Whether no thread is left that would wake the daemon regularly or keep memory of Qt."""
+        names = os.popen(f"cat /proc/{self.process.pid}/task/*/comm 2>/dev/null").read()
+        return names == "quillon\nQt bearer threa\n"
+
     def peak_bytes(self):
         status = Path(f"/proc/{self.process.pid}/status").read_text("ascii")
         return int(re.search(r"VmHWM:\s+(\d+)", status)[1]) * 1024

@@ -93,7 +93,7 @@ class Real(Checks):
 
     def test_use_with_probe(self):
         site = Site((0, 200), (0, 200), (0, 204), (3600, 200))
-        configure({"defaultUrl": [site.url, URLS[0], Site((4, 200)).url]})
+        configure({"defaultUrl": [site.url, URLS[0], URLS[1]]})
         with Daemon(stderr=subprocess.DEVNULL) as daemon:
             poll(lambda: "Attribute  200" in log())
             probe = ["--probe", *PATIENT]
@@ -105,7 +105,6 @@ class Real(Checks):
                 self.check(["status", "--wait", "--timeout", "3s"], 5, "pending, sent")
                 self.check(["use", "2", *PATIENT], 0)
                 self.assertEqual(ours.wait(DEADLINE), 5, ours.communicate())
-            self.assertIn(quillonctl("use", "2", "--probe").returncode, (0, 6))  # 6 if slow
             limit = f"prlimit --pid {daemon.process.pid} --fsize="
             with broken(f"{limit}$(stat -c %s {LOG}):", f"{limit}unlimited:"):
                 self.look("does not write", 5, *PATIENT)

@@ -71,9 +71,7 @@ class Tls(Case):
             # All are closed, but for the starter's own.
             self.assertEqual(connections(silent), 1)
             poll(lambda: not connections(good))
-            # Nothing wakes the daemon: its ppoll() has no timeout.
-            state = Path(f"/proc/{daemon.process.pid}/syscall")
-            poll(lambda: state.read_text("ascii").split()[3:4] == ["0x0"])
+            poll(daemon.is_idle)
 
     def test_floods(self):
         """A server, or somebody on the path to it, sends without end."""
@@ -81,20 +79,20 @@ class Tls(Case):
         tls.load_cert_chain(f"{SITE}/good.pem", f"{SITE}/good.key")
         ok, junk = b"HTTP/1.1 200 OK\r\n", bytes(65536)
         chunked = ok + b"Transfer-Encoding: chunked\r\n\r\n"
-        cookies = ok + b"Set-Cookie: a=b\r\n" * 50000 + b"\r\n"
-        domains = ok + b"Set-Cookie: a;domain=" + b"\xcd\x84" * 7000 + b"\r\n"
-        # Rows: name, TLS, session tickets, choices of the second server, answer.
+        cookies = ok + b"Set-Cookie: a=b\r\n" * 1500 + b"\r\n"
+        domains = ok + b"Set-Cookie: a;domain=" + b"\xcd\x84" * 5000 + b"\r\n"
+        # Rows: name, TLS, session tickets, status of the first reply, answer.
         rows = (
-            ("body of a 401", None, 0, 1, b"HTTP/1.1 401 No\r\n\r\n", junk),
-            ("cookies", None, 0, 1, cookies, b""),
-            ("domains", None, 0, 1, domains + b"Set-Cookie:a\r\n" * 1200 + b"\r\n"),
-            ("interim responses", None, 0, 5, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
-            ("chunks of one byte", None, 0, 5, chunked, b"1\r\nx\r\n" * 8192),
-            ("no TLS record before a reply", tls, 0, 1, b"", junk),
-            ("no TLS record after a reply", tls, 0, 1, 200, junk),
-            ("session tickets", tls, 10**9, 1, 200),
+            ("body of a 401", None, 0, 401, b"HTTP/1.1 401 No\r\n\r\n", junk),
+            ("cookies", None, 0, 0, cookies, b""),
+            ("domains", None, 0, 200, domains + b"Set-Cookie:a\r\n" * 900 + b"\r\n"),
+            ("interim responses", None, 0, 0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
+            ("chunks of one byte", None, 0, 200, chunked, b"1\r\nx\r\n" * 8192),
+            ("no TLS record before a reply", tls, 0, 0, b"", junk),
+            ("no TLS record after a reply", tls, 0, 200, 200, junk),
+            ("session tickets", tls, 10**9, 0, 200),
         )
-        for name, context, tickets, choices, *answer in rows:
+        for name, context, tickets, status, *answer in rows:
             with self.subTest(name):
                 super().setUp()
                 tls.num_tickets = tickets
@@ -102,15 +100,12 @@ class Tls(Case):
                 configure({"defaultUrl": [site.url, self.urls["OK_URL"]]})
                 with Daemon() as daemon:
                     before = daemon.peak_bytes()
-                    if choices == 1:
-                        poll(lambda: "Status Code" in log() or TIMEOUT in log())
-                    else:  # too many, so that the first reply is dropped
-                        poll(lambda known=site: known.requests)
-                    ask(*[choose(1)] * choices)
+                    outcome = f"Attribute  {status} "
+                    poll(lambda text=outcome: text in log() or TIMEOUT in log())
                     probe(1, "Attribute  200")
                     # After a minute it would end anyway.
                     poll(lambda known=site: not connections(known.url), 50)
-                    self.assertLess(daemon.peak_bytes() - before, 64 * 2**20 * SLACK)
+                    self.assertLess(daemon.peak_bytes() - before, 16 * 2**20 * SLACK)
 
 
 class Start(Case):

@@ -12,7 +12,6 @@
 #include <QNetworkRequest>
 #include <QScopedPointer>
 #include <QSslError>
-#include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
@@ -21,26 +20,15 @@
 namespace {
 
 constexpr int kMaxRequests = 4;
-constexpr qint64 kMaxBodyBytes = 16 * 1024;
-constexpr std::chrono::seconds kMaxReplyAge{60};
-constexpr auto kStatus = QNetworkRequest::HttpStatusCodeAttribute;
-
-// Reading takes time that grows with the square of the number of chunks, which can have one byte
-// each. Deleting unread data takes linear time.
-QByteArray bodyOf(QNetworkReply &reply)
-{
-    if (reply.bytesAvailable() <= kMaxBodyBytes)
-        return reply.readAll();
-    qWarning() << "reply body of more than 16 KiB, it is dropped";
-    return {};
-}
+constexpr std::chrono::seconds kMaxAge{60}; // of a request, and of a connection
+constexpr std::chrono::milliseconds kCheckInterval{1000};
 
 void abortLater(QNetworkReply *reply)
 {
     auto *timer = new QTimer(reply);
     timer->setTimerType(Qt::PreciseTimer); // to fire before the connection ends
     QObject::connect(timer, &QTimer::timeout, reply, &QNetworkReply::abort);
-    timer->start(kMaxReplyAge);
+    timer->start(kMaxAge);
 }
 
 void logTlsErrors(const QNetworkReply * /*reply*/, const QList<QSslError> &errors)
@@ -55,6 +43,7 @@ HttpCommunication::HttpCommunication(QObject *parent)
 {
     connect(&m_manager, &QNetworkAccessManager::finished, this, &HttpCommunication::replyFinished);
     connect(&m_manager, &QNetworkAccessManager::sslErrors, this, &logTlsErrors);
+    connect(&m_checkTimer, &QTimer::timeout, this, &HttpCommunication::checkConnections);
 }
 
 // Qt's network plugins poll and load D-Bus. enableNetwork() makes up for them.
@@ -91,22 +80,10 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     if (m_requests == kMaxRequests)
         dropRequests();
     ++m_requests;
-    QNetworkReply *reply = m_manager.post(request, data);
-    reply->installEventFilter(this);
-    abortLater(reply);
-    m_connectionLimits.start(); // has no effect while it runs
+    abortLater(m_manager.post(request, data));
+    if (!m_checkTimer.isActive()) // or frequent requests would put it off for ever
+        m_checkTimer.start(kCheckInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
-}
-
-// Qt calls the reply to parse its header. If a connection exceeds the limits, that may be this one.
-bool HttpCommunication::eventFilter(QObject *watched, QEvent *event)
-{
-    const bool isCall = event->type() == QEvent::MetaCall;
-    auto *reply = isCall ? qobject_cast<QNetworkReply *>(watched) : nullptr;
-    if (reply == nullptr || reply->attribute(kStatus).isValid() || !m_connectionLimits.shutDown())
-        return false;
-    reply->abort();
-    return true;
 }
 
 QList<QNetworkReply *> HttpCommunication::outstanding() const
@@ -128,11 +105,8 @@ void HttpCommunication::dropRequests()
 
 void HttpCommunication::closeIdleConnections()
 {
-    if (!outstanding().isEmpty())
-        return;
-    m_connectionLimits.quit();
-    m_connectionLimits.wait(); // or start() would have no effect
-    closeConnections();
+    if (outstanding().isEmpty())
+        closeConnections();
 }
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
@@ -140,15 +114,22 @@ void HttpCommunication::closeIdleConnections()
 void HttpCommunication::closeConnections()
 {
     m_requests = 0;
-    m_connectionLimits.shutDown(-1);
+    m_connections.end(std::chrono::milliseconds::zero());
     m_manager.clearConnectionCache();
+}
+
+// The resolver may open a connection when no reply is outstanding any more.
+void HttpCommunication::checkConnections()
+{
+    if (!m_connections.end(kMaxAge) && outstanding().isEmpty())
+        m_checkTimer.stop();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     // Queued, because a receiver may send another request.
     QMetaObject::invokeMethod(this, &HttpCommunication::closeIdleConnections, Qt::QueuedConnection);
-    const int status = reply->attribute(kStatus).toInt();
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
@@ -169,7 +150,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
         return;
     }
 
-    const QByteArray body = bodyOf(*reply);
+    const QByteArray body = reply->readAll();
     qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
     emit receiveHttpsData(status, headers, body, reply->url().toString());
 }

@@ -1,10 +1,11 @@
 #pragma once
 
-#include "connectionlimits.h"
+#include "tcpconnections.h"
 
 #include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
+#include <QTimer>
 #include <QVariantMap>
 
 class QNetworkReply;
@@ -36,7 +37,7 @@ signals:
     /// Emitted once for each reply, except a health probe's and one that timed out.
     /// @param httpCode HTTP status; 0 when there was no HTTP response
     /// @param headerData maps each header name, as the server wrote it, to the raw QByteArray
-    /// @param returnData the body; empty when it is longer than 16 KiB
+    /// @param returnData the body; cut where the connection exceeds its limit of bytes
     /// @param postName the reply's URL
     void receiveHttpsData(int httpCode, const QVariantMap &headerData, const QByteArray &returnData,
                           QString postName);
@@ -45,14 +46,15 @@ signals:
     void receiveHealth(const QVariantMap &headerData, int statusCode);
 
 private:
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void enableNetwork();
     QList<QNetworkReply *> outstanding() const;
     void dropRequests();
     void closeIdleConnections();
     void closeConnections();
+    void checkConnections();
 
     QNetworkAccessManager m_manager;
     int m_requests = 0; // since Qt's connections were closed
-    ConnectionLimits m_connectionLimits;
+    TcpConnections m_connections;
+    QTimer m_checkTimer; // runs while there may be connections
 };

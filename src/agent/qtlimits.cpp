@@ -1,18 +1,71 @@
-// Replaces a function of Qt by one with a limit. The dynamic linker finds the program's function
-// before the one in Qt's library.
+// Replaces functions that Qt calls by ones with a limit. The dynamic linker finds the program's
+// function before the one in a library.
 
 #include <QUrl>
 
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
 #include <dlfcn.h>
+#include <linux/tcp.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr qint64 maxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
+constexpr size_t maxDropped = 1024 * 1024; // at once
+
+template<typename Function>
+Function next(const char *name)
+{
+    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+}
+
+/// How many bytes of a TCP connection may still be read; the largest number for other descriptors.
+size_t bytesLeft(int descriptor)
+{
+    tcp_info info = {};
+    const auto getInfo = [&] {
+        socklen_t size = sizeof info;
+        return ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
+    };
+    int unread = 0;
+    // Twice: so what arrives between the calls counts as read, and cannot exceed the limit.
+    if (!getInfo() || ::ioctl(descriptor, FIONREAD, &unread) != 0 || !getInfo())
+        return std::numeric_limits<size_t>::max();
+    const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
+    return static_cast<size_t>(std::max<qint64>(0, maxBytes - read));
+}
+
+} // namespace
+
+/// Qt reads what servers send with this, before it is decrypted. It keeps some replies whatever
+/// their size, reads others in a loop on the thread of all requests, and goes on after a reply. Its
+/// time to parse a header can grow with the square of the header's size. So the first bytes of a
+/// connection are read and the rest is dropped, as if the server had closed the connection.
+ssize_t read(int descriptor, void *data, size_t size)
+{
+    static const auto original = next<ssize_t (*)(int, void *, size_t)>("read");
+    const size_t left = bytesLeft(descriptor);
+    if (left > 0)
+        return original(descriptor, data, std::min(size, left));
+    ::shutdown(descriptor, SHUT_RDWR);
+    const ssize_t dropped = ::recv(descriptor, nullptr, maxDropped, MSG_TRUNC | MSG_DONTWAIT);
+    // Qt loses a reply that ends while there is data.
+    errno = EAGAIN;
+    return dropped > 0 ? -1 : 0;
+}
 
 /// Qt calls this with each host that it looks up, and with the name in a certificate and the domain
 /// of each cookie, as the server sends them. Its time grows with the square of their length: one
 /// reply took hours. The empty result for a longer name is no host and matches none.
 QByteArray QUrl::toAce(const QString &domain)
 {
-    using Function = QByteArray (*)(const QString &);
-    static const auto original =
-        reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
+    static const auto original = next<QByteArray (*)(const QString &)>("_ZN4QUrl5toAceERK7QString");
     constexpr int maxSize = 253; // as in DNS
     if (domain.size() > maxSize)
         return {};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QHash>
+
+#include <chrono>
+#include <memory>
+
+#include <dirent.h>
+
+/// Ends the TCP connections of the process, which Qt does not reveal. Some outlive their request:
+/// Qt keeps one whose TLS handshake stalls, and the resolver may wait for a name server for ever.
+class TcpConnections
+{
+    Q_DISABLE_COPY(TcpConnections)
+
+public:
+    TcpConnections() = default;
+
+    /// Shuts down each connection that was found so long ago; 0 shuts down all. Does nothing
+    /// without /proc. Returns whether there was a connection. What has arrived can still be read.
+    bool end(std::chrono::milliseconds age);
+
+private:
+    // Open all the time: there may be no free descriptor. Not QDir, which calls stat() on each.
+    const std::unique_ptr<DIR, int (*)(DIR *)> m_descriptors{::opendir("/proc/self/fd"),
+                                                             ::closedir};
+    QHash<quint64, qint64> m_found; // when, in ms; by the kernel's ID of the socket
+};
