@@ -14,7 +14,6 @@
 #include <QSslError>
 #include <QUrl>
 
-#include <algorithm>
 #include <chrono>
 
 namespace {
@@ -80,18 +79,13 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     if (m_requests == kMaxRequests)
         dropRequests();
     ++m_requests;
-    abortLater(m_manager.post(request, data));
+    QNetworkReply *reply = m_manager.post(request, data);
+    connect(reply, &QObject::destroyed, this, &HttpCommunication::closeIdleConnections,
+            Qt::QueuedConnection);
+    abortLater(reply);
     if (!m_checkTimer.isActive()) // or frequent requests would put it off for ever
         m_checkTimer.start(kCheckInterval);
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
-}
-
-QList<QNetworkReply *> HttpCommunication::outstanding() const
-{
-    auto replies = m_manager.findChildren<QNetworkReply *>();
-    const auto isFinished = [](const QNetworkReply *reply) { return reply->isFinished(); };
-    replies.erase(std::remove_if(replies.begin(), replies.end(), isFinished), replies.end());
-    return replies;
 }
 
 // A silent server keeps requests outstanding, and they keep the connections from being closed.
@@ -99,13 +93,18 @@ QList<QNetworkReply *> HttpCommunication::outstanding() const
 // thousands could pile up before the event loop runs.
 void HttpCommunication::dropRequests()
 {
-    qDeleteAll(outstanding());
+    const auto replies = m_manager.findChildren<QNetworkReply *>();
+    for (QNetworkReply *reply : replies) {
+        if (!reply->isFinished()) // or it may be emitting a signal
+            delete reply;
+    }
     closeConnections();
 }
 
+// Finished replies count too: until one is deleted, Qt's thread may wait for it.
 void HttpCommunication::closeIdleConnections()
 {
-    if (outstanding().isEmpty())
+    if (m_manager.findChild<QNetworkReply *>() == nullptr)
         closeConnections();
 }
 
@@ -121,14 +120,12 @@ void HttpCommunication::closeConnections()
 // The resolver may open a connection when no reply is outstanding any more.
 void HttpCommunication::checkConnections()
 {
-    if (!m_connections.end(kMaxAge) && outstanding().isEmpty())
+    if (!m_connections.end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)
         m_checkTimer.stop();
 }
 
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
-    // Queued, because a receiver may send another request.
-    QMetaObject::invokeMethod(this, &HttpCommunication::closeIdleConnections, Qt::QueuedConnection);
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;

@@ -2,7 +2,6 @@
 
 #include "tcpconnections.h"
 
-#include <QList>
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QTimer>
@@ -47,7 +46,6 @@ signals:
 
 private:
     void enableNetwork();
-    QList<QNetworkReply *> outstanding() const;
     void dropRequests();
     void closeIdleConnections();
     void closeConnections();

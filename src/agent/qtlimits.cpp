@@ -34,7 +34,7 @@ size_t bytesLeft(int descriptor)
         return ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
     };
     int unread = 0;
-    // Twice: so what arrives between the calls counts as read, and cannot exceed the limit.
+    // Asked again last: what arrives between the calls counts as read, and cannot exceed the limit.
     if (!getInfo() || ::ioctl(descriptor, FIONREAD, &unread) != 0 || !getInfo())
         return std::numeric_limits<size_t>::max();
     const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
@@ -55,8 +55,7 @@ ssize_t read(int descriptor, void *data, size_t size)
         return original(descriptor, data, std::min(size, left));
     ::shutdown(descriptor, SHUT_RDWR);
     const ssize_t dropped = ::recv(descriptor, nullptr, maxDropped, MSG_TRUNC | MSG_DONTWAIT);
-    // Qt loses a reply that ends while there is data.
-    errno = EAGAIN;
+    errno = EAGAIN; // first, because Qt loses a reply that ends while it expects data
     return dropped > 0 ? -1 : 0;
 }
 
