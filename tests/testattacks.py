@@ -220,6 +220,8 @@ class Server(Attack):
         packed = b"Content-Encoding: gzip\r\n\r\n" + gzip.compress(bytes(16 * MIB))
         rows = (
             ("/v1/health", ok + packed, ["Attribute  200 -"]),
+            ("/health", b"HTTP/1.1 503 No\r\n\r\n" + body * 3,
+             ["Failed:  503 QNetworkReply::ServiceUnavailableError", "Attribute  503 -"]),
             ("/%68ealth#f", b"HTTP/1.1 204 OK\r\n\r\n", ["Attribute  204 -"]),
             ("/body", ok + b"\r\n" + body, [f'returnByte "{body.decode()}"', no_json]),
             ("/unhealth", ok + b"\r\n[2]", ['returnByte "[2]"']),
