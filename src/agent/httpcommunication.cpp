@@ -117,7 +117,7 @@ void HttpCommunication::closeConnections()
     m_manager.clearConnectionCache();
 }
 
-// The resolver may open a connection when no reply is outstanding any more.
+// The resolver may open a connection long after the last reply.
 void HttpCommunication::checkConnections()
 {
     if (!m_connections.end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)

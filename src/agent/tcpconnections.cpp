@@ -3,10 +3,30 @@
 #include <QByteArray>
 #include <QDeadlineTimer>
 
+#include <filesystem>
+#include <iterator>
+#include <system_error>
+
 #include <fcntl.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+
+namespace {
+
+qint64 threadCount()
+{
+    std::error_code error;
+    const std::filesystem::directory_iterator threads("/proc/self/task", error);
+    return std::distance(threads, {});
+}
+
+} // namespace
+
+TcpConnections::TcpConnections()
+    : m_threads(threadCount())
+{
+}
 
 bool TcpConnections::end(std::chrono::milliseconds age)
 {
@@ -30,5 +50,5 @@ bool TcpConnections::end(std::chrono::milliseconds age)
             ::shutdown(descriptor, SHUT_RDWR);
     }
     m_found.swap(found);
-    return !m_found.isEmpty();
+    return !m_found.isEmpty() || threadCount() > m_threads;
 }

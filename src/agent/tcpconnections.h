@@ -14,15 +14,17 @@ class TcpConnections
     Q_DISABLE_COPY(TcpConnections)
 
 public:
-    TcpConnections() = default;
+    TcpConnections();
 
     /// Shuts down each connection that was found so long ago; 0 shuts down all. Does nothing
-    /// without /proc. Returns whether there was a connection. What has arrived can still be read.
+    /// without /proc. Returns whether there was a connection, or there may be one: another thread
+    /// than at first runs, perhaps the resolver's. What has arrived can still be read.
     bool end(std::chrono::milliseconds age);
 
 private:
     // Open all the time: there may be no free descriptor. Not QDir, which calls stat() on each.
     const std::unique_ptr<DIR, int (*)(DIR *)> m_descriptors{::opendir("/proc/self/fd"),
                                                              ::closedir};
+    const qint64 m_threads; // at first
     QHash<quint64, qint64> m_found; // when, in ms; by the kernel's ID of the socket
 };
