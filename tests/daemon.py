@@ -108,7 +108,7 @@ class Daemon:
         self.process.send_signal(signal.SIGCONT)
 
     def is_idle(self):
-        """Whether no thread is left that would wake the daemon regularly or keep memory of Qt."""
+        """Whether Qt has ended its threads, with what they keep of connections."""
         names = os.popen(f"cat /proc/{self.process.pid}/task/*/comm 2>/dev/null").read()
         return names == "quillon\nQt bearer threa\n"
 

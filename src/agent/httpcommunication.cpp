@@ -95,7 +95,7 @@ void HttpCommunication::dropRequests()
 {
     const auto replies = m_manager.findChildren<QNetworkReply *>();
     for (QNetworkReply *reply : replies) {
-        if (!reply->isFinished()) // or it may be emitting a signal
+        if (!reply->isFinished()) // a finished one is deleted soon, and may be emitting a signal
             delete reply;
     }
     closeConnections();

@@ -1,6 +1,8 @@
 // Replaces functions that Qt calls by ones with a limit. The dynamic linker finds the program's
 // function before the one in a library.
 
+#undef _FORTIFY_SOURCE // defines read() too
+
 #include <QUrl>
 
 #include <algorithm>
@@ -16,8 +18,8 @@
 
 namespace {
 
-constexpr qint64 maxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
-constexpr size_t maxDropped = 1024 * 1024; // at once
+constexpr qint64 kMaxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
+constexpr size_t kMaxDropped = 1024 * 1024; // at once
 
 template<typename Function>
 Function next(const char *name)
@@ -38,7 +40,7 @@ size_t bytesLeft(int descriptor)
     if (!getInfo() || ::ioctl(descriptor, FIONREAD, &unread) != 0 || !getInfo())
         return std::numeric_limits<size_t>::max();
     const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
-    return static_cast<size_t>(std::max<qint64>(0, maxBytes - read));
+    return static_cast<size_t>(std::max<qint64>(0, kMaxBytes - read));
 }
 
 } // namespace
@@ -47,21 +49,21 @@ size_t bytesLeft(int descriptor)
 /// their size, reads others in a loop on the thread of all requests, and goes on after a reply. Its
 /// time to parse a header can grow with the square of the header's size. So the first bytes of a
 /// connection are read and the rest is dropped, as if the server had closed the connection.
-ssize_t read(int descriptor, void *data, size_t size)
+Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
     static const auto original = next<ssize_t (*)(int, void *, size_t)>("read");
     const size_t left = bytesLeft(descriptor);
     if (left > 0)
         return original(descriptor, data, std::min(size, left));
     ::shutdown(descriptor, SHUT_RDWR);
-    const ssize_t dropped = ::recv(descriptor, nullptr, maxDropped, MSG_TRUNC | MSG_DONTWAIT);
-    errno = EAGAIN; // first, because Qt loses a reply that ends while it expects data
+    const ssize_t dropped = ::recv(descriptor, nullptr, kMaxDropped, MSG_TRUNC | MSG_DONTWAIT);
+    errno = EAGAIN; // at first, because Qt loses a reply whose end it finds while data waits
     return dropped > 0 ? -1 : 0;
 }
 
 /// Qt calls this with each host that it looks up, and with the name in a certificate and the domain
 /// of each cookie, as the server sends them. Its time grows with the square of their length: one
-/// reply took hours. The empty result for a longer name is no host and matches none.
+/// reply took a minute. The empty result for a longer name is no host and matches none.
 QByteArray QUrl::toAce(const QString &domain)
 {
     static const auto original = next<QByteArray (*)(const QString &)>("_ZN4QUrl5toAceERK7QString");

@@ -16,9 +16,10 @@ class TcpConnections
 public:
     TcpConnections();
 
-    /// Shuts down each connection that was found so long ago; 0 shuts down all. Does nothing
-    /// without /proc. Returns whether there was a connection, or there may be one: another thread
-    /// than at first runs, perhaps the resolver's. What has arrived can still be read.
+    /// Shuts down each connection that was first found at least so long ago; with 0, all. What has
+    /// arrived can still be read. Does nothing without /proc. Returns whether there was a
+    /// connection, or there may be one: there are more threads than at first, perhaps the
+    /// resolver's.
     bool end(std::chrono::milliseconds age);
 
 private:
