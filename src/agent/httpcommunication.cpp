@@ -11,6 +11,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedPointer>
+#include <QScopedValueRollback>
 #include <QSslError>
 #include <QUrl>
 
@@ -93,15 +94,12 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
 // thousands could pile up before the event loop runs.
 void HttpCommunication::dropRequests()
 {
-    const auto replies = m_manager.findChildren<QNetworkReply *>();
-    for (QNetworkReply *reply : replies) {
-        if (!reply->isFinished()) // a finished one is deleted soon, and may be emitting a signal
-            delete reply;
-    }
+    auto replies = m_manager.findChildren<QNetworkReply *>();
+    replies.removeOne(m_emitting);
+    qDeleteAll(replies);
     closeConnections();
 }
 
-// Finished replies count too: until one is deleted, Qt's thread may wait for it.
 void HttpCommunication::closeIdleConnections()
 {
     if (m_manager.findChild<QNetworkReply *>() == nullptr)
@@ -109,7 +107,8 @@ void HttpCommunication::closeIdleConnections()
 }
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
-// a few KiB of each TLS handshake. Closing the connections blocks while a reply is outstanding.
+// a few KiB of each TLS handshake. Closing the connections blocks while a reply is outstanding, or
+// has finished and is not deleted: Qt's thread may wait for it.
 void HttpCommunication::closeConnections()
 {
     m_requests = 0;
@@ -128,6 +127,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
+    const QScopedValueRollback<QNetworkReply *> emitting(m_emitting, reply);
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
         qInfo() << "TimeoutError return"

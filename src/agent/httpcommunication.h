@@ -52,6 +52,7 @@ private:
     void checkConnections();
 
     QNetworkAccessManager m_manager;
+    QNetworkReply *m_emitting = nullptr; // the reply of the signal that is being emitted
     int m_requests = 0; // since Qt's connections were closed
     TcpConnections m_connections;
     QTimer m_checkTimer; // runs while there may be connections
