@@ -12,6 +12,7 @@
 #include <dlfcn.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,17 +28,17 @@ Function next(const char *name)
     return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
 }
 
+const pthread_t kMainThread = ::pthread_self(); // it reads from no server
+
 /// How many bytes of a TCP connection may still be read; the largest number for other descriptors.
 size_t bytesLeft(int descriptor)
 {
-    tcp_info info = {};
-    const auto getInfo = [&] {
-        socklen_t size = sizeof info;
-        return ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
-    };
     int unread = 0;
-    // Asked again last: what arrives between the calls counts as read, and cannot exceed the limit.
-    if (!getInfo() || ::ioctl(descriptor, FIONREAD, &unread) != 0 || !getInfo())
+    tcp_info info = {};
+    socklen_t infoBytes = sizeof info;
+    // In this order, what arrives between the calls counts as read, and cannot exceed the limit.
+    if (::pthread_self() == kMainThread || ::ioctl(descriptor, FIONREAD, &unread) != 0
+        || ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0)
         return std::numeric_limits<size_t>::max();
     const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
     return static_cast<size_t>(std::max<qint64>(0, kMaxBytes - read));
