@@ -22,12 +22,6 @@ namespace {
 constexpr qint64 kMaxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
 constexpr size_t kMaxDropped = 1024 * 1024; // at once
 
-template<typename Function>
-Function next(const char *name)
-{
-    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
-}
-
 const pthread_t kMainThread = ::pthread_self(); // it reads from no server
 
 /// How many bytes of a TCP connection may still be read; the largest number for other descriptors.
@@ -52,13 +46,14 @@ size_t bytesLeft(int descriptor)
 /// connection are read and the rest is dropped, as if the server had closed the connection.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
-    static const auto original = next<ssize_t (*)(int, void *, size_t)>("read");
+    using Function = ssize_t (*)(int, void *, size_t);
+    static const auto original = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "read"));
     const size_t left = bytesLeft(descriptor);
     if (left > 0)
         return original(descriptor, data, std::min(size, left));
     ::shutdown(descriptor, SHUT_RDWR);
     const ssize_t dropped = ::recv(descriptor, nullptr, kMaxDropped, MSG_TRUNC | MSG_DONTWAIT);
-    errno = EAGAIN; // at first, because Qt loses a reply whose end it finds while data waits
+    errno = EAGAIN; // not the end yet: Qt loses a reply that ends while data waits
     return dropped > 0 ? -1 : 0;
 }
 
@@ -67,7 +62,9 @@ Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 /// reply took a minute. The empty result for a longer name is no host and matches none.
 QByteArray QUrl::toAce(const QString &domain)
 {
-    static const auto original = next<QByteArray (*)(const QString &)>("_ZN4QUrl5toAceERK7QString");
+    using Function = QByteArray (*)(const QString &);
+    static const auto original =
+        reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
     constexpr int maxSize = 253; // as in DNS
     if (domain.size() > maxSize)
         return {};
