@@ -191,13 +191,17 @@ class Server(Attack):
                     f"rm {conf}; [ ! -e {conf}.x ] || mv {conf}.x {conf}"), Daemon():
             poll(lambda: "Failed:  401" in log())
 
-    def test_longest_name(self):
-        """Qt gives each name to the function that limits names."""
+    def test_name_moves(self):
+        """The server of the longest possible name floods Qt's thread, then the name moves."""
         name, hosts = ".".join(["n" * 62] * 4 + ["n"]), Path(f"{TMP}/hosts")
         hosts.write_text(f"127.0.0.1 {name}\n", "ascii")
-        configure({"defaultUrl": [Site((0, 200)).url.replace("127.0.0.1", name)]})
-        with broken(f"mount --bind {hosts} /etc/hosts", "umount /etc/hosts"), Daemon():
-            probe(0, "Attribute  200")
+        flood = Site((0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000))
+        configure({"defaultUrl": [flood.url.replace("127.0.0.1", name), Site((0, 200)).url]})
+        with broken(f"mount --bind {hosts} /etc/hosts", "umount /etc/hosts"), Daemon() as daemon:
+            resource.prlimit(daemon.process.pid, resource.RLIMIT_CPU, (20, 20))
+            poll(lambda: flood.requests)
+            hosts.write_text(f"127.0.0.2 {name}\n", "ascii")
+            probe(1, "Attribute  200")
 
     def test_fifth_silent_reply(self):
         sites = [Site((0, 200)), *(Site((3600, 200)) for _ in range(4))]

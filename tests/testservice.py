@@ -82,31 +82,32 @@ class Tls(Case):
         tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         tls.load_cert_chain(f"{SITE}/good.pem", f"{SITE}/good.key")
         ok, junk = b"HTTP/1.1 200 OK\r\n", bytes(65536)
-        chunked = ok + b"Transfer-Encoding: chunked\r\n\r\n"
+        chunks = ok + b"Transfer-Encoding: chunked\r\n\r\n", b"1\r\nx\r\n" * 8192
         cookies = ok + b"Set-Cookie: a=b\r\n" * 1500 + b"\r\n"
         domains = ok + b"Set-Cookie: a=b;domain=" + b"\xe0\xbd\xb3" * 4500 + b"\r\n"
-        # Rows: name, TLS, session tickets, status of the first reply, answer.
+        domains += b"Set-Cookie:a\r\n" * 700 + b"\r\n"
+        # Rows: name, end of the URL, outcome of the first reply, TLS, session tickets, answer.
         rows = (
-            ("body of a 401", None, 0, 401, b"HTTP/1.1 401 No\r\n\r\n", junk),
-            ("cookies", None, 0, 0, cookies, b""),
-            ("domains", None, 0, 200, domains + b"Set-Cookie:a\r\n" * 700 + b"\r\n"),
-            ("interim responses", None, 0, 0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
-            ("chunks of one byte", None, 0, 200, chunked, b"1\r\nx\r\n" * 8192),
-            ("no TLS record before a reply", tls, 0, 0, b"", junk),
-            ("no TLS record after a reply", tls, 0, 200, 200, junk),
-            ("session tickets", tls, 10**9, 0, 200),
+            ("body of a 401", "", "Attribute  401", None, 0, b"HTTP/1.1 401 No\r\n\r\n", junk),
+            ("cookies", "", "Attribute  0", None, 0, cookies, b""),
+            ("domains", "", "Attribute  200", None, 0, domains),
+            ("interim replies", "", "Attribute  0", None, 0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
+            ("chunks of one byte", "", "Attribute  200", None, 0, *chunks),
+            ("chunks that are read", "/?", 'returnByte "x', None, 0, *chunks),
+            ("no TLS record before a reply", "", "Attribute  0", tls, 0, b"", junk),
+            ("no TLS record after a reply", "", "Attribute  200", tls, 0, 200, junk),
+            ("session tickets", "", "Attribute  0", tls, 10**9, 200),
         )
-        for name, context, tickets, status, *answer in rows:
+        for name, path, outcome, context, tickets, *answer in rows:
             with self.subTest(name):
                 super().setUp()
                 tls.num_tickets = tickets
                 site = Site((0, *answer), tls=context)
-                configure({"defaultUrl": [site.url, self.urls["OK_URL"]]})
+                configure({"defaultUrl": [site.url + path, self.urls["OK_URL"]]})
                 with Daemon() as daemon:
                     # A fault takes a minute of processor time.
                     resource.prlimit(daemon.process.pid, resource.RLIMIT_CPU, (20, 20))
                     before = daemon.peak_bytes()
-                    outcome = f"Attribute  {status} "
                     poll(lambda text=outcome: text in log() or TIMEOUT in log())
                     probe(1, "Attribute  200")
                     # After a minute it would end anyway.
