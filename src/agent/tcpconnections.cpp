@@ -1,24 +1,24 @@
 #include "tcpconnections.h"
 
-#include <QByteArray>
 #include <QDeadlineTimer>
-
-#include <filesystem>
-#include <iterator>
-#include <system_error>
 
 #include <fcntl.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 namespace {
 
-qint64 threadCount()
+constexpr int kMaxDescriptors = 1024; // the daemon has fewer than 100
+constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; read() limits other connections
+
+// The directory has a link from each thread's directory.
+nlink_t threadCount()
 {
-    std::error_code error;
-    const std::filesystem::directory_iterator threads("/proc/self/task", error);
-    return std::distance(threads, {});
+    struct stat status = {};
+    ::stat("/proc/self/task", &status);
+    return status.st_nlink;
 }
 
 } // namespace
@@ -30,13 +30,9 @@ TcpConnections::TcpConnections()
 
 bool TcpConnections::end(std::chrono::milliseconds age)
 {
-    if (!m_descriptors)
-        return false;
     const qint64 now = QDeadlineTimer::current().deadline();
     QHash<quint64, qint64> found;
-    ::rewinddir(m_descriptors.get());
-    while (const dirent *entry = ::readdir(m_descriptors.get())) {
-        const int descriptor = QByteArray(entry->d_name).toInt();
+    for (int descriptor = 0; descriptor < kMaxDescriptors; ++descriptor) {
         tcp_info info = {};
         socklen_t infoBytes = sizeof info;
         quint64 id = 0;
@@ -46,7 +42,7 @@ bool TcpConnections::end(std::chrono::milliseconds age)
             || (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0) // inherited from the starter
             continue;
         found.insert(id, m_found.value(id, now));
-        if (now - found.value(id) >= age.count())
+        if (now - found.value(id) >= age.count() || info.tcpi_bytes_received > kMaxBytes)
             ::shutdown(descriptor, SHUT_RDWR);
     }
     m_found.swap(found);
