@@ -75,8 +75,6 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setRawHeader("Accept-Encoding", "identity");
     request.setUrl(QUrl(url, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    // By default Qt returns the server's cookies with the next request.
-    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     if (m_requests == kMaxRequests)
         dropRequests();
     ++m_requests;
@@ -112,7 +110,6 @@ void HttpCommunication::closeIdleConnections()
 void HttpCommunication::closeConnections()
 {
     m_requests = 0;
-    m_connections.end(std::chrono::milliseconds::zero());
     m_manager.clearConnectionCache();
 }
 

@@ -15,6 +15,7 @@
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -30,43 +31,60 @@ size_t bytesLeft(int descriptor)
     int unread = 0;
     tcp_info info = {};
     socklen_t infoBytes = sizeof info;
-    // In this order, what arrives between the calls counts as read, and cannot exceed the limit.
-    if (::pthread_self() == kMainThread || ::ioctl(descriptor, FIONREAD, &unread) != 0
-        || ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0)
+    if (::pthread_self() == kMainThread
+        || ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0
+        || ::ioctl(descriptor, FIONREAD, &unread) != 0)
         return std::numeric_limits<size_t>::max();
+    // What arrives between the calls counts as unread, so a connection can exceed the limit once.
     const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
-    return static_cast<size_t>(std::max<qint64>(0, kMaxBytes - read));
+    return static_cast<size_t>(std::clamp<qint64>(kMaxBytes - read, 0, kMaxBytes));
 }
 
 } // namespace
 
 /// Qt reads what servers send with this, before it is decrypted. It keeps some replies whatever
-/// their size, reads others in a loop on the thread of all requests, and goes on after a reply. Its
-/// time to parse a header can grow with the square of the header's size. So the first bytes of a
-/// connection are read and the rest is dropped, as if the server had closed the connection.
+/// their size, reads others in a loop on the thread of all requests, and goes on after a reply. So
+/// the first bytes of a connection are read and the rest is dropped, as if the server closed it.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
-    using Function = ssize_t (*)(int, void *, size_t);
-    static const auto original = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "read"));
     const size_t left = bytesLeft(descriptor);
     if (left > 0)
-        return original(descriptor, data, std::min(size, left));
+        return ::syscall(SYS_read, descriptor, data, std::min(size, left));
     ::shutdown(descriptor, SHUT_RDWR);
     const ssize_t dropped = ::recv(descriptor, nullptr, kMaxDropped, MSG_TRUNC | MSG_DONTWAIT);
     errno = EAGAIN; // not the end yet: Qt loses a reply that ends while data waits
     return dropped > 0 ? -1 : 0;
 }
 
-/// Qt calls this with each host that it looks up, and with the name in a certificate and the domain
-/// of each cookie, as the server sends them. Its time grows with the square of their length: one
-/// reply took a minute. The empty result for a longer name is no host and matches none.
+/// Qt calls this with each host that it looks up, and with the name in a certificate. Its time
+/// grows with the square of their length. A longer name gives no host, and matches none.
 QByteArray QUrl::toAce(const QString &domain)
 {
     using Function = QByteArray (*)(const QString &);
     static const auto original =
         reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
     constexpr int maxSize = 253; // as in DNS
-    if (domain.size() > maxSize)
-        return {};
-    return original == nullptr ? domain.toLatin1() : original(domain);
+    return domain.size() > maxSize ? QByteArray() : original(domain);
+}
+
+/// Qt's network library parses cookies and entity tags with this, and a "Location" with the next
+/// function. The daemon ignores them. The time to parse them grows with the cube or the square of
+/// their length: one reply took minutes.
+QList<QByteArray> QByteArray::split(char /*separator*/) const
+{
+    return {};
+}
+
+QUrl QUrl::fromEncoded(const QByteArray & /*url*/, ParsingMode /*mode*/)
+{
+    return {};
+}
+
+/// Qt parses the URL of a request with this, and the "Location" of a redirect once more.
+QUrl::QUrl(const QString &url, ParsingMode mode)
+    : d(nullptr)
+{
+    constexpr int maxSize = 4096;
+    if (url.size() <= maxSize)
+        setUrl(url, mode);
 }
