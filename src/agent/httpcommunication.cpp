@@ -73,8 +73,12 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
         request.setRawHeader("AuthToken", token.prepend(QLatin1String("Bearer ")).toLatin1());
     // By default Qt asks for compression and unpacks the body without a limit.
     request.setRawHeader("Accept-Encoding", "identity");
-    request.setUrl(QUrl(url, QUrl::TolerantMode));
+    QUrl address;
+    address.setUrl(url, QUrl::TolerantMode); // the constructor has a limit (qtlimits.cpp)
+    request.setUrl(address);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    // By default Qt returns the server's cookies with the next request.
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     if (m_requests == kMaxRequests)
         dropRequests();
     ++m_requests;

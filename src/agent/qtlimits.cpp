@@ -1,5 +1,5 @@
 // Replaces functions that Qt calls by ones with a limit. The dynamic linker finds the program's
-// function before the one in a library.
+// function before the one in a library. The daemon's own code must not call split(char).
 
 #undef _FORTIFY_SOURCE // defines read() too
 
@@ -12,7 +12,6 @@
 #include <dlfcn.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
-#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -23,19 +22,16 @@ namespace {
 constexpr qint64 kMaxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
 constexpr size_t kMaxDropped = 1024 * 1024; // at once
 
-const pthread_t kMainThread = ::pthread_self(); // it reads from no server
-
 /// How many bytes of a TCP connection may still be read; the largest number for other descriptors.
 size_t bytesLeft(int descriptor)
 {
     int unread = 0;
     tcp_info info = {};
     socklen_t infoBytes = sizeof info;
-    if (::pthread_self() == kMainThread
-        || ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0
+    if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0
         || ::ioctl(descriptor, FIONREAD, &unread) != 0)
         return std::numeric_limits<size_t>::max();
-    // What arrives between the calls counts as unread, so a connection can exceed the limit once.
+    // What arrives between the calls counts as unread, so a connection can seldom exceed the limit.
     const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
     return static_cast<size_t>(std::clamp<qint64>(kMaxBytes - read, 0, kMaxBytes));
 }
@@ -56,35 +52,34 @@ Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
     return dropped > 0 ? -1 : 0;
 }
 
-/// Qt calls this with each host that it looks up, and with the name in a certificate. Its time
-/// grows with the square of their length. A longer name gives no host, and matches none.
+/// Qt calls this with each host that it looks up, and with the name in a certificate. The time
+/// grows with the square of the name's length. A longer name gives no host, and matches none.
 QByteArray QUrl::toAce(const QString &domain)
 {
     using Function = QByteArray (*)(const QString &);
     static const auto original =
         reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
     constexpr int maxSize = 253; // as in DNS
-    return domain.size() > maxSize ? QByteArray() : original(domain);
+    return original == nullptr || domain.size() > maxSize ? QByteArray() : original(domain);
 }
 
-/// Qt's network library parses cookies and entity tags with this, and a "Location" with the next
-/// function. The daemon ignores them. The time to parse them grows with the cube or the square of
-/// their length: one reply took minutes.
+/// Qt's network library parses cookies, entity tags and Digest challenges with this. The daemon
+/// needs none of them. The time grows with the cube of a cookie's length: one reply took minutes.
 QList<QByteArray> QByteArray::split(char /*separator*/) const
 {
     return {};
 }
 
-QUrl QUrl::fromEncoded(const QByteArray & /*url*/, ParsingMode /*mode*/)
-{
-    return {};
-}
-
-/// Qt parses the URL of a request with this, and the "Location" of a redirect once more.
+/// Qt parses a "Location" with these two. The time grows with the square of the host's length.
 QUrl::QUrl(const QString &url, ParsingMode mode)
     : d(nullptr)
 {
-    constexpr int maxSize = 4096;
+    constexpr int maxSize = 2048;
     if (url.size() <= maxSize)
         setUrl(url, mode);
+}
+
+QUrl QUrl::fromEncoded(const QByteArray &url, ParsingMode mode)
+{
+    return {QString::fromUtf8(url), mode};
 }
