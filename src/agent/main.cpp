@@ -34,8 +34,7 @@ void isolateFromStarter()
     // Qt passes a server's "Negotiate" to Kerberos, which makes blocking DNS queries and looks for
     // root's credentials. It fails at once if its configuration is unreadable, not if missing.
     ::setenv("KRB5_CONFIG", "/", 1);
-    // Qt starts a thread for each burst of requests. With a malloc arena each, many TLS
-    // handshakes took twice the memory.
+    // With a malloc arena for each of Qt's threads, many TLS handshakes took twice the memory.
     ::mallopt(M_ARENA_MAX, 1);
     ::umask(::umask(0) | S_IWGRP | S_IWOTH); // only the owner can write new files
     // By default these signals end the process.

@@ -13,19 +13,14 @@ namespace {
 constexpr int kMaxDescriptors = 1024; // the daemon has fewer than 100
 constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; read() limits other connections
 
+} // namespace
+
 // The directory has a link from each thread's directory.
-nlink_t threadCount()
+quint64 TcpConnections::threadCount()
 {
     struct stat status = {};
     ::stat("/proc/self/task", &status);
     return status.st_nlink;
-}
-
-} // namespace
-
-TcpConnections::TcpConnections()
-    : m_threads(threadCount())
-{
 }
 
 bool TcpConnections::end(std::chrono::milliseconds age)

@@ -11,7 +11,7 @@ class TcpConnections
     Q_DISABLE_COPY(TcpConnections)
 
 public:
-    TcpConnections();
+    TcpConnections() = default;
 
     /// Shuts down each connection that was first found at least this long ago, or that received
     /// more than 256 KiB. Returns whether there is a connection, or more threads than at first: one
@@ -19,6 +19,8 @@ public:
     bool end(std::chrono::milliseconds age);
 
 private:
-    const quint64 m_threads; // at first
+    static quint64 threadCount();
+
+    const quint64 m_threads = threadCount(); // at first
     QHash<quint64, qint64> m_found; // when first found, in ms, by the socket's kernel ID
 };
