@@ -225,7 +225,7 @@ class Server(Attack):
         body = b"x" * 16384
         packed = b"Content-Encoding: gzip\r\n\r\n" + gzip.compress(bytes(16 * MIB))
         rows = (
-            ("/v1/health", ok + packed, ["Attribute  200 -"]),
+            (f"/{'x' * 3000}/health", ok + packed, ["Attribute  200 -"]),
             ("/health", b"HTTP/1.1 503 No\r\n\r\n" + body * 3,
              ["Failed:  503 QNetworkReply::ServiceUnavailableError", "Attribute  503 -"]),
             ("/%68ealth#f", b"HTTP/1.1 204 OK\r\n\r\n", ["Attribute  204 -"]),

@@ -1,5 +1,6 @@
 import os
 import re
+import socket
 from pathlib import Path
 
 from daemon import BIN, TMP, Case, Daemon, Site, ask, choose, configure, connections, log, poll
@@ -29,10 +30,10 @@ class Health(Case):
         super().setUp()
         Path(CLOCK).write_bytes(b"")
 
-    def start(self, *urls):
+    def start(self, *urls, **options):
         configure({"healthPath": "", "defaultUrl": urls})
         environment = os.environ | {"LD_PRELOAD": f"{BIN}/clock.so", "QUILLON_CLOCK": CLOCK}
-        self.enterContext(Daemon(env=environment))
+        self.enterContext(Daemon(env=environment, **options))
 
     def test_checks(self):
         """A late reply is ignored. A new choice restarts the timer."""
@@ -64,21 +65,23 @@ class Health(Case):
         self.assertEqual(events(), "stsstssa")
 
     def test_minute(self):
-        """A reply and its connection end after 60 s. Others go on."""
+        """A reply and its connection end after 60 s. Others, and the starter's own, go on."""
         silent, other = Site((3600, 200)), Site((3600, b"HTTP/1.1 200 X\r\n\r\nother"))
-        self.start(f"{silent.url}/health", silent.url.replace("http", "https"), other.url)
+        starters = self.enterContext(socket.create_connection(silent.server.getsockname()))
+        self.start(f"{silent.url}/health", silent.url.replace("http", "https"), other.url,
+                   pass_fds=[starters.fileno()])
         ask(choose(1))
         poll(lambda: len(silent.requests) == 2)
         for _ in range(59):  # in steps, so that the daemon sees the connections early
             advance(1000)
         self.assertEqual(events(), "sst")
-        self.assertEqual(connections(silent.url), 2)
+        self.assertEqual(connections(silent.url), 3)
         ask(choose(2))
         poll(lambda: other.requests)
         for _ in range(20):
             advance(1000)
-        poll(lambda: not connections(silent.url))
+        poll(lambda: connections(silent.url) == 1)
         poll(lambda: sorted(events()) == sorted("sstsmmt"))
         other.release.set()
         poll(lambda: 'returnByte "other"' in log())
-        self.assertEqual(len(other.requests), 1)
+        self.assertEqual((len(other.requests), connections(silent.url)), (1, 1))
