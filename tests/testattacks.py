@@ -196,14 +196,12 @@ class Server(Attack):
         name, hosts = ".".join(["n" * 62] * 4 + ["n"]), Path(f"{TMP}/hosts")
         hosts.write_text(f"127.0.0.1 {name}\n", "ascii")
         flood = Site((0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000))
-        configure({"defaultUrl": [flood.url.replace("127.0.0.1", name), Site((0, 200)).url,
-                                  f"http://{name}.n:1"]})
+        configure({"defaultUrl": [flood.url.replace("127.0.0.1", name), Site((0, 200)).url]})
         with broken(f"mount --bind {hosts} /etc/hosts", "umount /etc/hosts"), Daemon() as daemon:
             resource.prlimit(daemon.process.pid, resource.RLIMIT_CPU, (20, 20))
             poll(lambda: flood.requests)
-            hosts.write_text(f"127.0.0.2 {name} {name}.n\n", "ascii")
+            hosts.write_text(f"127.0.0.2 {name}\n", "ascii")
             probe(1, "Attribute  200")
-            probe(2, "HostNotFoundError")
 
     def test_fifth_silent_reply(self):
         sites = [Site((0, 200)), *(Site((3600, 200)) for _ in range(4))]

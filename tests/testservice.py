@@ -84,7 +84,7 @@ class Tls(Case):
         # Rows: name, end of the URL, outcome of the first reply, TLS, session tickets, answer.
         rows = (
             ("body of a 401", "", "Attribute  401", None, 0, b"HTTP/1.1 401 No\r\n\r\n", junk),
-            ("long header", "", "Attribute  0", None, 0, header, b""),
+            ("long header", "", "Attribute  0", None, 0, header),
             ("dates", "", "Attribute  200", None, 0, ok + dates),
             ("interim replies", "", "Attribute  0", None, 0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000),
             ("chunks of one byte", "", "Attribute  200", None, 0, *chunks),

@@ -91,9 +91,8 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     qDebug() << "http sendPost url:" << LogEncryption::encryptionMessage(url);
 }
 
-// A silent server keeps requests outstanding, and they keep the connections from being closed.
-// Emits no signal for a dropped request, because a newer one replaces it. Not deleteLater():
-// thousands could pile up before the event loop runs.
+// Outstanding requests keep the connections from being closed. Emits no signal for a dropped one,
+// because a newer one replaces it. Not deleteLater(): thousands could pile up in one read.
 void HttpCommunication::dropRequests()
 {
     auto replies = m_manager.findChildren<QNetworkReply *>();
@@ -109,15 +108,15 @@ void HttpCommunication::closeIdleConnections()
 }
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
-// a few KiB of each TLS handshake. Closing the connections blocks while a reply is outstanding, or
-// has finished and is not deleted: Qt's thread may wait for it.
+// a few KiB of each TLS handshake. Closing the connections blocks while a reply exists, finished or
+// not: Qt's thread may wait for it.
 void HttpCommunication::closeConnections()
 {
     m_requests = 0;
     m_manager.clearConnectionCache();
 }
 
-// The resolver may open a connection long after the last reply.
+// The resolver may open a connection long after the last reply, so look until it has ended.
 void HttpCommunication::checkConnections()
 {
     if (!m_connections.end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)

@@ -33,7 +33,7 @@ public slots:
     void replyFinished(QNetworkReply *reply);
 
 signals:
-    /// Emitted once for each reply, except a health probe's and one that timed out.
+    /// Emitted once for each reply, except a health probe's and one that timed out or was dropped.
     /// @param httpCode HTTP status; 0 when there was no HTTP response
     /// @param headerData maps each header name, as the server wrote it, to the raw QByteArray
     /// @param returnData the body; cut where the connection exceeds its limit of bytes
@@ -54,6 +54,6 @@ private:
     QNetworkAccessManager m_manager;
     QNetworkReply *m_emitting = nullptr; // the reply of the signal that is being emitted
     int m_requests = 0; // since Qt's connections were closed
-    TcpConnections m_connections;
+    TcpConnections m_connections; // after m_manager, whose thread it counts
     QTimer m_checkTimer; // runs while there may be connections
 };

@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kProbeWait{1000};
 
-/// What the daemon does must not depend on the program that starts it.
+/// Frees the daemon from its starter's environment and closed streams.
 void isolateFromStarter()
 {
     StandardStreams::holdClosed();
@@ -34,7 +34,7 @@ void isolateFromStarter()
     // Qt passes a server's "Negotiate" to Kerberos, which makes blocking DNS queries and looks for
     // root's credentials. It fails at once if its configuration is unreadable, not if missing.
     ::setenv("KRB5_CONFIG", "/", 1);
-    // With a malloc arena for each of Qt's threads, many TLS handshakes took twice the memory.
+    // With a malloc arena for each of Qt's threads, many TLS handshakes took 25 MiB, not 16.
     ::mallopt(M_ARENA_MAX, 1);
     ::umask(::umask(0) | S_IWGRP | S_IWOTH); // only the owner can write new files
     // By default these signals end the process.

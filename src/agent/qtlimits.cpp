@@ -1,8 +1,10 @@
-// Replaces functions that Qt calls by ones with a limit. The dynamic linker finds the program's
-// function before the one in a library.
+// Gives functions that Qt calls a limit, by defining them in the program: the dynamic linker finds
+// these before the library's.
 
 #undef _FORTIFY_SOURCE // defines read() too
 
+#include <QDeadlineTimer>
+#include <QThread>
 #include <QUrl>
 
 #include <algorithm>
@@ -31,16 +33,16 @@ size_t bytesLeft(int descriptor)
     if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0
         || ::ioctl(descriptor, FIONREAD, &unread) != 0)
         return std::numeric_limits<size_t>::max();
-    // What arrives between the calls counts as unread, so a connection can seldom exceed the limit.
+    // What arrives between the calls counts as unread, so now and then more is read.
     const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
     return static_cast<size_t>(std::clamp<qint64>(kMaxBytes - read, 0, kMaxBytes));
 }
 
 } // namespace
 
-/// Qt reads what servers send with this, before it is decrypted. It keeps some replies whatever
-/// their size, reads others in a loop on the thread of all requests, and goes on after a reply. So
-/// the first bytes of a connection are read and the rest is dropped, as if the server closed it.
+/// Qt reads a server's bytes with this, still encrypted. Qt keeps some replies whatever their size,
+/// reads others in a loop on its HTTP thread, and reads on after a reply. So only the first bytes
+/// of a connection are read; then it seems closed.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
     const size_t left = bytesLeft(descriptor);
@@ -52,16 +54,15 @@ Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
     return dropped > 0 ? -1 : 0;
 }
 
-/// Qt calls this with each host that it looks up, and with the name in a certificate. The time
-/// grows with the square of the name's length. A longer name gives no host, and matches none.
-QByteArray QUrl::toAce(const QString &domain)
+#if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
+/// To close the connections, Qt waits up to 5 s with this until its HTTP thread has ended. A TLS
+/// handshake can keep that thread busy for long. Qt deletes a thread that goes on when it ends.
+bool QThread::wait(QDeadlineTimer deadline)
 {
-    using Function = QByteArray (*)(const QString &);
-    static const auto original =
-        reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZN4QUrl5toAceERK7QString"));
-    constexpr int maxSize = 253; // as in DNS
-    return original == nullptr || domain.size() > maxSize ? QByteArray() : original(domain);
+    constexpr qint64 maxWait = 500; // ms
+    return wait(static_cast<unsigned long>(std::min(deadline.remainingTime(), maxWait)));
 }
+#endif
 
 /// Qt's network library parses cookies and entity tags with this, and some short lists. The time
 /// grows with the cube of a cookie's length: one reply took minutes.

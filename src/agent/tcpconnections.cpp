@@ -15,7 +15,7 @@ constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; read() limits oth
 
 } // namespace
 
-// The directory has a link from each thread's directory.
+// The directory's link count grows by one for each thread.
 quint64 TcpConnections::threadCount()
 {
     struct stat status = {};

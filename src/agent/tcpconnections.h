@@ -15,7 +15,7 @@ public:
 
     /// Shuts down each connection that was first found at least this long ago, or that received
     /// more than 256 KiB. Returns whether there is a connection, or more threads than at first: one
-    /// may be the resolver's. Without /proc it ignores threads.
+    /// may be looking up a name. Without /proc it ignores threads.
     bool end(std::chrono::milliseconds age);
 
 private:
