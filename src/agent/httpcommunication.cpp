@@ -11,7 +11,6 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QScopedPointer>
-#include <QScopedValueRollback>
 #include <QSslError>
 #include <QUrl>
 
@@ -95,9 +94,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
 // because a newer one replaces it. Not deleteLater(): thousands could pile up in one read.
 void HttpCommunication::dropRequests()
 {
-    auto replies = m_manager.findChildren<QNetworkReply *>();
-    replies.removeOne(m_emitting);
-    qDeleteAll(replies);
+    qDeleteAll(m_manager.findChildren<QNetworkReply *>());
     closeConnections();
 }
 
@@ -127,7 +124,7 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
-    const QScopedValueRollback<QNetworkReply *> emitting(m_emitting, reply);
+    reply->setParent(nullptr); // so that a receiver of the signals can send and drop requests
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
         qInfo() << "TimeoutError return"

@@ -52,7 +52,6 @@ private:
     void checkConnections();
 
     QNetworkAccessManager m_manager;
-    QNetworkReply *m_emitting = nullptr; // the reply of the signal that is being emitted
     int m_requests = 0; // since Qt's connections were closed
     TcpConnections m_connections; // after m_manager, whose thread it counts
     QTimer m_checkTimer; // runs while there may be connections

@@ -7,8 +7,7 @@
 
 namespace {
 
-// For one peer; the kernel blocks the peer beyond that. Larger than any write that fits into the
-// kernel's default buffer.
+// For one peer; the kernel blocks it beyond that. Larger than a write that its buffer takes.
 constexpr qint64 kMaxUnreadBytes = 256 * 1024;
 constexpr int kPassRights = 83; // SO_PASSRIGHTS of Linux 6.16
 
@@ -41,8 +40,7 @@ bool Listener::open(const QString &path)
     return true;
 }
 
-// Qt disables its notifier when too many peers wait, and enables it again only
-// when enough of them have been taken.
+// Qt disables its notifier while too many peers wait.
 bool Listener::isFull() const
 {
     const QSocketNotifier *notifier = notifierOf(*this);

@@ -103,8 +103,7 @@ void LocalServer::serveClient()
 #endif
     printConnectStatus();
 
-    // Qt announced the data while the peer waited, and will not announce it again.
-    // Emit the signal of the socket, so that sender() is the socket.
+    // Qt announced waiting data already. Emit the socket's own signal, because of sender().
     if (m_client->bytesAvailable() > 0)
         emit m_client->readyRead();
     if (m_client != nullptr && m_client->state() == QLocalSocket::UnconnectedState)

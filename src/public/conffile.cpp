@@ -46,8 +46,7 @@ bool ConfFile::isWritable() const
     return file >= 0;
 }
 
-// Not QSaveFile: it loses the owner, and its commit() replaces the file by an empty one
-// on a full disk.
+// Not QSaveFile: it loses the owner, and empties the file on a full disk.
 bool ConfFile::replace(const QByteArray &content) const
 {
     if (content.size() > RegularFile::kMaxBytes)
