@@ -207,7 +207,7 @@ class Server(Attack):
         sites = [Site((0, 200)), *(Site((3600, 200)) for _ in range(4))]
         configure({"defaultUrl": [site.url for site in sites]})
         self.start()
-        poll(lambda: "Attribute  200" in log())
+        poll(lambda: "Attribute  200" in log() and self.daemon.is_idle())
         for index in 1, 2, 3, 4:
             ask(choose(index))
             poll(lambda known=sites[index]: known.requests)
