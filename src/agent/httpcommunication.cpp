@@ -124,7 +124,6 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
-    reply->setParent(nullptr); // so that a receiver of the signals can send and drop requests
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
         qInfo() << "TimeoutError return"
@@ -139,12 +138,13 @@ void HttpCommunication::replyFinished(QNetworkReply *reply)
         qWarning() << LogMessages::requestFailed << status << reply->error()
                    << reply->errorString();
 
+    reply->setParent(nullptr); // so that a receiver of the signal can send and drop requests
     if (ServerConf::isProbe(reply->url())) {
         emit receiveHealth(headers, status);
-        return;
+    } else {
+        const QByteArray body = reply->readAll();
+        qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
+        emit receiveHttpsData(status, headers, body, reply->url().toString());
     }
-
-    const QByteArray body = reply->readAll();
-    qDebug() << "returnByte" << LogEncryption::encryptionMessage(body);
-    emit receiveHttpsData(status, headers, body, reply->url().toString());
+    reply->setParent(&m_manager);
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// For one peer; the kernel blocks it beyond that. Larger than a write that its buffer takes.
+// For one peer; the kernel blocks it beyond that. Larger than any write that fits its buffer.
 constexpr qint64 kMaxUnreadBytes = 256 * 1024;
 constexpr int kPassRights = 83; // SO_PASSRIGHTS of Linux 6.16
 

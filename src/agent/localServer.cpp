@@ -103,7 +103,7 @@ void LocalServer::serveClient()
 #endif
     printConnectStatus();
 
-    // Qt announced waiting data already. Emit the socket's own signal, because of sender().
+    // Qt has announced data that waits, and will not again. sender() has to be the socket.
     if (m_client->bytesAvailable() > 0)
         emit m_client->readyRead();
     if (m_client != nullptr && m_client->state() == QLocalSocket::UnconnectedState)

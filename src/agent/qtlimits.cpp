@@ -38,9 +38,8 @@ size_t bytesLeft(int descriptor)
 
 } // namespace
 
-/// Qt reads a server's bytes with this, still encrypted. Qt keeps some replies whatever their size,
-/// reads others in a loop on its HTTP thread, and reads on after a reply. So only the first bytes
-/// of a connection are read; then it seems closed.
+/// Qt reads a server's bytes with this, still encrypted: replies of any size, some in a loop, and
+/// also after a reply. So only the first bytes of a connection are read; then it seems closed.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
     const size_t left = bytesLeft(descriptor);
