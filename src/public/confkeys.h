@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QLatin1String>
+#include <QString>
 
 // Members of the configuration file. Clients receive all but the health path.
-inline const QLatin1String confDefaultName{"confDefault"};
-inline const QLatin1String confDefaultIndexName{"confDefaultIndex"};
-inline const QLatin1String confCustomHeadindexName{"confCustomHeadindex"};
-inline const QLatin1String confCustomUrlName{"confCustomUrl"};
-inline const QLatin1String healthPathName{"healthPath"};
-inline const QLatin1String defaultUrlName{"defaultUrl"};
+inline const QString confDefaultName = QStringLiteral("confDefault");
+inline const QString confDefaultIndexName = QStringLiteral("confDefaultIndex");
+inline const QString confCustomHeadindexName = QStringLiteral("confCustomHeadindex");
+inline const QString confCustomUrlName = QStringLiteral("confCustomUrl");
+inline const QString healthPathName = QStringLiteral("healthPath");
+inline const QString defaultUrlName = QStringLiteral("defaultUrl");
