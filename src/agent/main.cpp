@@ -69,9 +69,7 @@ int main(int argc, char *argv[])
     if (isAnotherInstanceAlive(probe))
         return 0;
 
-    const QDir directory;
-    if (!directory.exists(Paths::logDirectory))
-        directory.mkpath(Paths::logDirectory);
+    QDir().mkpath(Paths::logDirectory);
     const QString logPath =
         QStringLiteral("%1/%2.log").arg(Paths::logDirectory, QCoreApplication::applicationName());
     ServiceLog::getLogFilePath(logPath);
