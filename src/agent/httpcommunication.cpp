@@ -4,6 +4,7 @@
 #include "logmessages.h"
 #include "serverconf.h"
 #include "sharedconstants.h"
+#include "tcpconnections.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -116,7 +117,7 @@ void HttpCommunication::closeConnections()
 // The resolver may open a connection long after the last reply, so look until it has ended.
 void HttpCommunication::checkConnections()
 {
-    if (!m_connections.end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)
+    if (!TcpConnections::end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)
         m_checkTimer.stop();
 }
 

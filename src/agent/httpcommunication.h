@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tcpconnections.h"
-
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QTimer>
@@ -53,6 +51,5 @@ private:
 
     QNetworkAccessManager m_manager;
     int m_requests = 0; // since Qt's connections were closed
-    TcpConnections m_connections; // after m_manager, whose thread it counts
     QTimer m_checkTimer; // runs while there may be connections
 };

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
 
 #include <dlfcn.h>
 #include <linux/tcp.h>
@@ -19,22 +18,8 @@
 
 namespace {
 
-constexpr qint64 kMaxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
+constexpr size_t kMaxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
 constexpr size_t kMaxDropped = 1024 * 1024; // at once
-
-/// How many bytes of a TCP connection may still be read; the largest number for other descriptors.
-size_t bytesLeft(int descriptor)
-{
-    int unread = 0;
-    tcp_info info = {};
-    socklen_t infoBytes = sizeof info;
-    if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0
-        || ::ioctl(descriptor, FIONREAD, &unread) != 0)
-        return std::numeric_limits<size_t>::max();
-    // What arrives between the calls counts as unread, so now and then more is read.
-    const auto read = static_cast<qint64>(info.tcpi_bytes_received) - unread;
-    return static_cast<size_t>(std::clamp<qint64>(kMaxBytes - read, 0, kMaxBytes));
-}
 
 } // namespace
 
@@ -42,9 +27,17 @@ size_t bytesLeft(int descriptor)
 /// also after a reply. So only the first bytes of a connection are read; then it seems closed.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
-    const size_t left = bytesLeft(descriptor);
+    int unread = 0;
+    tcp_info info = {};
+    socklen_t infoBytes = sizeof info;
+    if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &infoBytes) != 0
+        || ::ioctl(descriptor, FIONREAD, &unread) != 0)
+        return ::syscall(SYS_read, descriptor, data, size);
+    // What arrives between the calls counts as unread, so now and then more is read.
+    const auto left = static_cast<ssize_t>(kMaxBytes - info.tcpi_bytes_received) + unread;
     if (left > 0)
-        return ::syscall(SYS_read, descriptor, data, std::min(size, left));
+        return ::syscall(SYS_read, descriptor, data,
+                         std::min({size, static_cast<size_t>(left), kMaxBytes}));
     ::shutdown(descriptor, SHUT_RDWR);
     const ssize_t dropped = ::recv(descriptor, nullptr, kMaxDropped, MSG_TRUNC | MSG_DONTWAIT);
     errno = EAGAIN; // not the end yet: Qt loses a reply that ends while data waits
@@ -65,9 +58,8 @@ bool QThread::wait(QDeadlineTimer deadline)
 /// grows with the cube of a cookie's length: one reply took minutes.
 QList<QByteArray> QByteArray::split(char separator) const
 {
-    using Function = QList<QByteArray> (*)(const QByteArray *, char);
-    static const auto original =
-        reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "_ZNK10QByteArray5splitEc"));
+    static const auto original = reinterpret_cast<QList<QByteArray> (*)(const QByteArray *, char)>(
+        ::dlsym(RTLD_NEXT, "_ZNK10QByteArray5splitEc"));
     constexpr int maxSize = 64;
     return original == nullptr || size() > maxSize ? QByteArrayList() : original(this, separator);
 }

@@ -1,30 +1,51 @@
 #include "tcpconnections.h"
 
 #include <QDeadlineTimer>
+#include <QHash>
+#include <QSemaphore>
 
+#include <utility>
+
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/tcp.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 
 namespace {
 
 constexpr int kMaxDescriptors = 1024; // the daemon has fewer than 100
 constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; read() limits other connections
+constexpr int kMaxLookups = 5; // at once; an answer takes up to 2.3 MiB while it is parsed
+constexpr int kMaxAddresses = 32; // of a name; an answer may have thousands
+
+QSemaphore lookups(kMaxLookups); // clazy:exclude=non-pod-global-static
 
 } // namespace
 
-// The directory's link count grows by one for each thread.
-quint64 TcpConnections::threadCount()
+/// Qt looks up names with this, on up to 20 threads, and keeps the addresses for a minute. The
+/// dynamic linker finds this function before that of the C library.
+extern "C" Q_DECL_EXPORT int getaddrinfo(const char *name, const char *service,
+                                         const addrinfo *hints, addrinfo **addresses)
 {
-    struct stat status = {};
-    ::stat("/proc/self/task", &status);
-    return status.st_nlink;
+    static const auto original =
+        reinterpret_cast<decltype(&::getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+    lookups.acquire();
+    const QSemaphoreReleaser releaser(lookups);
+    const int error = original(name, service, hints, addresses);
+    if (error != 0)
+        return error;
+    addrinfo *last = *addresses;
+    for (int count = 1; count < kMaxAddresses && last->ai_next != nullptr; ++count)
+        last = last->ai_next;
+    ::freeaddrinfo(std::exchange(last->ai_next, nullptr));
+    return 0;
 }
 
 bool TcpConnections::end(std::chrono::milliseconds age)
 {
+    static QHash<quint64, qint64> known; // when first found, in ms, by the socket's kernel ID
     const qint64 now = QDeadlineTimer::current().deadline();
     QHash<quint64, qint64> found;
     for (int descriptor = 0; descriptor < kMaxDescriptors; ++descriptor) {
@@ -36,10 +57,10 @@ bool TcpConnections::end(std::chrono::milliseconds age)
             || ::getsockopt(descriptor, SOL_SOCKET, SO_COOKIE, &id, &idBytes) != 0
             || (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0) // inherited from the starter
             continue;
-        found.insert(id, m_found.value(id, now));
+        found.insert(id, known.value(id, now));
         if (now - found.value(id) >= age.count() || info.tcpi_bytes_received > kMaxBytes)
             ::shutdown(descriptor, SHUT_RDWR);
     }
-    m_found.swap(found);
-    return !m_found.isEmpty() || threadCount() > m_threads;
+    known.swap(found);
+    return !known.isEmpty() || lookups.available() < kMaxLookups;
 }
