@@ -11,7 +11,6 @@
 #include <QNetworkConfiguration>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QScopedPointer>
 #include <QSslError>
 #include <QUrl>
 
@@ -96,20 +95,16 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
 void HttpCommunication::dropRequests()
 {
     qDeleteAll(m_manager.findChildren<QNetworkReply *>());
-    closeConnections();
-}
-
-void HttpCommunication::closeIdleConnections()
-{
-    if (m_manager.findChild<QNetworkReply *>() == nullptr)
-        closeConnections();
+    closeIdleConnections();
 }
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
 // a few KiB of each TLS handshake. Closing the connections blocks while a reply exists, finished or
 // not: Qt's thread may wait for it.
-void HttpCommunication::closeConnections()
+void HttpCommunication::closeIdleConnections()
 {
+    if (m_manager.findChild<QNetworkReply *>() != nullptr)
+        return;
     m_requests = 0;
     m_manager.clearConnectionCache();
 }
@@ -124,7 +119,7 @@ void HttpCommunication::checkConnections()
 void HttpCommunication::replyFinished(QNetworkReply *reply)
 {
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
+    reply->deleteLater();
     const bool isAborted = reply->error() == QNetworkReply::OperationCanceledError;
     if (reply->error() == QNetworkReply::TimeoutError || isAborted) {
         qInfo() << "TimeoutError return"

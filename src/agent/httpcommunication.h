@@ -46,7 +46,6 @@ private:
     void enableNetwork();
     void dropRequests();
     void closeIdleConnections();
-    void closeConnections();
     void checkConnections();
 
     QNetworkAccessManager m_manager;
