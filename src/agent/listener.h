@@ -2,9 +2,8 @@
 
 #include <QLocalServer>
 
-/// The listening socket with the peers that wait to be served. Limits the bytes
-/// kept for a peer. Reports two states that QLocalServer hides: it
-/// announces no more peers, or it has given up the socket.
+/// The listening socket with the peers that wait to be served. Limits the bytes kept for a peer.
+/// Reports what QLocalServer hides: it announces no more peers, or has given up the socket.
 class Listener : public QLocalServer
 {
     Q_OBJECT

@@ -25,7 +25,6 @@ namespace {
 
 constexpr qint64 kMaxUnsentBytes = 1024 * 1024;
 constexpr std::chrono::milliseconds kListenInterval{1000};
-constexpr mode_t kRunDirectoryMode = 0755;
 
 } // namespace
 
@@ -35,7 +34,7 @@ LocalServer::LocalServer(QObject * /*parent*/)
 {
     // Every user must reach the socket, whatever the umask.
     if (!QDir(Paths::runDirectory).exists() && QDir().mkpath(Paths::runDirectory))
-        ::chmod(Paths::runDirectory.data(), kRunDirectoryMode);
+        ::chmod(Paths::runDirectory.data(), 0755);
     initLocalServer();
 }
 

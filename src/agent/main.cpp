@@ -13,7 +13,6 @@
 #include <QLocalSocket>
 #include <QTextCodec>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 
@@ -22,7 +21,7 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kProbeWait{1000};
+constexpr int kProbeWait = 1000; // ms
 
 /// Frees the daemon from its starter's environment and closed streams.
 void isolateFromStarter()
@@ -47,7 +46,7 @@ bool isAnotherInstanceAlive(QLocalSocket &probe)
 {
     probe.connectToServer(Paths::socket, QIODevice::ReadWrite);
     // An attempt that is still pending means a full backlog, so an instance listens.
-    if (!probe.waitForConnected(static_cast<int>(kProbeWait.count())))
+    if (!probe.waitForConnected(kProbeWait))
         return probe.state() == QLocalSocket::ConnectingState;
     probe.disconnectFromServer();
     probe.close();

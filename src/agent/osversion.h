@@ -11,11 +11,10 @@ enum SystemType {
     ServerDeviceEdition = 4,
 };
 
-/// The version record of the operating system: the group "Version" of an INI
-/// file in UTF-8. Each field is the value as QSettings converts it to a string:
-/// empty when the key is missing, or when the value is an unquoted list ("1,2").
-///
-/// The daemon uses it only to derive the system type. The other fields are not used yet.
+/// The version record of the operating system: the group "Version" of an INI file in UTF-8. Each
+/// field is the value as QSettings converts it to a string: empty when the key is missing, or when
+/// the value is an unquoted list ("1,2"). The daemon uses it only to derive the system type. The
+/// other fields are not used yet.
 struct OsVersion
 {
     QString systemName;

@@ -80,9 +80,7 @@ QUrl QUrl::fromEncoded(const QByteArray &url, ParsingMode mode)
 
 /// Qt's network library never forgets the realms of servers, with or without a password: it takes
 /// 100 KB for one of 23 KB. Each key is a URL with a realm as its fragment, now without.
-void QUrl::setFragment(const QString & /*fragment*/, ParsingMode /*mode*/)
-{
-}
+void QUrl::setFragment(const QString & /*fragment*/, ParsingMode /*mode*/) {}
 
 /// OpenSSL would compute the curve of a certificate that describes its own: 0.2 s for 400 bytes.
 extern "C" Q_DECL_EXPORT void *EC_GROUP_new_from_ecparameters(const void * /*parameters*/)

@@ -59,8 +59,7 @@ bool ConfFile::replace(const QByteArray &content) const
     const QByteArray from = QFile::encodeName(draft.fileName());
     const QByteArray to = QFile::encodeName(original.fileName());
     static_cast<void>(std::remove(from.constData()));
-    constexpr auto flags = QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered;
-    if (!draft.open(flags))
+    if (!draft.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
         return false;
 
     // Not QFile::rename(), which does not replace a file.
