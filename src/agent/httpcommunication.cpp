@@ -12,6 +12,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QSslError>
+#include <QThread>
 #include <QUrl>
 
 #include <chrono>
@@ -19,6 +20,7 @@
 namespace {
 
 constexpr int kMaxRequests = 4;
+constexpr int kMaxBusyThreads = 4; // that go on after their connections were closed
 constexpr std::chrono::seconds kMaxAge{60}; // of a request, and of a connection
 constexpr std::chrono::milliseconds kCheckInterval{1000};
 
@@ -103,13 +105,14 @@ void HttpCommunication::dropRequests()
 // not: Qt's thread may wait for it.
 void HttpCommunication::closeIdleConnections()
 {
-    if (m_manager.findChild<QNetworkReply *>() != nullptr)
+    const int busyThreads = QCoreApplication::instance()->findChildren<QThread *>().size();
+    if (busyThreads >= kMaxBusyThreads || m_manager.findChild<QNetworkReply *>() != nullptr)
         return;
     m_requests = 0;
     m_manager.clearConnectionCache();
 }
 
-// The resolver may open a connection long after the last reply, so look until it has ended.
+// The resolver may open a connection long after the last reply, so look until the lookup has ended.
 void HttpCommunication::checkConnections()
 {
     if (!TcpConnections::end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)

@@ -21,8 +21,8 @@ public:
     static void disablePlugins();
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
-    /// if the request times out (after 60 s at the latest) or is dropped: the fifth request since
-    /// none was outstanding drops all that are.
+    /// if the request times out (after 60 s at the latest) or is dropped. After four requests with
+    /// always one outstanding, the next one drops those that are.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 

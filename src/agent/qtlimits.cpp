@@ -2,6 +2,7 @@
 
 #undef _FORTIFY_SOURCE // defines read() too
 
+#include <QCoreApplication>
 #include <QThread>
 #include <QUrl>
 
@@ -16,17 +17,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-namespace {
-
-constexpr size_t kMaxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
-constexpr size_t kMaxDropped = 1024 * 1024; // at once
-
-} // namespace
-
 /// Qt reads a server's bytes with this, still encrypted: replies of any size, some in a loop, and
 /// also after a reply. So only the first bytes of a connection are read; then it seems closed.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
+    constexpr size_t maxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
+    constexpr size_t maxDropped = 1024 * 1024; // at once
     int unread = 0;
     tcp_info info = {};
     socklen_t infoBytes = sizeof info;
@@ -34,23 +30,28 @@ Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
         || ::ioctl(descriptor, FIONREAD, &unread) != 0)
         return ::syscall(SYS_read, descriptor, data, size);
     // What arrives between the calls counts as unread, so now and then more is read.
-    const auto left = static_cast<ssize_t>(kMaxBytes - info.tcpi_bytes_received) + unread;
+    const auto left = static_cast<qint64>(maxBytes - info.tcpi_bytes_received) + unread;
     if (left > 0)
         return ::syscall(SYS_read, descriptor, data,
-                         std::min({size, static_cast<size_t>(left), kMaxBytes}));
+                         std::min({size, static_cast<size_t>(left), maxBytes}));
     ::shutdown(descriptor, SHUT_RDWR);
-    const ssize_t dropped = ::recv(descriptor, nullptr, kMaxDropped, MSG_TRUNC | MSG_DONTWAIT);
+    const ssize_t dropped = ::recv(descriptor, nullptr, maxDropped, MSG_TRUNC | MSG_DONTWAIT);
     errno = EAGAIN; // not the end yet: Qt loses a reply that ends while data waits
     return dropped > 0 ? -1 : 0;
 }
 
 #if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
 /// To close the connections, Qt waits up to 5 s with this until its HTTP thread has ended. A TLS
-/// handshake can keep that thread busy for long. Qt deletes a thread that goes on when it ends.
+/// handshake can keep it busy for longer; then it becomes a child of the application until it ends.
 bool QThread::wait(QDeadlineTimer deadline)
 {
     constexpr qint64 maxWait = 500; // ms
-    return wait(static_cast<unsigned long>(std::min(deadline.remainingTime(), maxWait)));
+    static const auto original = reinterpret_cast<bool (*)(QThread *, QDeadlineTimer)>(
+        ::dlsym(RTLD_NEXT, "_ZN7QThread4waitE14QDeadlineTimer"));
+    if (original(this, QDeadlineTimer(std::min(deadline.remainingTime(), maxWait))))
+        return true;
+    setParent(QCoreApplication::instance()); // counted in closeIdleConnections()
+    return false;
 }
 #endif
 
@@ -61,7 +62,7 @@ QList<QByteArray> QByteArray::split(char separator) const
     static const auto original = reinterpret_cast<QList<QByteArray> (*)(const QByteArray *, char)>(
         ::dlsym(RTLD_NEXT, "_ZNK10QByteArray5splitEc"));
     constexpr int maxSize = 64;
-    return original == nullptr || size() > maxSize ? QByteArrayList() : original(this, separator);
+    return size() > maxSize ? QByteArrayList() : original(this, separator);
 }
 
 /// Qt parses a "Location" with these two. The time grows with the square of the host's length.
