@@ -197,11 +197,11 @@ class Site:
     """An HTTP server. Each answer is (seconds to wait for the release, status or bytes, bytes to
     repeat, if any; not encrypted). The last answer serves all further requests."""
 
-    def __init__(self, *answers, tls=None):
+    def __init__(self, *answers, tls=None, host="127.0.0.1"):
         self.answers, self.tls = list(answers), tls
         self.requests, self.release = [], threading.Event()
-        self.server = socket.create_server(("127.0.0.1", 0))
-        self.url = f"http{'s' if tls else ''}://127.0.0.1:{self.server.getsockname()[1]}"
+        self.server = socket.create_server((host, 0))
+        self.url = f"http{'s' if tls else ''}://{host}:{self.server.getsockname()[1]}"
         threading.Thread(target=self.accept, daemon=True).start()
 
     def accept(self):

@@ -191,17 +191,24 @@ class Server(Attack):
                     f"rm {conf}; [ ! -e {conf}.x ] || mv {conf}.x {conf}"), Daemon():
             poll(lambda: "Failed:  401" in log())
 
-    def test_name_moves(self):
-        """The server of the longest possible name floods Qt's thread, then the name moves."""
-        name, hosts = ".".join(["n" * 62] * 4 + ["n"]), Path(f"{TMP}/hosts")
-        hosts.write_text(f"127.0.0.1 {name}\n", "ascii")
+    def test_names(self):
+        """The longest possible name floods and then moves. Of a name, 32 addresses are used."""
+        longest, hosts = ".".join(["n" * 62] * 4 + ["n"]), Path(f"{TMP}/hosts")
+        names, far = "a b c few many", "127.9.9.9"
+        others = "".join(f"127.0.0.{2 + part} many{' few' * (part < 20)}\n" for part in range(40))
+        lines = f"127.0.0.1 {longest}\n{others}{far} {names}\n"
+        hosts.write_text(lines, "ascii")
         flood = Site((0, b"", b"HTTP/1.1 100 C\r\n\r\n" * 3000))
-        configure({"defaultUrl": [flood.url.replace("127.0.0.1", name), Site((0, 200)).url]})
+        good = Site((0, 200), host=far).url
+        configure({"defaultUrl": [flood.url.replace("127.0.0.1", longest),
+                                  *(good.replace(far, name) for name in names.split())]})
         with broken(f"mount --bind {hosts} /etc/hosts", "umount /etc/hosts"), Daemon() as daemon:
             resource.prlimit(daemon.process.pid, resource.RLIMIT_CPU, (20, 20))
             poll(lambda: flood.requests)
-            hosts.write_text(f"127.0.0.2 {name}\n", "ascii")
-            probe(1, "Attribute  200")
+            hosts.write_text(lines.replace("127.0.0.1", "127.0.0.2", 1), "ascii")
+            for index in range(1, 5):
+                probe(index, "Attribute  200")
+            probe(5, "Attribute  0")
 
     def test_fifth_silent_reply(self):
         sites = [Site((0, 200)), *(Site((3600, 200)) for _ in range(4))]
@@ -219,7 +226,6 @@ class Server(Attack):
         ok, missing = b"HTTP/1.1 200 OK\r\n", b"HTTP/1.1 404 No\r\n"
         failed = "Failed:  404 QNetworkReply::ContentNotFoundError"
         no_json = 'QJsonParseError  "illegal value"'
-        nothing = ['returnByte ""', "getServerData is empty.", no_json]
         body = b"x" * 16384
         packed = b"Content-Encoding: gzip\r\n\r\n" + gzip.compress(bytes(16 * MIB))
         rows = (
@@ -230,7 +236,7 @@ class Server(Attack):
             ("/body", ok + b"\r\n" + body, [f'returnByte "{body.decode()}"', no_json]),
             ("/unhealth", ok + b"\r\n[2]", ['returnByte "[2]"']),
             ("/healthz", missing + b"\r\n<html>", [failed, 'returnByte "<html>"', no_json]),
-            ("/", ok + b"\r\n", nothing),
+            ("/", ok + b"\r\n", ['returnByte ""', "getServerData is empty.", no_json]),
             ("/", ok + b'\r\n{"a":[],"a":1}',
              ["returnByte", 'QJsonParseError  "two members of the same name"']),
         )

@@ -12,10 +12,9 @@ inline constexpr int kMaxObjectBytes = 64 * 1024;
 /// logs and parses its object from the start, so many small frames cost more than one.
 inline constexpr int kMaxCost = 512 * 1024;
 
-/// Returns the complete JSON objects (QJsonObject) in the frames of one read, in
-/// order of arrival. Joins an object that is split over several frames. Stops with
-/// a warning at an incomplete frame, a frame from another sender, a frame that
-/// exceeds the limits above, or an object with two members of the same name.
+/// Returns the complete JSON objects (QJsonObject) in the frames of one read, in order. Joins an
+/// object that is split over several frames. Stops with a warning at a frame that is incomplete,
+/// from another sender or beyond the limits, and at an object with two members of the same name.
 QVariantList parse(const QByteArray &received);
 
 } // namespace Requests

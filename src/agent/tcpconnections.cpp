@@ -18,20 +18,22 @@ namespace {
 constexpr int kMaxDescriptors = 1024; // the daemon has fewer than 100
 constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; read() limits other connections
 constexpr int kMaxLookups = 5; // at once; an answer takes up to 2.3 MiB while it is parsed
-constexpr int kMaxAddresses = 32; // of a name; an answer may have thousands
+constexpr int kMaxWait = 8000; // ms, for one of the others to end
+constexpr int kMaxAddresses = 3 * 32; // of a name: 32, and each for three types of sockets
 
 QSemaphore lookups(kMaxLookups); // clazy:exclude=non-pod-global-static
 
 } // namespace
 
-/// Qt looks up names with this, on up to 20 threads, and keeps the addresses for a minute. The
-/// dynamic linker finds this function before that of the C library.
+/// Qt looks up names with this, on up to 20 threads, and keeps the addresses for a minute. A name
+/// may have thousands. The dynamic linker finds this function before that of the C library.
 extern "C" Q_DECL_EXPORT int getaddrinfo(const char *name, const char *service,
                                          const addrinfo *hints, addrinfo **addresses)
 {
     static const auto original =
         reinterpret_cast<decltype(&::getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
-    lookups.acquire();
+    if (!lookups.tryAcquire(1, kMaxWait))
+        return EAI_AGAIN;
     const QSemaphoreReleaser releaser(lookups);
     const int error = original(name, service, hints, addresses);
     if (error != 0)
