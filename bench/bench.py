@@ -20,7 +20,7 @@ os.environ["PATH"] += ":/usr/sbin"  # nginx is there
 REQUEST_ROUNDS, REQUESTS = 301, 500
 START_ROUNDS = 151
 WARM_UP, GROWTH_REQUESTS = 2000, 100000
-# The heap moves by a few pages. A leak of the smallest block in one of 40 requests exceeds it.
+# A leak of the smallest block in one of 40 requests exceeds it.
 MAX_GROWTH_KIB = 32
 SETTLE_SECONDS = 3
 
