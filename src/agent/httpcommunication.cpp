@@ -20,7 +20,6 @@
 namespace {
 
 constexpr int kMaxRequests = 4;
-constexpr int kMaxBusyThreads = 4; // that go on after their connections were closed
 constexpr std::chrono::seconds kMaxAge{60}; // of a request, and of a connection
 constexpr std::chrono::milliseconds kCheckInterval{1000};
 
@@ -80,7 +79,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     // By default Qt returns the server's cookies with the next request.
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    if (m_requests == kMaxRequests)
+    if (m_requests >= kMaxRequests) // more while they cannot be closed
         dropRequests();
     ++m_requests;
     QNetworkReply *reply = m_manager.post(request, data);
@@ -102,11 +101,11 @@ void HttpCommunication::dropRequests()
 
 // Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
 // a few KiB of each TLS handshake. Closing the connections blocks while a reply exists, finished or
-// not: Qt's thread may wait for it.
+// not: Qt's thread may wait for it. Each closing starts a new thread, so the last one has to end.
 void HttpCommunication::closeIdleConnections()
 {
-    const int busyThreads = QCoreApplication::instance()->findChildren<QThread *>().size();
-    if (busyThreads >= kMaxBusyThreads || m_manager.findChild<QNetworkReply *>() != nullptr)
+    if (m_manager.findChild<QNetworkReply *>() != nullptr
+        || QCoreApplication::instance()->findChild<QThread *>() != nullptr)
         return;
     m_requests = 0;
     m_manager.clearConnectionCache();

@@ -8,7 +8,7 @@
 class QNetworkReply;
 
 /// The HTTPS client: posts data and reports each reply by one signal, unless it timed out or was
-/// dropped. It parses no body and does not retry. A reply is identified only by its URL.
+/// dropped. It parses no body and does not retry (Qt may). A reply is identified only by its URL.
 class HttpCommunication : public QObject
 {
     Q_OBJECT
@@ -21,8 +21,8 @@ public:
     static void disablePlugins();
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
-    /// if the request times out (after 60 s at the latest) or is dropped. After four requests with
-    /// always one outstanding, the next one drops those that are.
+    /// if the request times out (after 60 s at the latest) or is dropped. The fifth request
+    /// since no reply was outstanding drops all that are.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 

@@ -17,8 +17,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-/// Qt reads a server's bytes with this, still encrypted: replies of any size, some in a loop, and
-/// also after a reply. So only the first bytes of a connection are read; then it seems closed.
+/// Qt reads a server's bytes with this, before decryption: without a limit, sometimes in a loop,
+/// also after the reply. It gets the first bytes of a connection; then that seems closed.
 Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
 {
     constexpr size_t maxBytes = 24 * 1024; // an ordinary probe receives less than 10 KB
@@ -36,13 +36,13 @@ Q_DECL_EXPORT ssize_t read(int descriptor, void *data, size_t size)
                          std::min({size, static_cast<size_t>(left), maxBytes}));
     ::shutdown(descriptor, SHUT_RDWR);
     const ssize_t dropped = ::recv(descriptor, nullptr, maxDropped, MSG_TRUNC | MSG_DONTWAIT);
-    errno = EAGAIN; // not the end yet: Qt loses a reply that ends while data waits
+    errno = EAGAIN; // first drop all: Qt loses a reply if the end comes while data waits
     return dropped > 0 ? -1 : 0;
 }
 
 #if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
-/// To close the connections, Qt waits up to 5 s with this until its HTTP thread has ended. A TLS
-/// handshake can keep it busy for longer; then it becomes a child of the application until it ends.
+/// To close the connections, Qt waits up to 5 s with this for its HTTP thread. A TLS handshake can
+/// take longer; then closeIdleConnections() finds the thread among the application's children.
 bool QThread::wait(QDeadlineTimer deadline)
 {
     constexpr qint64 maxWait = 500; // ms
@@ -50,7 +50,7 @@ bool QThread::wait(QDeadlineTimer deadline)
         ::dlsym(RTLD_NEXT, "_ZN7QThread4waitE14QDeadlineTimer"));
     if (original(this, QDeadlineTimer(std::min(deadline.remainingTime(), maxWait))))
         return true;
-    setParent(QCoreApplication::instance()); // counted in closeIdleConnections()
+    setParent(QCoreApplication::instance());
     return false;
 }
 #endif
@@ -79,17 +79,17 @@ QUrl QUrl::fromEncoded(const QByteArray &url, ParsingMode mode)
     return {QString::fromUtf8(url), mode};
 }
 
-/// Qt's network library never forgets the realms of servers, with or without a password: it takes
-/// 100 KB for one of 23 KB. Each key is a URL with a realm as its fragment, now without.
+/// Qt's network library keeps credentials for ever, even none, under the URL with the realm as its
+/// fragment: 100 KB for a realm of 23 KB. Without fragments it keeps one for each URL.
 void QUrl::setFragment(const QString & /*fragment*/, ParsingMode /*mode*/) {}
 
-/// OpenSSL would compute the curve of a certificate that describes its own: 0.2 s for 400 bytes.
+/// OpenSSL would compute a curve that a certificate describes: 0.3 s for 400 bytes. Now it fails.
 extern "C" Q_DECL_EXPORT void *EC_GROUP_new_from_ecparameters(const void * /*parameters*/)
 {
     return nullptr;
 }
 
-/// For revocation lists, which Qt does not use. One certificate of 23 KB took 618 MiB.
+/// For revocation lists, which Qt does not use: one certificate of 23 KB took 618 MiB.
 extern "C" Q_DECL_EXPORT int DIST_POINT_set_dpname(void * /*name*/, const void * /*issuer*/)
 {
     return 1;

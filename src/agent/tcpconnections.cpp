@@ -16,9 +16,9 @@
 namespace {
 
 constexpr int kMaxDescriptors = 1024; // the daemon has fewer than 100
-constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; read() limits other connections
+constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; qtlimits.cpp limits others
 constexpr int kMaxLookups = 5; // at once; an answer takes up to 2.3 MiB while it is parsed
-constexpr int kMaxWait = 8000; // ms, for one of the others to end
+constexpr int kMaxLookupWait = 8000; // ms, until one of the others ends
 constexpr int kMaxAddresses = 3 * 32; // of a name: 32, and each for three types of sockets
 
 QSemaphore lookups(kMaxLookups); // clazy:exclude=non-pod-global-static
@@ -32,7 +32,7 @@ extern "C" Q_DECL_EXPORT int getaddrinfo(const char *name, const char *service,
 {
     static const auto original =
         reinterpret_cast<decltype(&::getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
-    if (!lookups.tryAcquire(1, kMaxWait))
+    if (!lookups.tryAcquire(1, kMaxLookupWait))
         return EAI_AGAIN;
     const QSemaphoreReleaser releaser(lookups);
     const int error = original(name, service, hints, addresses);

@@ -3,7 +3,8 @@
 #include <chrono>
 
 /// The process's TCP connections, which Qt does not reveal. Some outlive their request: Qt keeps
-/// one whose TLS handshake stalls, and the resolver may wait for a name server for ever.
+/// one whose TLS handshake stalls, and the resolver may wait for a name server for ever. The file
+/// also replaces getaddrinfo(), to limit name lookups.
 namespace TcpConnections {
 
 /// Shuts down each connection that it first found at least this long ago, or that received more
