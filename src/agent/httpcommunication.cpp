@@ -96,6 +96,7 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
 void HttpCommunication::dropRequests()
 {
     qDeleteAll(m_manager.findChildren<QNetworkReply *>());
+    TcpConnections::end(std::chrono::milliseconds::zero());
     closeIdleConnections();
 }
 

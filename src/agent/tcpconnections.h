@@ -2,9 +2,8 @@
 
 #include <chrono>
 
-/// The process's TCP connections, which Qt does not reveal. Some outlive their request: Qt keeps
-/// one whose TLS handshake stalls, and the resolver may wait for a name server for ever. The file
-/// also replaces getaddrinfo(), to limit name lookups.
+/// The process's TCP connections, which Qt does not reveal, and name lookups. Some outlive their
+/// request: Qt keeps stalled TLS handshakes, and the resolver may wait for a name server for ever.
 namespace TcpConnections {
 
 /// Shuts down each connection that it first found at least this long ago, or that received more
