@@ -42,7 +42,7 @@ class Docs(Case):
                 (members, found(r"^\.It Ic (\w+)", file)),
                 (members, found(r"^\| `(\w+)` \|", text("doc/protocol.md")) | {"healthPath"})):
             self.assertEqual(there, described)
-        tests = found(r"`((?:test_|keeps)\w+)`", text("doc/robustness.md"))
+        tests = found(r"`((?:test_|deletes)\w+)`", text("doc/robustness.md"))
         self.assertLessEqual(tests, found(r"\w+(?=\()", text("tests/test*")))
         for command in COMMANDS:
             shown = quillonctl("help", command).stdout
