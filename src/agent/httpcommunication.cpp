@@ -115,7 +115,8 @@ void HttpCommunication::closeIdleConnections()
 // The resolver may open a connection long after the last reply, so look until the lookup has ended.
 void HttpCommunication::checkConnections()
 {
-    if (!TcpConnections::end(kMaxAge) && m_manager.findChild<QNetworkReply *>() == nullptr)
+    closeIdleConnections(); // a busy thread may have prevented it
+    if (!TcpConnections::end(kMaxAge) && m_requests == 0)
         m_checkTimer.stop();
 }
 

@@ -2,9 +2,8 @@
 
 #include <QByteArray>
 
-/// The envelope of every message on the local socket: two signed 32-bit
-/// integers in the machine's byte order (sender id, payload length in bytes),
-/// then the payload. Pure functions; may be called from any thread.
+/// The envelope of every message on the local socket: two signed 32-bit integers in the machine's
+/// byte order (sender id, payload length in bytes), then the payload. Pure functions.
 namespace Frame {
 
 enum Sender : qint32 {
