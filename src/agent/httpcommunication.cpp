@@ -96,18 +96,18 @@ void HttpCommunication::sendPost(const QString &url, const QByteArray &data, QSt
 void HttpCommunication::dropRequests()
 {
     qDeleteAll(m_manager.findChildren<QNetworkReply *>());
-    TcpConnections::end(std::chrono::milliseconds::zero());
+    TcpConnections::end(kCheckInterval); // but not one that the next request may share
     closeIdleConnections();
 }
 
-// Qt does not end a connection with its reply: it goes on to read what the server sends, and keeps
-// a few KiB of each TLS handshake. Closing the connections blocks while a reply exists, finished or
-// not: Qt's thread may wait for it. Each closing starts a new thread, so the last one has to end.
+// Qt does not end a connection with its reply: it reads on, and keeps a few KiB of each handshake.
+// Closing can block while a reply exists, even an aborted one. The last closing's thread must end.
 void HttpCommunication::closeIdleConnections()
 {
-    if (m_manager.findChild<QNetworkReply *>() != nullptr
-        || QCoreApplication::instance()->findChild<QThread *>() != nullptr)
+    const auto *last = QCoreApplication::instance()->findChild<QThread *>();
+    if (m_manager.findChild<QNetworkReply *>() != nullptr || (last != nullptr && last->isRunning()))
         return;
+    delete last; // Qt can miss its end
     m_requests = 0;
     m_manager.clearConnectionCache();
 }

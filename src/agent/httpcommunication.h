@@ -22,7 +22,7 @@ public:
 
     /// Posts the data to the URL and returns at once. A signal reports the outcome. There is none
     /// if the request times out (after 60 s at the latest) or is dropped. The fifth request
-    /// since no reply was outstanding drops all that are.
+    /// since Qt's connections were closed, and each until they are, drops all that are outstanding.
     /// @param token sent in the header "AuthToken" unless empty; the health probe has no token
     void sendPost(const QString &url, const QByteArray &data, QString token);
 
