@@ -101,13 +101,13 @@ void HttpCommunication::dropRequests()
 }
 
 // Qt does not end a connection with its reply: it reads on, and keeps a few KiB of each handshake.
-// Closing can block while a reply exists, even an aborted one. The last closing's thread must end.
+// Closing can block while a reply exists, even an aborted one. First the last thread has to end.
 void HttpCommunication::closeIdleConnections()
 {
     const auto *last = QCoreApplication::instance()->findChild<QThread *>();
     if (m_manager.findChild<QNetworkReply *>() != nullptr || (last != nullptr && last->isRunning()))
         return;
-    delete last; // Qt can miss its end
+    delete last; // Qt can miss that it has ended
     m_requests = 0;
     m_manager.clearConnectionCache();
 }

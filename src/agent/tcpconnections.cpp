@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int kMaxDescriptors = 256; // the daemon has fewer than 100
+constexpr int kMaxDescriptors = 256; // the daemon has fewer than 100 of its own
 constexpr quint64 kMaxBytes = 256 * 1024; // of a name server; qtlimits.cpp limits others
 constexpr int kMaxLookups = 5; // at once; an answer takes up to 2.3 MiB while it is parsed
 constexpr int kMaxLookupWait = 8000; // ms, until one of the others ends
